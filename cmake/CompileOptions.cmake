@@ -1,0 +1,42 @@
+# One set of compile options for every target: quarlo_options(target).
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+find_package(Threads REQUIRED)
+
+find_program(QUARLO_CCACHE ccache DOC "Compiler cache; empty to compile without one")
+mark_as_advanced(QUARLO_CCACHE)
+if(QUARLO_CCACHE)
+  set(CMAKE_C_COMPILER_LAUNCHER ${QUARLO_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${QUARLO_CCACHE})
+endif()
+
+add_library(quarlo_compile_options INTERFACE)
+target_compile_options(quarlo_compile_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(QUARLO_WARNINGS_AS_ERRORS)
+  target_compile_options(quarlo_compile_options INTERFACE -Werror)
+endif()
+if(QUARLO_SANITIZE)
+  target_compile_options(quarlo_compile_options INTERFACE
+    -fsanitize=${QUARLO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  # The runtime's own dlopen stands between: only the older tag, which counts for the whole program, lets
+  # plug-ins be found by bare file name then.
+  target_link_options(quarlo_compile_options INTERFACE
+    -fsanitize=${QUARLO_SANITIZE} -Wl,--disable-new-dtags)
+endif()
+if(QUARLO_COVERAGE)
+  target_compile_options(quarlo_compile_options INTERFACE --coverage)
+  target_link_options(quarlo_compile_options INTERFACE --coverage)
+endif()
+if(QUARLO_HARDENING)
+  include(cmake/Hardening.cmake)
+endif()
+
+# Build-time only: an INTERFACE dependency would reach the installed package.
+function(quarlo_options target)
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:quarlo_compile_options> Threads::Threads)
+endfunction()

@@ -1,0 +1,237 @@
+// Links of open descriptors: reading on the one receiver thread, sending on any thread. Sending is
+// ordered by the link's mutex; reading takes no lock, allocates nothing and has no clean-up to run,
+// because the receiver may be cancelled at any instruction of it.
+#include "Link.h"
+
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <new>
+
+#include "Wait.h"
+
+namespace quarlo::links {
+namespace {
+
+constexpr int pollTime = 250;
+constexpr std::int32_t nothing = 0;
+constexpr std::int32_t ended = -1;
+constexpr std::int32_t failed = -2;
+
+bool isTcp(int descriptor) {
+    int protocol = 0;
+    socklen_t size = sizeof protocol;
+    return getsockopt(descriptor, SOL_SOCKET, SO_PROTOCOL, &protocol, &size) == 0 &&
+           protocol == IPPROTO_TCP;
+}
+
+void setOption(int descriptor, int level, int option, int value) {
+    setsockopt(descriptor, level, option, &value, sizeof value);
+}
+
+// A silent peer is given up after 2 + 3 x 1 seconds. One that acknowledges nothing is given up at
+// the retransmission after the time-out, which comes up to 1.3 seconds later (measured).
+void tuneTcp(int descriptor) {
+    setOption(descriptor, IPPROTO_TCP, TCP_NODELAY, 1);
+    setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, 1);
+    setOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, 2);
+    setOption(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, 1);
+    setOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, 3);
+    setOption(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, 4000);
+}
+
+// Sockets are used with MSG_DONTWAIT, so that their open file is left as its other holders know it.
+int prepare(int descriptor, bool& isSocket) {
+    int type = 0;
+    socklen_t size = sizeof type;
+    isSocket = getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &size) == 0;
+    if (isSocket) {
+        if (type != SOCK_STREAM) return EPROTOTYPE;
+        if (isTcp(descriptor)) tuneTcp(descriptor);
+        return 0;
+    }
+    const int flags = fcntl(descriptor, F_GETFL);
+    if (flags < 0) return errno;
+    return fcntl(descriptor, F_SETFL, flags | O_NONBLOCK) < 0 ? errno : 0;
+}
+
+bool wouldBlock(int error) {
+    return error == EAGAIN || error == EWOULDBLOCK;
+}
+
+std::int32_t unreadable(quarloLink& link, int error, short events) {
+    if (error == EINTR) return nothing;
+    // Ready and yet without data: only a hang-up or a fault that persists would make that a spin.
+    if (wouldBlock(error)) return (events & (POLLHUP | POLLERR)) != 0 ? ended : nothing;
+    link.error.store(error);
+    const bool isEnd =
+        error == ECONNRESET || error == EIO || error == EPIPE || error == ENODEV || error == ENXIO;
+    return isEnd ? ended : failed;
+}
+
+std::int32_t takeBytes(quarloLink& link, UInt8* buffer, size_t size, short events) {
+    const size_t most = std::min(size, static_cast<size_t>(INT32_MAX));
+    const ssize_t count = link.isInputSocket ? recv(link.input, buffer, most, MSG_DONTWAIT)
+                                             : read(link.input, buffer, most);
+    if (count > 0) return static_cast<std::int32_t>(count);
+    return count == 0 ? ended : unreadable(link, errno, events);
+}
+
+// A stop is the host's own doing and no end of the connection. Who goes on reading all the same is
+// told of an end, so that his loop cannot spin.
+std::int32_t woken(quarloLink& link) {
+    if (link.isBroken.load()) return ended;
+    return link.isStopSeen.exchange(true) ? ended : nothing;
+}
+
+std::int32_t receive(quarloLink& link, UInt8* buffer, size_t size) {
+    link.receiver.store(pthread_self());
+    pollfd watched[] = {{link.wake, POLLIN, 0}, {size > 0 ? link.input : -1, POLLIN, 0}};
+    const int found = poll(watched, 2, pollTime);
+    if (found < 0) return unreadable(link, errno, 0);
+    if (watched[0].revents != 0) return woken(link);
+    if (watched[1].revents == 0) return nothing;
+    return takeBytes(link, buffer, size, watched[1].revents);
+}
+
+// Keeps the SIGPIPE of a write to a pipe from the process, without touching its disposition.
+class PipeSignalGuard {
+  public:
+    PipeSignalGuard() {
+        sigset_t pending;
+        sigemptyset(&pipeSignal);
+        sigaddset(&pipeSignal, SIGPIPE);
+        sigpending(&pending);
+        wasPending = sigismember(&pending, SIGPIPE) == 1;
+        pthread_sigmask(SIG_BLOCK, &pipeSignal, &before);
+    }
+    ~PipeSignalGuard() {
+        const int kept = errno;
+        const timespec atOnce{};
+        if (!wasPending) {
+            while (sigtimedwait(&pipeSignal, nullptr, &atOnce) < 0 && errno == EINTR) {
+            }
+        }
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
+        errno = kept;
+    }
+    PipeSignalGuard(const PipeSignalGuard&) = delete;
+    PipeSignalGuard& operator=(const PipeSignalGuard&) = delete;
+
+  private:
+    sigset_t pipeSignal;
+    sigset_t before;
+    bool wasPending = false;
+};
+
+ssize_t putBytes(const quarloLink& link, const UInt8* bytes, size_t size) {
+    if (link.isOutputSocket) return send(link.output, bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+    const PipeSignalGuard guard;
+    return write(link.output, bytes, size);
+}
+
+// Half a packet may be out: nothing can follow it any more.
+void breakLink(quarloLink& link, int error) {
+    int none = 0;
+    link.error.compare_exchange_strong(none, error);
+    link.isBroken.store(true);
+    wakeUp(link.wake);
+}
+
+std::int64_t sendDeadline(const quarloLink& link, size_t size) {
+    std::int64_t limit = link.sendLimit.load();
+    constexpr std::int64_t driverBuffer = 4096;
+    // Ten bit times a byte, and as much again for a line that is not used to the full.
+    if (link.baudRate != 0) {
+        limit += (static_cast<std::int64_t>(size) + driverBuffer) * 20 * 1000 / link.baudRate;
+    }
+    return now() + limit;
+}
+
+void sendWhole(quarloLink& link, const UInt8* bytes, size_t size) {
+    const std::int64_t deadline = sendDeadline(link, size);
+    while (size > 0) {
+        const ssize_t count = putBytes(link, bytes, size);
+        if (count > 0) {
+            bytes += count;
+            size -= static_cast<size_t>(count);
+            continue;
+        }
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0 && !wouldBlock(errno)) return breakLink(link, errno);
+        const Waited result = waitFor(link.output, POLLOUT, link.wake, deadline);
+        if (result != Waited::Ready) return breakLink(link, errorOf(result));
+    }
+}
+
+}  // namespace
+}  // namespace quarlo::links
+
+using namespace quarlo::links;
+
+quarloLink* quarloLink_FromDescriptors(int input, int output, quarloLinkFailure* failure) {
+    const auto refuse = [failure](int number) {
+        describe(failure, number, "cannot use", "descriptor");
+        return nullptr;
+    };
+    auto* link = new (std::nothrow) quarloLink;
+    if (link == nullptr) return refuse(ENOMEM);
+    int error = prepare(input, link->isInputSocket);
+    if (error == 0) error = prepare(output, link->isOutputSocket);
+    if (error == 0) {
+        link->wake = newWake();
+        if (link->wake < 0) error = errno;
+    }
+    if (error != 0) {
+        delete link;
+        return refuse(error);
+    }
+    link->input = input;
+    link->output = output;
+    return link;
+}
+
+void quarloLink_SetSendLimit(quarloLink* link, UInt32 milliseconds) {
+    if (link != nullptr) {
+        link->sendLimit.store(milliseconds != 0 ? milliseconds : defaultSendLimit);
+    }
+}
+
+size_t quarloLink_Receive(void* /*context*/, UInt8* buffer, size_t size, void* connectionInfo) {
+    auto* link = static_cast<quarloLink*>(connectionInfo);
+    return static_cast<size_t>(link != nullptr ? receive(*link, buffer, size) : ended);
+}
+
+void quarloLink_Send(void* /*context*/, UInt8* buffer, size_t size, void* connectionInfo) {
+    auto* link = static_cast<quarloLink*>(connectionInfo);
+    if (link == nullptr || buffer == nullptr) return;
+    const std::lock_guard<std::mutex> lock(link->sending);
+    if (!link->isBroken.load()) sendWhole(*link, buffer, size);
+}
+
+void quarloLink_Stop(quarloLink* link) {
+    if (link == nullptr) return;
+    wakeUp(link->wake);
+}
+
+Int32 quarloLink_GetError(const quarloLink* link) {
+    return link != nullptr ? link->error.load() : 0;
+}
+
+void quarloLink_Close(quarloLink* link) {
+    if (link == nullptr) return;
+    forget(*link);
+    // Else close would wait for a peer that takes nothing.
+    if (link->isSerial) discardBuffered(link->output);
+    close(link->input);
+    if (link->output != link->input) close(link->output);
+    close(link->wake);
+    delete link;
+}

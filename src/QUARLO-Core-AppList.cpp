@@ -1,0 +1,366 @@
+/*
+ * The app catalogue as it is kept, and the one host copy of it. internalLock guards both; the
+ * receiver replaces the catalogue as a whole, host threads copy it.
+ */
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "QUARLO-Core-Strings.h"
+#include "QUARLO-Core-Utilities.h"
+#include "QUARLO.Connector.IVI-API_C.h"
+
+namespace quarlo {
+namespace {
+
+appInformationItem* itemOf(genericListElement* element) {
+    return reinterpret_cast<appInformationItem*>(element);
+}
+
+bool hasContent(const qrString* string) {
+    return string != nullptr && string->Length != 0 && string->pContent != nullptr;
+}
+
+/** Copies a string that is present; false without memory. */
+bool copyString(qrString*& to, const qrString* from) {
+    to = quarlo_utilStringCopy(from);
+    return to != nullptr || from == nullptr;
+}
+
+eReturnCode copyCategories(qrCategoryList*& to, const qrCategoryList* from) {
+    to = nullptr;
+    if (from == nullptr) return eRETURN_OKAY;
+    if (from->pCategories == nullptr) return eRETURN_NULL_PARAM;
+    to = wire::Heap::make<qrCategoryList>();
+    if (to == nullptr) return eRETURN_MEM_ALLOC;
+    to->pCategories = wire::Heap::make<UInt32>(from->NumberOfCategories);
+    if (to->pCategories == nullptr) return eRETURN_MEM_ALLOC;
+    to->NumberOfCategories = from->NumberOfCategories;
+    std::copy_n(from->pCategories, from->NumberOfCategories, to->pCategories);
+    return eRETURN_OKAY;
+}
+
+eReturnCode copyMembers(qrAppInformation& to, const qrAppInformation& from) {
+    const bool areCopied = copyString(to.Description, from.Description) &&
+                           copyString(to.IdentifierURL, from.IdentifierURL) &&
+                           copyString(to.Manufacturer, from.Manufacturer) &&
+                           copyString(to.Name, from.Name);
+    return areCopied ? copyCategories(to.Categories, from.Categories) : eRETURN_MEM_ALLOC;
+}
+
+/** A terminated copy of a string that has content; false without memory. */
+bool copyText(char*& to, const qrString* from) {
+    if (!hasContent(from)) return true;
+    to = quarlo_utilStringToC(from);
+    return to != nullptr;
+}
+
+eReturnCode copyHostCategories(CategoryList*& to, const qrCategoryList* from) {
+    const bool isThere =
+        from != nullptr && from->NumberOfCategories != 0 && from->pCategories != nullptr;
+    if (!isThere) return eRETURN_NULL_PARAM;
+    to = wire::Heap::make<CategoryList>();
+    if (to == nullptr) return eRETURN_MEM_ALLOC;
+    to->Categories = wire::Heap::make<UInt32>(from->NumberOfCategories);
+    if (to->Categories == nullptr) return eRETURN_MEM_ALLOC;
+    to->NumberOfCategories = from->NumberOfCategories;
+    std::copy_n(from->pCategories, from->NumberOfCategories, to->Categories);
+    return eRETURN_OKAY;
+}
+
+eReturnCode copyHostMembers(AppInfo& to, const qrAppInformation& from) {
+    if (!hasContent(from.IdentifierURL)) return eRETURN_NULL_PARAM;
+    const bool areCopied = copyText(to.IdentifierURL, from.IdentifierURL) &&
+                           copyText(to.Description, from.Description) &&
+                           copyText(to.Manufacturer, from.Manufacturer) &&
+                           copyText(to.Name, from.Name);
+    return areCopied ? copyHostCategories(to.Categories, from.Categories) : eRETURN_MEM_ALLOC;
+}
+
+void freeEntry(AppInfo* entry) {
+    if (entry == nullptr) return;
+    _quarlo_DeleteAppInformation(entry);
+    quarlo_free(entry);
+}
+
+void freeCopy(AppInfoList* list) {
+    if (list == nullptr) return;
+    for (unsigned i = 0; list->Entries != nullptr && i < list->NumberOfEntries; ++i) {
+        freeEntry(list->Entries[i]);
+    }
+    quarlo_free(list->Entries);
+    quarlo_free(list);
+}
+
+/* ---- the host copy ---- */
+
+/** What an attempt to copy the catalogue came to; a text where it failed. */
+struct Copying {
+    eReturnCode result = eRETURN_OKAY;
+    eTraceClass textClass = eTRACECLASS_ERROR;
+    const char* text = nullptr;
+    AppInfoList* list = nullptr;
+    UInt32 length = 0;
+    bool isOutstanding = false;  // the outputs of the call that made the copy are left alone
+};
+
+/** Makes the copy of a catalogue; the caller holds the lock. */
+void makeCopy(genericList& catalogue, Copying& copying) {
+    copying.length = static_cast<UInt32>(listGetLength(&catalogue));
+    auto* list = wire::Heap::make<AppInfoList>();
+    copying.result = eRETURN_MEM_ALLOC;
+    copying.text = "memory allocation failed for app info list.";
+    if (list == nullptr) return;
+    // Deliberate: the count has one byte, so a longer catalogue is copied modulo 256.
+    list->NumberOfEntries = static_cast<UInt8>(copying.length);
+    list->Entries = wire::Heap::make<AppInfo*>(copying.length);
+    copying.text = "memory allocation failed for app info.";
+    if (list->Entries != nullptr) {
+        copying.text = "_quarlo_CopyAppInformationListToExternStruct failed.";
+        copying.result = _quarlo_CopyAppInformationListToExternStruct(list, &catalogue);
+    }
+    if (copying.result == eRETURN_OKAY) {
+        copying.list = list;
+        copying.text = nullptr;
+    } else {
+        quarlo_free(list->Entries);
+        quarlo_free(list);
+    }
+}
+
+Copying copyCatalogue(quarlo_CoreInstance* obj) {
+    const Lock lock(obj);
+    Copying copying;
+    copying.isOutstanding = obj->appInfoListCopy != nullptr;
+    if (copying.isOutstanding || listIsEmpty(&obj->appInformationList) != 0) {
+        copying.result = eRETURN_NOT_ALLOWED;
+        copying.textClass = eTRACECLASS_WARNING;
+        copying.text = copying.isOutstanding
+                           ? "Copy of list already created - only one copy allowed; delete "
+                             "previous before creating new one."
+                           : "listLength = 0.";
+        return copying;
+    }
+    makeCopy(obj->appInformationList, copying);
+    obj->appInfoListCopy = copying.list;
+    return copying;
+}
+
+eReturnCode create(quarlo_CoreInstance* obj, UInt32& numberOfItems, AppInfoList*& infoList) {
+    if (!hasCapability(
+            obj, eSERVERCAPABILITIES_EnableAppStart,
+            "AppStart feature and therefore CreateAppInfoList not supported by phone.")) {
+        return eRETURN_NOT_SUPPORTED;
+    }
+    const Copying copying = copyCatalogue(obj);
+    if (copying.text != nullptr) trace(obj, copying.textClass, "%s", copying.text);
+    if (copying.isOutstanding) return copying.result;
+    numberOfItems = copying.list == nullptr ? 0 : copying.length;
+    infoList = copying.list;
+    return copying.result;
+}
+
+eReturnCode release(quarlo_CoreInstance* obj, AppInfoList* infoList) {
+    if (!hasCapability(
+            obj, eSERVERCAPABILITIES_EnableAppStart,
+            "AppStart feature and therefore DeleteAppInfoList not supported by phone.")) {
+        return eRETURN_NOT_SUPPORTED;
+    }
+    AppInfoList* outstanding = nullptr;
+    {
+        const Lock lock(obj);
+        outstanding = obj->appInfoListCopy;
+        if (outstanding == infoList) obj->appInfoListCopy = nullptr;
+    }
+    if (outstanding == nullptr) {
+        trace(obj, eTRACECLASS_WARNING, "Copy of list already deleted.");
+        return eRETURN_NOT_ALLOWED;
+    }
+    if (outstanding != infoList) {
+        trace(obj, eTRACECLASS_WARNING, "Passed pointer infoList is wrong.");
+        return eRETURN_PARAM_VALUE;
+    }
+    freeCopy(infoList);
+    return eRETURN_OKAY;
+}
+
+void printText(const char* label, const qrString* string) {
+    std::printf("%s%.*s\n", label, lengthOf(string), bytesOf(string));
+}
+
+void printCategories(const qrCategoryList* categories) {
+    std::printf("      Categories    ");
+    if (categories == nullptr || categories->NumberOfCategories == 0 ||
+        categories->pCategories == nullptr) {
+        std::printf("none\n");
+        return;
+    }
+    for (unsigned i = 0; i < categories->NumberOfCategories; ++i) {
+        std::printf("%d ", static_cast<int>(categories->pCategories[i]));
+    }
+    std::printf("\n");
+}
+
+}  // namespace
+
+void initApps(quarlo_CoreInstance* obj) {
+    genericList& list = obj->appInformationList;
+    listInitialize(&list);
+    list.findElement = &listFindElementAppInformationIdentifierURL;
+    list.isEqual = &listIsEqualAppInformationIdentifierURL;
+    list.freeElementData = &listFreeElementDataAppInformation;
+    list.printElement = &listPrintElementAppInformation;
+}
+
+void releaseApps(quarlo_CoreInstance* obj) {
+    listClear(&obj->appInformationList);
+    freeCopy(std::exchange(obj->appInfoListCopy, nullptr));
+}
+
+}  // namespace quarlo
+
+using namespace quarlo;
+
+extern "C" {
+
+eReturnCode quarlo_CreateAppInfoList(void* instanceHandle, UInt32* numberOfItems,
+                                     AppInfoList** infoList) {
+    return api(instanceHandle, eRETURN_NULL_HANDLE, [&](quarlo_CoreInstance* obj) {
+        trace(obj, eTRACECLASS_INFORMATION, "quarlo_CreateAppInfoList");
+        if (numberOfItems == nullptr || infoList == nullptr) return eRETURN_NULL_PARAM;
+        return create(obj, *numberOfItems, *infoList);
+    });
+}
+
+eReturnCode quarlo_DeleteAppInfoList(void* instanceHandle, AppInfoList* infoList) {
+    return api(instanceHandle, eRETURN_NULL_HANDLE, [&](quarlo_CoreInstance* obj) {
+        trace(obj, eTRACECLASS_INFORMATION, "DeleteAppInfoList");
+        return infoList == nullptr ? eRETURN_NULL_PARAM : release(obj, infoList);
+    });
+}
+
+eReturnCode _quarlo_CopyAppInformation(qrAppInformation* destination,
+                                       const qrAppInformation* source) {
+    if (destination == nullptr || source == nullptr) return eRETURN_NULL_PARAM;
+    wire::visitAll(destination, wire::Clear{});
+    const eReturnCode copied = copyMembers(*destination, *source);
+    if (copied != eRETURN_OKAY) {
+        wire::visitAll(destination, wire::Release{});
+        return copied;
+    }
+    destination->UniqueIconID = source->UniqueIconID;
+    destination->IsAbleToLaunchApps = source->IsAbleToLaunchApps;
+    destination->InstStatus = source->InstStatus;
+    std::memcpy(destination->arrLanguage, source->arrLanguage, sizeof source->arrLanguage);
+    return eRETURN_OKAY;
+}
+
+void _quarlo_InitAppInformation(AppInfo* info) {
+    if (info != nullptr) *info = {};
+}
+
+void _quarlo_DeleteAppInformation(AppInfo* info) {
+    if (info == nullptr) return;
+    quarlo_free(info->Description);
+    quarlo_free(info->IdentifierURL);
+    quarlo_free(info->Manufacturer);
+    quarlo_free(info->Name);
+    if (info->Categories != nullptr) quarlo_free(info->Categories->Categories);
+    quarlo_free(info->Categories);
+    _quarlo_InitAppInformation(info);
+}
+
+eReturnCode _quarlo_CopyAppInformationToExternStruct(AppInfo* destination,
+                                                     const qrAppInformation* source) {
+    if (destination == nullptr || source == nullptr) return eRETURN_NULL_PARAM;
+    _quarlo_InitAppInformation(destination);
+    const eReturnCode copied = copyHostMembers(*destination, *source);
+    if (copied != eRETURN_OKAY) {
+        _quarlo_DeleteAppInformation(destination);
+        return copied;
+    }
+    destination->UniqueIconID = source->UniqueIconID;
+    destination->InstStatus = source->InstStatus;
+    destination->IsAbleToLaunchApps = source->IsAbleToLaunchApps;
+    std::memcpy(destination->arrLanguage, source->arrLanguage, sizeof source->arrLanguage);
+    return eRETURN_OKAY;
+}
+
+eReturnCode _quarlo_CopyAppInformationListToExternStruct(AppInfoList* destination,
+                                                         genericList* source) {
+    if (destination == nullptr || source == nullptr) return eRETURN_NULL_PARAM;
+    auto* at = listGetFirstElement(source);
+    for (unsigned i = 0; i < destination->NumberOfEntries && at != nullptr; ++i) {
+        auto* entry = wire::Heap::make<AppInfo>();
+        const eReturnCode copied =
+            entry == nullptr ? eRETURN_MEM_ALLOC
+                             : _quarlo_CopyAppInformationToExternStruct(entry, &itemOf(at)->info);
+        if (copied != eRETURN_OKAY) {
+            quarlo_free(entry);
+            while (i-- > 0) freeEntry(std::exchange(destination->Entries[i], nullptr));
+            return copied;
+        }
+        destination->Entries[i] = entry;
+        at = listGetNextElement(source);
+    }
+    return eRETURN_OKAY;
+}
+
+void onlyTestSimulateCorruptAppInformation(void* instanceHandle, UInt8 testCase) {
+    constexpr char wrong[] = {'5', '4', '3', '2', '1', '9', '8', '7', '6'};
+    api(instanceHandle, [&](quarlo_CoreInstance* obj) {
+        const Lock lock(obj);
+        auto* at = listGetFirstElement(&obj->appInformationList);
+        for (int i = 0; i < 2 && at != nullptr; ++i)
+            at = listGetNextElement(&obj->appInformationList);
+        if (at == nullptr || itemOf(at)->info.IdentifierURL == nullptr) return;
+        qrString& url = *itemOf(at)->info.IdentifierURL;
+        if (testCase == 1) {
+            quarlo_free(std::exchange(url.pContent, nullptr));
+        } else if (testCase == 2) {
+            // As long as the unchanged length says, so that later reads stay inside.
+            quarlo_free(std::exchange(url.pContent, wire::Heap::make<UInt8>(std::max(
+                                                        sizeof wrong, std::size_t{url.Length}))));
+            if (url.pContent != nullptr) std::memcpy(url.pContent, wrong, sizeof wrong);
+        }
+    });
+}
+
+genericListElement* listFindElementAppInformationIdentifierURL(genericList* list,
+                                                               genericListElement* probe) {
+    if (list == nullptr || probe == nullptr) return nullptr;
+    auto* at = listGetFirstElement(list);
+    while (at != nullptr && listIsEqualAppInformationIdentifierURL(at, probe) == 0) {
+        at = listGetNextElement(list);
+    }
+    return at;
+}
+
+Flag listIsEqualAppInformationIdentifierURL(genericListElement* a, genericListElement* b) {
+    if (a == nullptr || b == nullptr) return eFLAG_FALSE;
+    return quarlo_utilStringCompare(itemOf(a)->info.IdentifierURL, itemOf(b)->info.IdentifierURL);
+}
+
+eReturnCode listFreeElementDataAppInformation(genericListElement* element) {
+    if (element == nullptr) return eRETURN_NULL_PARAM;
+    wire::visitAll(&itemOf(element)->info, wire::Release{});
+    return eRETURN_OKAY;
+}
+
+eReturnCode listPrintElementAppInformation(genericListElement* element) {
+    if (element == nullptr) return eRETURN_NULL_PARAM;
+    const qrAppInformation& info = itemOf(element)->info;
+    printText("      Name          ", info.Name);
+    printText("      IdentifierURL ", info.IdentifierURL);
+    printText("      Description   ", info.Description);
+    printText("      Manufacturer  ", info.Manufacturer);
+    std::printf("      Language      %.3s\n", reinterpret_cast<const char*>(info.arrLanguage));
+    std::printf("                     install status %s\n",
+                _quarlo_getAppInstallationStatusName(info.InstStatus));
+    std::printf("                     is%s able to launch apps\n",
+                info.IsAbleToLaunchApps == eFLAG_TRUE ? "" : " not");
+    printCategories(info.Categories);
+    return eRETURN_OKAY;
+}
+
+}  // extern "C"

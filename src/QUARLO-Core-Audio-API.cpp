@@ -1,0 +1,158 @@
+/*
+ * The host's answers to audio requests. Host threads, receiver and timer threads from inside
+ * callbacks; syncLock guards the sources, traces are made after it is released.
+ */
+#include "QUARLO-Core-Audio.h"
+#include "QUARLO.Connector.IVI-API_C.h"
+
+namespace quarlo {
+namespace {
+
+/** What an answer came to. */
+struct Answer {
+    bool isKnown = false;
+    const char* note = nullptr;
+    eTraceClass noteClass = eTRACECLASS_INFORMATION;
+    bool needsTimer = false;
+    bool hasTimerToJoin = false;
+    bool ends = false;
+};
+
+void mix(AudioType additional) {
+    currentAudioType = mixAudioTypes(currentAudioType, additional);
+}
+
+void open(audioSource& source, Answer& answer) {
+    if (source.requestPending != 0) answer.note = "pending open request acknowledged";
+    source.requestPending = eFLAG_FALSE;
+    mix(source.type);
+    if (source.duration == 0) return;
+    if (source.timeoutRunning == 0 && isOwnTimer(&source)) {
+        // Re-opened from its own time-out: the timer goes on instead of a new one.
+        source.timeoutRunning = eFLAG_TRUE;
+        source.requestThreadEnd = eFLAG_FALSE;
+        source.timerCount = 0;
+    } else if (source.timeoutRunning == 0) {
+        answer.needsTimer = true;
+    } else if (source.status != eAUDIOSTATUS_Suspend) {
+        source.timerCount = 0;
+    }
+}
+
+void close(audioSource& source, Answer& answer) {
+    if (source.status != eAUDIOSTATUS_Open && source.status != eAUDIOSTATUS_Suspend) {
+        answer.note = "unexpected 'close' status";
+        answer.noteClass = eTRACECLASS_WARNING;
+        return;
+    }
+    source.requestThreadEnd = eFLAG_TRUE;
+    if (source.duration != 0 || source.timeoutRunning != 0) answer.hasTimerToJoin = true;
+    mix(eAUDIOTYPE_Silent);
+    answer.ends = true;
+}
+
+/** Applies the answer to the source; the caller holds syncLock. */
+void apply(audioSource& source, AudioStatus status, Answer& answer) {
+    switch (status) {
+        case eAUDIOSTATUS_Reject:
+            if (source.requestPending == 0) answer.note = "There is no pending 'open' request";
+            answer.ends = true;
+            break;
+        case eAUDIOSTATUS_Open:
+            open(source, answer);
+            break;
+        case eAUDIOSTATUS_Suspend:
+            if (source.status != eAUDIOSTATUS_Open) {
+                answer.note = "transition to 'suspend' requires state 'open'";
+                answer.noteClass = eTRACECLASS_WARNING;
+            }
+            mix(eAUDIOTYPE_Silent);
+            break;
+        case eAUDIOSTATUS_Close:
+            close(source, answer);
+            break;
+        default:
+            break;
+    }
+    source.status = status;
+}
+
+Answer answerSource(UInt32 requestID, AudioStatus status) {
+    const Lock library(nullptr);
+    Answer answer;
+    audioSource* source = findAudioSource(requestID);
+    if (source == nullptr) return answer;
+    answer.isKnown = true;
+    apply(*source, status, answer);
+    return answer;
+}
+
+void startTimer(quarlo_CoreInstance* obj, UInt32 requestID) {
+    joinAudioTimer(requestID);
+    int error = 0;
+    quarloThread_t id;
+    {
+        const Lock library(nullptr);
+        audioSource* source = findAudioSource(requestID);
+        if (source == nullptr || source->timeoutThread != 0) return;
+        error = startAudioTimer(source);
+        id = source->timeoutThread;
+    }
+    if (error != 0) {
+        trace(obj, eTRACECLASS_WARNING, "SetAudioStatus - timeout thread create failed.");
+    } else {
+        trace(obj, eTRACECLASS_INFORMATION, "audio timeout (ID %d) thread handle = 0x%8.8lX",
+              static_cast<int>(requestID), id);
+    }
+}
+
+eReturnCode setStatus(quarlo_CoreInstance* obj, UInt32 requestID, AudioStatus status,
+                      AudioRequestResultCode reason) {
+    reapAudioSources();
+    const Answer answer = answerSource(requestID, status);
+    if (!answer.isKnown) {
+        trace(obj, eTRACECLASS_WARNING,
+              "    no audio source for request ID found; status call ignored.");
+        return eRETURN_NOT_FOUND;
+    }
+    if (answer.note != nullptr) trace(obj, answer.noteClass, "%s", answer.note);
+    if (answer.needsTimer) startTimer(obj, requestID);
+    if (answer.hasTimerToJoin) joinAudioTimer(requestID);
+    if (!inRun(obj)) return eRETURN_STATE_NOT_RUN;
+    const eReturnCode sent = send<packetClientAudio>(obj, "creation of ClientAudio packet failed.",
+                                                     [&](packetClientAudio& packet) {
+                                                         packet.RequestID = requestID;
+                                                         packet.Status = status;
+                                                         packet.ResultCode = reason;
+                                                     });
+    if (sent == eRETURN_OKAY && answer.ends) endAudioSource(requestID);
+    return sent;
+}
+
+}  // namespace
+}  // namespace quarlo
+
+using namespace quarlo;
+
+extern "C" {
+
+eReturnCode quarlo_SetAudioRequestCallback(void* instanceHandle,
+                                           quarloAudioRequestCallback callback) {
+    return store(instanceHandle, &quarlo_CoreInstance::onAudioRequestCallback, callback,
+                 "SetAudioRequestCallback");
+}
+
+eReturnCode quarlo_SetAudioStatus(void* instanceHandle, UInt32 requestID, AudioStatus status,
+                                  AudioRequestResultCode reason) {
+    return api(instanceHandle, eRETURN_NULL_HANDLE, [&](quarlo_CoreInstance* obj) {
+        trace(obj, eTRACECLASS_INFORMATION, "SetAudioStatus requestID=%d status=%s",
+              static_cast<int>(requestID), _quarlo_getAudioStatusName(status));
+        if (!hasCapability(obj, eSERVERCAPABILITIES_EnableAudioHandling,
+                           "call to Audio handling not supported by handset.")) {
+            return eRETURN_NOT_SUPPORTED;
+        }
+        return setStatus(obj, requestID, status, reason);
+    });
+}
+
+}  // extern "C"

@@ -1,0 +1,356 @@
+/*
+ * Custom data channels, head unit to phone, and the lists announced in the handshake. Host threads,
+ * and the receiver thread for the version announcement; internalLock guards the announced lists.
+ */
+#include <algorithm>
+#include <cstring>
+
+#include "QUARLO-Core-CustomDataChecks.h"
+
+namespace quarlo {
+namespace {
+
+constexpr UInt16 testControl = 65534;
+constexpr UInt16 identifierMask = 0x0FFF;
+constexpr UInt8 mostCanBytes = 8;
+
+/** A packet's way out: creation, trace, fill, send. */
+template <class Fill>
+eReturnCode sendOn(quarlo_CoreInstance* obj, CustomDataEvent event, const char* text, Fill fill) {
+    return send<packetClientCustomData>(obj, "creation of ClientCustomData packet failed.",
+                                        [&](packetClientCustomData& packet) -> eReturnCode {
+                                            trace(obj, eTRACECLASS_INFORMATION, "%s", text);
+                                            packet.Event = event;
+                                            return fill(packet);
+                                        });
+}
+
+/** Gives the packet room for its payload; null, after the report, without memory. */
+UInt8* payload(quarlo_CoreInstance* obj, packetClientCustomData& packet, std::size_t length,
+               const char* failed) {
+    packet.pData = wire::Heap::make<UInt8>(length);
+    if (packet.pData == nullptr) {
+        outOfMemory(obj, failed);
+        return nullptr;
+    }
+    packet.Length = static_cast<UInt16>(length);
+    return packet.pData;
+}
+
+eReturnCode fillBytes(quarlo_CoreInstance* obj, packetClientCustomData& packet, const UInt8* bytes,
+                      UInt16 length, const char* failed) {
+    UInt8* room = payload(obj, packet, length, failed);
+    if (room == nullptr) return eRETURN_MEM_ALLOC;
+    std::memcpy(room, bytes, length);
+    return eRETURN_OKAY;
+}
+
+eReturnCode checkString(quarlo_CoreInstance* obj, UInt16 type, StringEncoding encoding) {
+    if (type == eCLIENTCUSTOMDATASTRINGTYPE_IVIFirmwareVersionF) {
+        trace(obj, eTRACECLASS_INFORMATION,
+              "Type '_IVIFirmwareVersionF' is reserved for Core Version.");
+    } else if (type == testControl) {
+        trace(obj, eTRACECLASS_INFORMATION, "CustomDataString called for test control [%d]", type);
+    } else if (type < eCLIENTCUSTOMDATASTRINGTYPE_BTMACAddress ||
+               type > eCLIENTCUSTOMDATASTRINGTYPE_BundleIdiOS) {
+        return refuse(obj, invalidType, eCUSTOMDATAEVENT_String, type);
+    }
+    if (encoding != eSTRINGENCODING_UTF8 && encoding != eSTRINGENCODING_ASCII_LATIN1) {
+        return refuse(obj, invalidEncoding, eCUSTOMDATAEVENT_String, encoding);
+    }
+    return eRETURN_OKAY;
+}
+
+eReturnCode fillString(quarlo_CoreInstance* obj, packetClientCustomData& packet,
+                       StringEncoding encoding, const char* text) {
+    constexpr std::size_t tooLong = 65536 - 3;
+    std::size_t length = text == nullptr ? 0 : std::strlen(text);
+    // Deliberate: a text that does not fit is sent empty, not cut.
+    if (length >= tooLong) length = 0;
+    auto* bytes = reinterpret_cast<UInt8*>(const_cast<char*>(text));
+    const qrString string{encoding, static_cast<UInt16>(length), bytes};
+    UInt8* room = payload(obj, packet, sizeOf_String(&string),
+                          "cannot allocate data memory for packet ClientCustomData.");
+    if (room == nullptr) return eRETURN_MEM_ALLOC;
+    writeToBuffer_String(room, &string);
+    return eRETURN_OKAY;
+}
+
+eReturnCode checkInt(quarlo_CoreInstance* obj, UInt16 type, UInt16 length) {
+    switch (type) {
+        case eCLIENTCUSTOMDATAINTTYPE_ScreenTest:
+            trace(obj, eTRACECLASS_WARNING, "ScreenTest is for internal use only");
+            break;
+        case eCLIENTCUSTOMDATAINTTYPE_ZelHUTunerClient:
+            trace(obj, eTRACECLASS_WARNING, "ZelHUTunerClient is for internal use only");
+            break;
+        case eCLIENTCUSTOMDATAINTTYPE_GetCanAmbientlight:
+            trace(obj, eTRACECLASS_WARNING,
+                  "GetCanAmbientlight is deprecated, use CustomData CAN instead");
+            break;
+        default:
+            return refuse(obj, invalidType, eCUSTOMDATAEVENT_Int, type);
+    }
+    return isIntLength(length) ? eRETURN_OKAY
+                               : refuse(obj, invalidLength, eCUSTOMDATAEVENT_Int, length);
+}
+
+eReturnCode fillKey(quarlo_CoreInstance* obj, packetClientCustomData& packet,
+                    ClientCustomDataKeyType type, ClientCustomDataKeyCode code, UInt32 timestamp) {
+    if (type < eCLIENTCUSTOMDATAKEYTYPE_Press || type > eCLIENTCUSTOMDATAKEYTYPE_Abort) {
+        return refuse(obj, invalidType, eCUSTOMDATAEVENT_Key, type);
+    }
+    // Deliberate: the text for a wrong code shows the type.
+    if (quarlo_IsClientCustomDataKeyCodeValid(code) == 0) {
+        return refuse(obj, invalidCode, eCUSTOMDATAEVENT_Key, type);
+    }
+    UInt8* room =
+        payload(obj, packet, sizeof code + sizeof timestamp, "cannot allocate key code memory.");
+    if (room == nullptr) return eRETURN_MEM_ALLOC;
+    writeToBuffer_UInt32(writeToBuffer_ClientCustomDataKeyCode(room, code), timestamp);
+    packet.Type = type;
+    return eRETURN_OKAY;
+}
+
+eReturnCode fillCan(quarlo_CoreInstance* obj, packetClientCustomData& packet,
+                    ClientCustomDataCanType type, const qrCANMessage& message) {
+    if (type != eCLIENTCUSTOMDATACANTYPE_Generic &&
+        type != eCLIENTCUSTOMDATACANTYPE_CanAmbientlight) {
+        return refuse(obj, invalidType, eCUSTOMDATAEVENT_Can, type);
+    }
+    if (message.DataLengthCode > mostCanBytes) {
+        return refuse(obj, invalidDataLengthCode, eCUSTOMDATAEVENT_Can, message.DataLengthCode);
+    }
+    UInt8* room =
+        payload(obj, packet, sizeOf_CANMessage(&message), "cannot allocate message memory.");
+    if (room == nullptr) return eRETURN_MEM_ALLOC;
+    writeToBuffer_CANMessage(room, &message);
+    packet.Type = type;
+    return eRETURN_OKAY;
+}
+
+eReturnCode fillRaw(quarlo_CoreInstance* obj, packetClientCustomData& packet, UInt16 identifier,
+                    UInt16 length, const UInt8* data) {
+    const bool isEmpty = length == 0 || data == nullptr;
+    if (isEmpty) {
+        trace(obj, eTRACECLASS_INFORMATION,
+              "quarlo_CustomDataRaw() called with 0/NULL length/pointer to value; will send "
+              "empty data.");
+    }
+    if (identifier > identifierMask) {
+        trace(obj, eTRACECLASS_WARNING, "type opcode (highest nibble) shall be 0 (mask 0x0FFF)");
+    }
+    packet.Type = identifier & identifierMask;
+    if (isEmpty) return eRETURN_OKAY;
+    return fillBytes(obj, packet, data, length, "cannot allocate data memory.");
+}
+
+/* ---- custom keys ---- */
+
+/** Installs a list of keys in place of the old one. */
+void installKeys(quarlo_CoreInstance* obj, ClientCustomDataKeyCode* keys, UInt8 count) {
+    {
+        const Lock lock(obj);
+        std::swap(obj->customKeyList, keys);
+        obj->numberOfCustomKeys = count;
+    }
+    quarlo_free(keys);
+}
+
+void traceKeys(quarlo_CoreInstance* obj, UInt8 numberOfKeys,
+               const ClientCustomDataKeyCode* keyList) {
+    trace(obj, eTRACECLASS_VERBOSE, "%d CustomKeys supported", numberOfKeys);
+    for (unsigned i = 0; i < numberOfKeys; ++i) {
+        trace(obj, eTRACECLASS_VERBOSE, "   %d %s", keyList[i],
+              _quarlo_getClientCustomDataKeyCodeName(keyList[i]));
+    }
+}
+
+/** Takes the valid codes in their order; how many there are. */
+UInt8 takeValidKeys(quarlo_CoreInstance* obj, UInt8 numberOfKeys,
+                    const ClientCustomDataKeyCode* keyList, ClientCustomDataKeyCode* valid) {
+    UInt8 count = 0;
+    for (unsigned i = 0; i < numberOfKeys; ++i) {
+        if (quarlo_IsClientCustomDataKeyCodeValid(keyList[i]) != 0) {
+            valid[count++] = keyList[i];
+        } else {
+            trace(obj, eTRACECLASS_INFORMATION, "ignored unknown key code %d (0x%2.2X)", keyList[i],
+                  static_cast<unsigned>(keyList[i]));
+        }
+    }
+    return count;
+}
+
+eReturnCode setKeys(quarlo_CoreInstance* obj, UInt8 numberOfKeys,
+                    const ClientCustomDataKeyCode* keyList) {
+    trace(obj, eTRACECLASS_INFORMATION, "SetCustomKeysSupported()");
+    if (obj->currentState != ePROTOCOL_STATE_STOP) {
+        return warn(obj, "cannot set or change CustomKey list while running.", eRETURN_NOT_ALLOWED);
+    }
+    traceKeys(obj, numberOfKeys, keyList);
+    installKeys(obj, nullptr, 0);
+    ClientCustomDataKeyCode valid[255];
+    const UInt8 count = takeValidKeys(obj, numberOfKeys, keyList, valid);
+    const eReturnCode result = count == numberOfKeys ? eRETURN_OKAY : eRETURN_PARAM_VALUE;
+    if (count == 0) return result;
+    auto* keys = wire::Heap::make<ClientCustomDataKeyCode>(count);
+    if (keys == nullptr) {
+        trace(obj, eTRACECLASS_ERROR, "error allocating CustomDataKey list");
+        return eRETURN_MEM_ALLOC;
+    }
+    std::copy_n(valid, count, keys);
+    installKeys(obj, keys, count);
+    return result;
+}
+
+}  // namespace
+}  // namespace quarlo
+
+using namespace quarlo;
+
+extern "C" {
+
+eReturnCode quarlo_CustomDataString(void* instanceHandle, ClientCustomDataStringType type,
+                                    StringEncoding encoding, const char* messageString) {
+    return api(instanceHandle, eRETURN_NULL_HANDLE, [&](quarlo_CoreInstance* obj) {
+        if (!inRun(obj, "quarlo_CustomDataString() called outside RUN state.")) {
+            return eRETURN_STATE_NOT_RUN;
+        }
+        return sendOn(obj, eCUSTOMDATAEVENT_String, "Client Custom Data String",
+                      [&](packetClientCustomData& packet) {
+                          packet.Type = type;
+                          const eReturnCode checked = checkString(obj, type, encoding);
+                          if (checked != eRETURN_OKAY) return checked;
+                          return fillString(obj, packet, encoding, messageString);
+                      });
+    });
+}
+
+eReturnCode quarlo_CustomDataInt(void* instanceHandle, ClientCustomDataIntType type, UInt16 length,
+                                 UInt8* pValue) {
+    return api(instanceHandle, eRETURN_NULL_HANDLE, [&](quarlo_CoreInstance* obj) {
+        if (!inRun(obj, "quarlo_CustomDataInt() called outside RUN state.")) {
+            return eRETURN_STATE_NOT_RUN;
+        }
+        if (pValue == nullptr) {
+            return warn(obj, "quarlo_CustomDataInt() called with NULL pointer to value.",
+                        eRETURN_NULL_PARAM);
+        }
+        return sendOn(obj, eCUSTOMDATAEVENT_Int, "Client Custom Data Int",
+                      [&](packetClientCustomData& packet) {
+                          packet.Type = type;
+                          const eReturnCode checked = checkInt(obj, type, length);
+                          if (checked != eRETURN_OKAY) return checked;
+                          return fillBytes(obj, packet, pValue, length,
+                                           "cannot allocate value memory.");
+                      });
+    });
+}
+
+eReturnCode quarlo_CustomDataKey(void* instanceHandle, ClientCustomDataKeyType type,
+                                 ClientCustomDataKeyCode code) {
+    return quarlo_CustomDataKeyTimed(instanceHandle, type, code, quarlo_GetTimestamp());
+}
+
+eReturnCode quarlo_CustomDataKeyTimed(void* instanceHandle, ClientCustomDataKeyType type,
+                                      ClientCustomDataKeyCode code, UInt32 timestamp) {
+    return api(instanceHandle, eRETURN_NULL_HANDLE, [&](quarlo_CoreInstance* obj) {
+        if (!inRun(obj, "quarlo_CustomDataKey() called outside RUN state.")) {
+            return eRETURN_STATE_NOT_RUN;
+        }
+        return sendOn(obj, eCUSTOMDATAEVENT_Key, "Client Custom Data Key",
+                      [&](packetClientCustomData& packet) {
+                          return fillKey(obj, packet, type, code, timestamp);
+                      });
+    });
+}
+
+eReturnCode quarlo_CustomDataCan(void* instanceHandle, ClientCustomDataCanType type,
+                                 UInt32 identifier, UInt8 dataLengthCode, UInt8* data) {
+    return api(instanceHandle, eRETURN_NULL_HANDLE, [&](quarlo_CoreInstance* obj) {
+        if (dataLengthCode != 0 && data == nullptr) return eRETURN_NULL_PARAM;
+        if (!inRun(obj, "quarlo_CustomDataCan() called outside RUN state.")) {
+            return eRETURN_STATE_NOT_RUN;
+        }
+        return sendOn(obj, eCUSTOMDATAEVENT_Can, "Client Custom Data CAN",
+                      [&](packetClientCustomData& packet) {
+                          return fillCan(obj, packet, type, {identifier, dataLengthCode, data});
+                      });
+    });
+}
+
+eReturnCode quarlo_CustomDataRaw(void* instanceHandle, UInt16 identifier, UInt16 length,
+                                 UInt8* pData) {
+    return api(instanceHandle, eRETURN_NULL_HANDLE, [&](quarlo_CoreInstance* obj) {
+        if (!inRun(obj, "quarlo_CustomDataRaw() called outside RUN state.")) {
+            return eRETURN_STATE_NOT_RUN;
+        }
+        return sendOn(obj, eCUSTOMDATAEVENT_Raw, "Client Custom Data Raw",
+                      [&](packetClientCustomData& packet) {
+                          return fillRaw(obj, packet, identifier, length, pData);
+                      });
+    });
+}
+
+Flag quarlo_IsClientCustomDataKeyCodeValid(ClientCustomDataKeyCode code) {
+    return std::strcmp(_quarlo_getClientCustomDataKeyCodeName(code), "unknown") != 0;
+}
+
+eReturnCode quarlo_SetCustomKeysSupported(void* instanceHandle, UInt8 numberOfKeys,
+                                          ClientCustomDataKeyCode* keyList) {
+    return api(instanceHandle, eRETURN_NULL_HANDLE, [&](quarlo_CoreInstance* obj) {
+        if (numberOfKeys != 0 && keyList == nullptr) return eRETURN_NULL_PARAM;
+        return setKeys(obj, numberOfKeys, keyList);
+    });
+}
+
+void quarlo_SetSupportedCustomData(void* instanceHandle, UInt8 numberOfEntries,
+                                   ClientCustomDataIntType* supportedItemsList) {
+    api(instanceHandle, [&](quarlo_CoreInstance* obj) {
+        trace(obj, eTRACECLASS_INFORMATION, "Supported Custom Data");
+        _quarlo_fillSupportedCustomDataList(obj, numberOfEntries, supportedItemsList);
+    });
+}
+
+eReturnCode _quarlo_fillSupportedCustomDataList(quarlo_CoreInstance* obj, UInt8 count,
+                                                const ClientCustomDataIntType* types) {
+    if (obj == nullptr || count == 0 || types == nullptr) return eRETURN_NULL_PARAM;
+    auto* copy = wire::Heap::make<ClientCustomDataIntType>(count);
+    const bool isCopied = copy != nullptr;
+    if (isCopied) std::copy_n(types, count, copy);
+    {
+        const Lock lock(obj);
+        std::swap(obj->supportedCustomData.pSupported, copy);
+        obj->supportedCustomData.Length = isCopied ? count : UInt8{0};
+    }
+    quarlo_free(copy);
+    return isCopied ? eRETURN_OKAY : eRETURN_MEM_ALLOC;
+}
+
+eReturnCode quarlo_SetCustomDataStringCallback(void* instanceHandle,
+                                               quarloCustomDataStringCallback callback) {
+    return store(instanceHandle, &quarlo_CoreInstance::onCustomDataStringCallback, callback,
+                 nullptr);
+}
+
+eReturnCode quarlo_SetCustomDataIntCallback(void* instanceHandle,
+                                            quarloCustomDataIntCallback callback) {
+    return store(instanceHandle, &quarlo_CoreInstance::onCustomDataIntCallback, callback, nullptr);
+}
+
+eReturnCode quarlo_SetCustomDataKeyCallback(void* instanceHandle,
+                                            quarloCustomDataKeyCallback callback) {
+    return store(instanceHandle, &quarlo_CoreInstance::onCustomDataKeyCallback, callback, nullptr);
+}
+
+eReturnCode quarlo_SetCustomDataCanCallback(void* instanceHandle,
+                                            quarloCustomDataCanCallback callback) {
+    return store(instanceHandle, &quarlo_CoreInstance::onCustomDataCanCallback, callback, nullptr);
+}
+
+eReturnCode quarlo_SetCustomDataRawCallback(void* instanceHandle,
+                                            quarloCustomDataRawCallback callback) {
+    return store(instanceHandle, &quarlo_CoreInstance::onCustomDataRawCallback, callback, nullptr);
+}
+
+}  // extern "C"

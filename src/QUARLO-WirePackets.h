@@ -1,0 +1,224 @@
+/*
+ * The packet side of the wire engine: create, delete, decode and build any packet of the catalogue,
+ * and the outgoing packet in one block that the library itself sends. Any thread.
+ */
+#ifndef QUARLO_WIREPACKETS_H
+#define QUARLO_WIREPACKETS_H
+
+#include <cstddef>
+
+#include "QUARLO-WireEngine.h"
+
+namespace quarlo::wire {
+
+/** Gives every member record of a packet zero-filled memory. */
+struct Populate : Clear {
+    using Clear::operator();
+    template <class R>
+    bool operator()(R*& member) {
+        member = Heap::make<R>();
+        return member != nullptr;
+    }
+};
+
+template <class P>
+void deletePacket(P* packet) {
+    if (packet == nullptr) return;
+    Heap::discard(packet->Header);
+    Heap::discard(packet);
+}
+
+template <class P>
+P* newPacket() {
+    P* packet = Heap::make<P>();
+    if (packet == nullptr) return nullptr;
+    Populate populate;
+    packet->Header = Heap::make<qrPacketHeader>();
+    if (packet->Header != nullptr && Layout<P>::each(*packet, populate)) return packet;
+    deletePacket(packet);
+    return nullptr;
+}
+
+/** Decodes the fields behind a header that has been read; the packet then refers to that header. */
+template <class P, class Input, class Store>
+P* decodeFields(qrPacketHeader* header, Input& in, Store& memory) {
+    P* packet = memory.template make<P>();
+    if (packet == nullptr) return nullptr;
+    Reader<Input, Store> reader{in, memory};
+    packet->Header = header;
+    if (Layout<P>::each(*packet, reader)) return packet;
+    packet->Header = nullptr;
+    memory.discard(packet);
+    return nullptr;
+}
+
+/** Decodes a packet, header included; null when it is of another type or cannot be had. */
+template <class P, class Input, class Store>
+P* decodePacket(Input& in, Store& memory) {
+    auto* header = Reader<Input, Store>{in, memory}.template record<qrPacketHeader>();
+    if (header == nullptr) return nullptr;
+    const bool isThisType = header->PacketType == Layout<P>::event;
+    P* packet = isThisType ? decodeFields<P>(header, in, memory) : nullptr;
+    if (packet == nullptr) memory.discard(header);
+    return packet;
+}
+
+template <class P>
+P* packetFromBuffer(void** bufferPointer) {
+    if (bufferPointer == nullptr || *bufferPointer == nullptr) return nullptr;
+    Trusting in{static_cast<const UInt8*>(*bufferPointer)};
+    Heap heap;
+    P* packet = decodePacket<P>(in, heap);
+    *bufferPointer = const_cast<UInt8*>(in.at);
+    return packet;
+}
+
+/** Builds a packet into a new buffer of exactly its size; *size is 0 when it cannot be built. */
+template <class P>
+void build(void** buffer, UInt32* size, P& packet) {
+    *size = 0;
+    const Measure fields = measure(packet);
+    const std::uint64_t whole = headerSize + fields.size;
+    if (packet.Header == nullptr || !fields.isComplete) return;
+    if (whole > std::numeric_limits<UInt32>::max()) return;
+    packet.Header->PacketType = Layout<P>::event;
+    packet.Header->PayloadSize = static_cast<UInt32>(fields.size);
+    // Every byte is written below: list entries left out do not count in the size either.
+    *buffer = quarlo_malloc(static_cast<std::size_t>(whole));
+    if (*buffer == nullptr) return;
+    Writer writer{static_cast<UInt8*>(*buffer)};
+    Layout<qrPacketHeader>::each(*packet.Header, writer);
+    Layout<P>::each(packet, writer);
+    *size = static_cast<UInt32>(whole);
+}
+
+/** Sets what there is of the two results to "nothing built"; true when both are there. */
+inline bool haveResults(void** buffer, UInt32* size) {
+    if (buffer != nullptr && size != nullptr) return true;
+    if (buffer != nullptr) *buffer = nullptr;
+    if (size != nullptr) *size = 0;
+    return false;
+}
+
+template <class P>
+void packetToBuffer(void** buffer, UInt32* size, P* packet) {
+    if (packet != nullptr) {
+        if (haveResults(buffer, size)) build(buffer, size, *packet);
+        return;
+    }
+    if (buffer != nullptr) *buffer = nullptr;
+    if (size != nullptr) *size = 0;
+}
+
+template <class P>
+void buildFromFields(void** buffer, UInt32* size, P& packet, bool isWhole) {
+    if (!haveResults(buffer, size)) return;
+    *size = 0;
+    if (isWhole) build(buffer, size, packet);
+}
+
+/** Takes loose field values into a packet record that borrows them. */
+struct Assign {
+    bool isWhole = true;
+
+    template <class T>
+    void operator()(T& field, T value) {
+        field = value;
+    }
+    template <std::size_t N>
+    void operator()(UInt8 (&field)[N], const UInt8* value) {
+        if (value != nullptr) std::memcpy(field, value, N);
+        isWhole = isWhole && value != nullptr;
+    }
+};
+
+#define QUARLO_ASSIGN(Kind, ...) QUARLO_ASSIGN_##Kind(__VA_ARGS__)
+#define QUARLO_ASSIGN_VALUE(Type, Name) assign(packet.Name, Name);
+#define QUARLO_ASSIGN_BYTES(Name, N) assign(packet.Name, Name);
+#define QUARLO_ASSIGN_MEMBER(Record, Name) assign(packet.Name, Name);
+#define QUARLO_ASSIGN_RUN(Count, Length, Type, Name) \
+    assign(packet.Length, Length);                   \
+    assign(packet.Name, Name);
+
+/** Adds up the memory of a packet's member records. */
+struct TreeSize {
+    std::size_t size = 0;
+
+    template <class T>
+    constexpr bool operator()(const T&) {
+        return true;
+    }
+    template <class R>
+    constexpr bool operator()(R* const&) {
+        size += roundUp(sizeof(R));
+        return true;
+    }
+    template <Scalar C, class T>
+    constexpr bool operator()(const C&, T* const&) {
+        return true;
+    }
+    static constexpr std::size_t roundUp(std::size_t amount) {
+        return (amount + alignof(std::max_align_t) - 1) / alignof(std::max_align_t) *
+               alignof(std::max_align_t);
+    }
+};
+
+/** Hands out the pieces of an outgoing packet's block. */
+struct Carve : Clear {
+    UInt8* at;
+    explicit Carve(void* block) : at(static_cast<UInt8*>(block)) {}
+
+    using Clear::operator();
+    template <class R>
+    bool operator()(R*& member) {
+        member = reinterpret_cast<R*>(at);
+        at += TreeSize::roundUp(sizeof(R));
+        return true;
+    }
+};
+
+/** Frees what the member records of an outgoing packet hold, and its runs, but not the members. */
+struct ReleaseContents : Release {
+    using Release::operator();
+    template <class R>
+    bool operator()(R*& member) {
+        visitAll(member, Release{});
+        return true;
+    }
+};
+
+/** A packet with its header and member records in one zero-filled block; null when there is no
+ * memory. */
+template <class P>
+class Outgoing {
+  public:
+    Outgoing() {
+        void* block = Heap::make<UInt8>(blockSize());
+        if (block == nullptr) return;
+        Carve carve{block};
+        carve(packet);
+        carve(packet->Header);
+        Layout<P>::each(*packet, carve);
+    }
+    ~Outgoing() {
+        visitAll(packet, ReleaseContents{});
+        quarlo_free(packet);
+    }
+    Outgoing(const Outgoing&) = delete;
+    Outgoing& operator=(const Outgoing&) = delete;
+
+    P* packet = nullptr;
+
+  private:
+    static constexpr std::size_t blockSize() {
+        const P none{};
+        TreeSize tree;
+        tree.size = TreeSize::roundUp(sizeof(P)) + TreeSize::roundUp(sizeof(qrPacketHeader));
+        Layout<P>::each(none, tree);
+        return tree.size;
+    }
+};
+
+}  // namespace quarlo::wire
+
+#endif

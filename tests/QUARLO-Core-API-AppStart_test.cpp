@@ -1,0 +1,243 @@
+/* Starting apps, and the requests for their icons. */
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "Calls.h"
+
+namespace quarlo::test {
+namespace {
+
+/* ---- app start ---- */
+
+class Starter : public Session {
+  public:
+    Starter() {
+        EXPECT_EQ(during([&] {
+                      EXPECT_EQ(quarlo_SetAppStartedResponseCallback(
+                                    handle(),
+                                    [](void* context, const char* url, AppStartStatus status) {
+                                        hostOf(context).note(std::string("started ") + url + " " +
+                                                             std::to_string(status));
+                                    }),
+                                eRETURN_OKAY);
+                  }),
+                  Lines{"INF SetAppStartedResponseCallback"});
+    }
+};
+
+char one[] = "one";
+char two[] = "two";
+char empty[] = "";
+KeyValue pairs[] = {{one, two}, {empty, one}};
+KeyValueList both{2, pairs};
+KeyValueList none{0, nullptr};
+
+Bytes start(const std::string& url, const Bytes& modes, const Bytes& options) {
+    return packet(73, text(url) + modes + options);
+}
+
+std::vector<Call> startCalls() {
+    const Bytes bothWire = u8(2) + text("one") + text("two") + text("") + text("one");
+    const auto call = [](const char* name, KeyValueList* modes, KeyValueList* options,
+                         const Lines& lines, const Bytes& sent) {
+        const Lines created = lines + Lines{"WRN creation of ClientStartApp packet failed."};
+        Call result{
+            name,
+            [modes, options](void* h) { return quarlo_StartApp(h, "app:%s", modes, options); },
+            lines,
+            sent,
+            {{created, eRETURN_PACKET_MEMORY}, {lines, eRETURN_MEM_ALLOC}},
+            {},
+            eRETURN_NULL_HANDLE};
+        result.outside = {{"WRN AppStart feature and therefore StartApp not supported by phone."},
+                          eRETURN_NOT_SUPPORTED};
+        return result;
+    };
+    const std::string head = "INF StartApp with IdentifierURL='app:%s'";
+    return {call("alone", nullptr, nullptr, {head}, start("app:%s", u8(0), u8(0))),
+            call("with lists", &both, &both,
+                 {head, "VER pLaunchModesNoEntries=2.", "VER pOptionsNoEntries=2, "},
+                 start("app:%s", bothWire, bothWire)),
+            call("with empty modes", &none, nullptr, {head, "VER pLaunchModesNoEntries=0."},
+                 start("app:%s", u8(0), u8(0))),
+            call("with options", nullptr, &both, {head, "VER pOptionsNoEntries=2, "},
+                 start("app:%s", u8(0), bothWire))};
+}
+
+TEST(AppStart, InRunIsSentAtOnce) {
+    expectSentInRun(startCalls());
+}
+
+TEST(AppStart, NeedsAPhoneThatCan) {
+    expectNothingSentOutsideRun(startCalls());
+}
+
+TEST(AppStart, WarnsOrFailsWithoutMemory) {
+    expectFailuresWithoutMemory(startCalls());
+}
+
+TEST(AppStart, IsRefused) {
+    const Library library;
+    Starter starter;
+    void* const h = starter.handle();
+    EXPECT_EQ(quarlo_StartApp(h, nullptr, nullptr, nullptr), eRETURN_NULL_PARAM);
+    EXPECT_EQ(quarlo_StartApp(nullptr, nullptr, nullptr, nullptr), eRETURN_NULL_HANDLE);
+    KeyValue torn[] = {{one, two}, {one, nullptr}};
+    KeyValue keyless[] = {{nullptr, two}};
+    KeyValueList lists[] = {{2, torn}, {1, keyless}, {1, nullptr}};
+    for (KeyValueList& list : lists) {
+        const long before = allocations::live();
+        EXPECT_EQ(quarlo_StartApp(h, "u", &list, nullptr), eRETURN_NULL_PARAM);
+        EXPECT_EQ(quarlo_StartApp(h, "u", &both, &list), eRETURN_NULL_PARAM);
+        EXPECT_EQ(allocations::live(), before);
+    }
+    EXPECT_TRUE(starter.sent().empty());
+    qrKeyValueList to{};
+    EXPECT_EQ(_quarlo_CopyKeyValueList(&to, nullptr), eRETURN_NULL_PARAM);
+    EXPECT_EQ(_quarlo_CopyKeyValueList(nullptr, &both), eRETURN_NULL_PARAM);
+
+    Host stopped;
+    stopped.record()->serverCapabilities = 4;
+    EXPECT_EQ(quarlo_StartApp(stopped.handle(), "u", nullptr, nullptr), eRETURN_STATE_NOT_RUN);
+    EXPECT_EQ(stopped.lines(), (Lines{"INF StartApp with IdentifierURL='u'",
+                                      "WRN StartApp received in wrong state; ignored."}));
+}
+
+TEST(AppStart, TheAnswerReachesTheHost) {
+    const Library library;
+    Starter starter;
+    const Lines head{"INF Received ServerAppStartedResponse"};
+    const auto answer = [](const std::string& url, unsigned status) {
+        return packet(74, text(url) + u8(status));
+    };
+    EXPECT_EQ(starter.hear(answer("app:a", 2) + answer("%s", 200)),
+              head + Lines{"started app:a 2"} + head + Lines{"started %s 200"});
+    EXPECT_EQ(starter.hear(answer("", 2)),
+              head + Lines{"WRN allocation for IdentifierURL failed."});
+    allocations::restart(1);
+    EXPECT_EQ(starter.hear(answer(std::string(65535, 'u'), 2)),
+              head + Lines{"WRN allocation for IdentifierURL failed."});
+    allocations::restart();
+    EXPECT_EQ(starter.during([&] { onReceiveServerAppStarted(starter.host.record(), nullptr); }),
+              head + Lines{"WRN onReceiveServerAppStarted called with NULL packet."});
+    quarlo_SetAppStartedResponseCallback(starter.handle(), nullptr);
+    // The text names the icon's callback.
+    EXPECT_EQ(starter.hear(answer("app:a", 2)),
+              head + Lines{"WRN AppStartedResponse received, but onAppIconResponseCallback not "
+                           "set."});
+
+    Host idle;
+    quarlo_SetAppStartedResponseCallback(idle.handle(), [](void*, const char*, AppStartStatus) {});
+    idle.forgetLines();
+    packetServerAppStarted packet{};
+    onReceiveServerAppStarted(idle.record(), &packet);
+    onReceiveServerAppStarted(nullptr, &packet);
+    EXPECT_EQ(idle.lines(),
+              head + Lines{"WRN AppStartedResponse received in wrong state; ignored."});
+    EXPECT_EQ(quarlo_SetAppStartedResponseCallback(nullptr, nullptr), eRETURN_NULL_HANDLE);
+}
+
+/* ---- icon requests ---- */
+
+Bytes iconRequest(const std::string& url, unsigned width, unsigned height,
+                  const Bytes& format = u8(3) + u8(2) + u32(0) + u8(4)) {
+    return packet(71, u16(width) + u16(height) + format + text(url));
+}
+
+TEST(IconRequest, TakesTheFormatOfTheFrame) {
+    const Library library;
+    Session session;
+    EXPECT_EQ(session.during([&] {
+        EXPECT_EQ(quarlo_RequestAppIcon(session.handle(), "app:%s", 64, 65535), eRETURN_OKAY);
+    }),
+              (Lines{"INF RequestAppIcon with IdentifierURL='app:%s'",
+                     "WRN RequestAppIcon - uses frame format for icon."} +
+               sendLine));
+    EXPECT_EQ(session.sent(), hexes({iconRequest("app:%s", 64, 65535)}));
+    // One at a time: only an answer for this app ends it.
+    const Lines pending{"WRN RequestAppIcon for IdentifierURL='other' is pending; ignored."};
+    const auto again = [&](eReturnCode expected) {
+        return session.during(
+            [&] { EXPECT_EQ(quarlo_RequestAppIcon(session.handle(), "other", 1, 2), expected); });
+    };
+    EXPECT_EQ(again(eRETURN_NOT_ALLOWED), pending);
+    const auto answer = [](const std::string& url) {
+        return packet(72, text(url) + u32(1) + u32(4) + u32(0));
+    };
+    session.hear(answer("other"));
+    EXPECT_EQ(again(eRETURN_NOT_ALLOWED), pending);
+    session.hear(answer("app:%s"));
+    // The frame's format was kept, and is no longer told of.
+    EXPECT_EQ(again(eRETURN_OKAY),
+              Lines{"INF RequestAppIcon with IdentifierURL='other'"} + sendLine);
+    EXPECT_EQ(session.sent(), hexes({iconRequest("other", 1, 2)}));
+}
+
+TEST(IconRequest, TakesItsOwnFormat) {
+    const Library library;
+    Host host;
+    EXPECT_EQ(quarlo_SetPixelFormatEx(host.handle(), eGRAPHICTYPE_Icon, ePIXELFORMAT_RGBA8888, 4,
+                                      ePIXELENDIANESS_BigEndian),
+              eRETURN_OKAY);
+    host.run();
+    host.forgetSent();
+    EXPECT_EQ(quarlo_RequestAppIcon(host.handle(), "u", 1, 2), eRETURN_OKAY);
+    EXPECT_EQ(hexes(host.sent()),
+              hexes({iconRequest("u", 1, 2, u8(ePIXELFORMAT_RGBA8888) + u8(1) + u32(0) + u8(4))}));
+}
+
+TEST(IconRequest, IsRefused) {
+    const Library library;
+    Session session;
+    void* const h = session.handle();
+    EXPECT_EQ(quarlo_RequestAppIcon(h, nullptr, 1, 1), eRETURN_NULL_PARAM);
+    EXPECT_EQ(quarlo_RequestAppIcon(nullptr, "u", 1, 1), eRETURN_NULL_HANDLE);
+    quarlo_SetPixelFormat(h, ePIXELFORMAT_RGB565, 2, ePIXELENDIANESS_LittleEndian);
+    EXPECT_EQ(session.during(
+                  [&] { EXPECT_EQ(quarlo_RequestAppIcon(h, "u", 1, 1), eRETURN_NOT_ALLOWED); }),
+              (Lines{"INF RequestAppIcon with IdentifierURL='u'",
+                     "WRN RequestAppIcon - icon format not allowed - use 4 byte coding."}));
+    EXPECT_TRUE(session.sent().empty());
+    session.host.record()->serverCapabilities = 3;
+    EXPECT_EQ(session.during(
+                  [&] { EXPECT_EQ(quarlo_RequestAppIcon(h, "u", 1, 1), eRETURN_NOT_SUPPORTED); }),
+              Lines{"WRN AppStart feature and therefore RequestAppIcon not supported by phone."});
+    Host stopped;
+    stopped.record()->serverCapabilities = 4;
+    EXPECT_EQ(quarlo_RequestAppIcon(stopped.handle(), "u", 1, 1), eRETURN_STATE_NOT_RUN);
+    EXPECT_EQ(stopped.lines(), (Lines{"INF RequestAppIcon with IdentifierURL='u'",
+                                      "WRN RequestAppIcon received in wrong state; ignored."}));
+}
+
+TEST(IconRequest, WithoutMemoryFails) {
+    const Library library;
+    const Lines head{"INF RequestAppIcon with IdentifierURL='u'"};
+    const Lines format{"WRN RequestAppIcon - uses frame format for icon."};
+    // The text names another packet.
+    const Lines created{"WRN creation of ClientSettings packet failed."};
+    std::vector<Failure> seen;
+    std::optional<Session> session;
+    const auto action = [&](long refused) {
+        Failure failure;
+        failure.lines = session->during(
+            [&] { failure.result = quarlo_RequestAppIcon(session->handle(), "u", 1, 1); });
+        EXPECT_EQ(session->sent().size(), refused == 0 ? 1U : 0U);
+        const bool isNew = std::none_of(seen.begin(), seen.end(), [&](const Failure& other) {
+            return other.lines == failure.lines && other.result == failure.result;
+        });
+        if (isNew) seen.push_back(failure);
+    };
+    sweepBetween([&] { session.emplace(); }, action, [&] { session.reset(); });
+    ASSERT_EQ(seen.size(), 4U);
+    EXPECT_EQ(seen[0].lines, head + format + sendLine);
+    EXPECT_EQ(seen[1].lines, head + created);
+    EXPECT_EQ(seen[1].result, eRETURN_PACKET_MEMORY);
+    EXPECT_EQ(seen[2].lines, head + format);
+    EXPECT_EQ(seen[2].result, eRETURN_MEM_ALLOC);
+    EXPECT_EQ(seen[3].lines, head + format + created);
+    EXPECT_EQ(seen[3].result, eRETURN_PACKET_MEMORY);
+}
+
+}  // namespace
+}  // namespace quarlo::test

@@ -1,0 +1,266 @@
+/* The platform layer, where it adds rules of its own to what the system does. */
+#include "QUARLO-Posix.h"
+
+#include <gtest/gtest.h>
+#include <sys/prctl.h>
+#include <sys/time.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <regex>
+#include <string>
+
+namespace quarlo::test {
+namespace {
+
+/** Runs a function on a thread of the platform layer and joins it. */
+template <class Body>
+void onThread(Body body) {
+    quarloThread_t thread{};
+    const auto start = [](void* argument) -> void* {
+        (*static_cast<Body*>(argument))();
+        return argument;
+    };
+    ASSERT_EQ(quarloThread_create(&thread, nullptr, start, &body), 0);
+    void* result = nullptr;
+    EXPECT_EQ(quarloThread_join(thread, &result), 0);
+    EXPECT_EQ(result, &body);
+}
+
+TEST(Threads, CarryNamesOfAtMostFifteenCharacters) {
+    struct Case {
+        const char* given;
+        const char* shown;
+    };
+    for (const auto& [given, shown] :
+         {Case{"short", "short"}, Case{"fifteen letters", "fifteen letters"},
+          Case{"sixteen letters!", "sixteen letters"},
+          Case{"abcdefghijklmnopqrst", "abcdefghijklmno"}, Case{"", ""},
+          Case{nullptr, "no name known"}}) {
+        std::string name(17, '#');
+        const char* wanted = given;
+        onThread([&name, wanted] {
+            EXPECT_EQ(quarloThread_SetName(wanted), 0);
+            prctl(PR_GET_NAME, name.data(), 0, 0, 0);
+        });
+        EXPECT_STREQ(name.c_str(), shown);
+    }
+}
+
+TEST(Threads, MapCancelTypesAndStates) {
+    onThread([] {
+        int old = -1;
+        EXPECT_EQ(quarloThread_setcanceltype(QUARLOTHREAD_CANCEL_ASYNCHRONOUS, &old), 0);
+        EXPECT_EQ(old, PTHREAD_CANCEL_DEFERRED);
+        EXPECT_EQ(quarloThread_setcanceltype(7, &old), 0);
+        EXPECT_EQ(old, PTHREAD_CANCEL_ASYNCHRONOUS);
+        EXPECT_EQ(quarloThread_setcanceltype(QUARLOTHREAD_CANCEL_DEFERRED, &old), 0);
+        EXPECT_EQ(old, PTHREAD_CANCEL_DEFERRED);
+
+        EXPECT_EQ(quarloThread_setcancelstate(QUARLOTHREAD_CANCEL_DISABLE, &old), 0);
+        EXPECT_EQ(old, PTHREAD_CANCEL_ENABLE);
+        EXPECT_EQ(quarloThread_setcancelstate(7, &old), 0);
+        EXPECT_EQ(old, PTHREAD_CANCEL_DISABLE);
+        EXPECT_EQ(quarloThread_setcancelstate(QUARLOTHREAD_CANCEL_ENABLE, &old), 0);
+        EXPECT_EQ(old, PTHREAD_CANCEL_ENABLE);
+    });
+}
+
+TEST(Threads, EndWhenCancelled) {
+    quarloThread_t thread{};
+    const auto sleeper = [](void*) -> void* {
+        quarloPosix_sleep(50);
+        return nullptr;
+    };
+    ASSERT_EQ(quarloThread_create(&thread, nullptr, sleeper, nullptr), 0);
+    EXPECT_EQ(quarloThread_cancel(thread), 0);
+    void* result = nullptr;
+    EXPECT_EQ(quarloThread_join(thread, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    quarlo_ClearThreadID(&thread);
+    EXPECT_EQ(thread, quarloThread_t{});
+}
+
+TEST(Threads, TakeTurnsAtAMutex) {
+    quarloThread_mutex_t mutex;
+    ASSERT_EQ(quarloThread_mutex_init(&mutex, nullptr), 0);
+    int turns = 0;
+    ASSERT_EQ(quarloThread_mutex_lock(&mutex), 0);
+    onThread([&mutex] { EXPECT_EQ(pthread_mutex_trylock(&mutex), EBUSY); });
+    EXPECT_EQ(quarloThread_mutex_unlock(&mutex), 0);
+    onThread([&] {
+        EXPECT_EQ(quarloThread_mutex_lock(&mutex), 0);
+        ++turns;
+        EXPECT_EQ(quarloThread_mutex_unlock(&mutex), 0);
+    });
+    EXPECT_EQ(turns, 1);
+    EXPECT_EQ(quarloThread_mutex_destroy(&mutex), 0);
+}
+
+TEST(Libraries, AreOpenedByNameAndSearchedBySymbol) {
+    EXPECT_EQ(quarlo_dlopen("libQUARLO-there-is-none.so", QUARLOLIBRARY_RTLD_LAZY), nullptr);
+    void* library =
+        quarlo_dlopen("libm.so.6", QUARLOLIBRARY_RTLD_NOW & QUARLOLIBRARY_RTLD_BINDING_MASK);
+    ASSERT_NE(library, nullptr);
+    void* symbol = quarlo_dlsym(library, "cos", 0);
+    EXPECT_NE(symbol, nullptr);
+    EXPECT_EQ(quarlo_dlsym(library, "cos", 99), symbol);
+    EXPECT_EQ(quarlo_dlsym(library, "there is none", 0), nullptr);
+    EXPECT_EQ(quarlo_dlclose(library), 0);
+}
+
+TEST(Libraries, AreOpenedInTheGivenMode) {
+    const char* const seldom = "libanl.so.1";
+    const int onlyIfLoaded = QUARLOLIBRARY_RTLD_LAZY | QUARLOLIBRARY_RTLD_NOLOAD;
+    EXPECT_EQ(quarlo_dlopen(seldom, onlyIfLoaded), nullptr);
+    void* library = quarlo_dlopen(seldom, QUARLOLIBRARY_RTLD_LAZY);
+    ASSERT_NE(library, nullptr);
+    void* again = quarlo_dlopen(seldom, onlyIfLoaded);
+    EXPECT_EQ(again, library);
+    EXPECT_EQ(quarlo_dlclose(again), 0);
+    EXPECT_EQ(quarlo_dlclose(library), 0);
+}
+
+/** The text for a room of this size; the rest of the room stays as it was. */
+std::string timeOfDay(int size) {
+    char room[32];
+    std::memset(room, '#', sizeof room);
+    quarlo_GetTimeOfDayString(room, size);
+    const std::size_t used = static_cast<std::size_t>(std::find(room, room + 32, '\0') - room);
+    for (std::size_t i = used + 1; i < sizeof room; ++i) EXPECT_EQ(room[i], '#');
+    return {room, used};
+}
+
+TEST(Time, OfDayFillsItsRoomOrLeavesItAlone) {
+    quarlo_GetTimeOfDayString(nullptr, 100);
+    const std::string untouched(32, '#');
+    for (const int size : {-1, 0, 11}) EXPECT_EQ(timeOfDay(size), untouched) << size;
+    const std::regex whole("[0-2][0-9]:[0-5][0-9]:[0-6][0-9]\\.[0-9]{3}");
+    const std::regex cut("[0-2][0-9]:[0-5][0-9]:[0-6][0-9]\\.[0-9]{2}");
+    EXPECT_TRUE(std::regex_match(timeOfDay(12), cut));
+    EXPECT_TRUE(std::regex_match(timeOfDay(13), whole));
+    EXPECT_TRUE(std::regex_match(timeOfDay(32), whole));
+}
+
+/** Sets the time zone of the process while it lives. */
+class TimeZone {
+  public:
+    explicit TimeZone(const char* name) {
+        if (const char* set = std::getenv("TZ")) former = set;
+        setenv("TZ", name, 1);
+        tzset();
+    }
+    ~TimeZone() {
+        former.empty() ? unsetenv("TZ") : setenv("TZ", former.c_str(), 1);
+        tzset();
+    }
+    TimeZone(const TimeZone&) = delete;
+    TimeZone& operator=(const TimeZone&) = delete;
+
+  private:
+    std::string former;
+};
+
+TEST(Time, OfDayIsLocalToTheMillisecond) {
+    constexpr long day = 24L * 3600 * 1000;
+    constexpr long eastOfGreenwich = (5L * 60 + 30) * 60 * 1000;
+    const TimeZone zone("TEST-5:30");
+    const auto now = [] {
+        timeval time{};
+        gettimeofday(&time, nullptr);
+        return (time.tv_sec * 1000L + time.tv_usec / 1000 + eastOfGreenwich) % day;
+    };
+    const long before = now();
+    const std::string text = timeOfDay(13);
+    const long after = now();
+    long hours = 0, minutes = 0, seconds = 0, milliseconds = 0;
+    ASSERT_EQ(
+        std::sscanf(text.c_str(), "%ld:%ld:%ld.%ld", &hours, &minutes, &seconds, &milliseconds), 4);
+    const long shown = ((hours * 60 + minutes) * 60 + seconds) * 1000 + milliseconds;
+    // Counted from the time before it, as midnight may pass in between.
+    EXPECT_LE((shown - before + day) % day, (after - before + day) % day) << text;
+}
+
+TEST(Time, StampsCountMillisecondsOfTheMonotonicClock) {
+    timespec now{};
+    const UInt32 before = quarlo_GetTimestamp();
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const UInt32 after = quarlo_GetTimestamp();
+    const auto wanted = static_cast<UInt32>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
+    EXPECT_LE(wanted - before, after - before);
+    quarloPosix_pause(20);
+    EXPECT_GE(quarlo_GetTimestamp() - after, 19U);
+}
+
+/** Sends the process a signal that does nothing, every 30 milliseconds. */
+class Alarms {
+  public:
+    Alarms() {
+        struct sigaction quiet {};
+        quiet.sa_handler = [](int) {};
+        sigaction(SIGALRM, &quiet, &former);
+        every(30'000);
+    }
+    ~Alarms() {
+        every(0);
+        sigaction(SIGALRM, &former, nullptr);
+    }
+    Alarms(const Alarms&) = delete;
+    Alarms& operator=(const Alarms&) = delete;
+
+  private:
+    static void every(suseconds_t microseconds) {
+        const itimerval timer{{0, microseconds}, {0, microseconds}};
+        setitimer(ITIMER_REAL, &timer, nullptr);
+    }
+    struct sigaction former {};
+};
+
+TEST(Time, SleepsUntilASignalComes) {
+    const UInt32 before = quarlo_GetTimestamp();
+    const Alarms alarms;
+    const unsigned rest = quarloPosix_sleep(30);
+    EXPECT_GE(rest, 20U);
+    EXPECT_LE(rest, 30U);
+    EXPECT_GE(quarlo_GetTimestamp() - before, 29U);
+}
+
+TEST(Time, PausesUntilASignalComes) {
+    const UInt32 before = quarlo_GetTimestamp();
+    const Alarms alarms;
+    quarloPosix_pause(30'000);
+    const UInt32 paused = quarlo_GetTimestamp() - before;
+    EXPECT_GE(paused, 29U);
+    EXPECT_LT(paused, 10'000U);
+}
+
+TEST(Memory, ComesAndGoes) {
+    void* block = quarlo_malloc(1000);
+    ASSERT_NE(block, nullptr);
+    std::memset(block, 0x5A, 1000);
+    quarlo_free(block);
+    quarlo_free(nullptr);
+}
+
+TEST(Files, AreOpenedByName) {
+    EXPECT_EQ(quarlo_fopen("/there/is/none", "r"), nullptr);
+    const std::string name = testing::TempDir() + "quarlo-posix-test";
+    FILE* file = quarlo_fopen(name.c_str(), "w");
+    ASSERT_NE(file, nullptr);
+    EXPECT_GE(std::fputs("text", file), 0);
+    EXPECT_EQ(std::fclose(file), 0);
+    file = quarlo_fopen(name.c_str(), "r");
+    ASSERT_NE(file, nullptr);
+    char read[8] = {};
+    EXPECT_STREQ(std::fgets(read, sizeof read, file), "text");
+    EXPECT_EQ(std::fclose(file), 0);
+    EXPECT_EQ(std::remove(name.c_str()), 0);
+}
+
+}  // namespace
+}  // namespace quarlo::test

@@ -1,0 +1,295 @@
+/* The handshake and the protocol's states, over an in-memory link. */
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "Host.h"
+
+namespace quarlo::test {
+namespace {
+
+Bytes handshakeAnswers() {
+    return packet(2, u8(1)) + packet(12, u8(1)) + Host::serverInit() + packet(18, u8(1));
+}
+
+class Protocol : public ::testing::Test {
+  protected:
+    Library library;
+    Host host;
+
+    /** Feeds one answer when the library has sent so many packets. */
+    void answer(std::size_t sentBefore, const Bytes& bytes) {
+        host.waitForSent(sentBefore);
+        host.feed(bytes);
+        host.settle();
+    }
+    void startUpTo(eProtocolState state) {
+        host.start();
+        host.waitForSent(1);
+        host.settle();
+        if (state >= ePROTOCOL_STATE_INIT_SERVER) answer(1, packet(2, u8(1)));
+        if (state >= ePROTOCOL_STATE_INIT_DONE) {
+            answer(2, packet(12, u8(1)));
+            answer(3, Host::serverInit());
+        }
+        if (state >= ePROTOCOL_STATE_RUN) answer(4, packet(18, u8(1)));
+        ASSERT_EQ(host.record()->currentState, state);
+    }
+};
+
+TEST_F(Protocol, ReachesRunWithTheDocumentedPackets) {
+    host.run();
+    const std::vector<Bytes> sent = host.sent();
+    ASSERT_EQ(sent.size(), 6U);
+    EXPECT_EQ(hex(sent[0]), hex(packet(1, u16(1) + u16(2) + u16(0))));
+    const Bytes screen = u16(1280) + u16(1024) + u16(134) + u16(108);
+    const Bytes properties = u8(3) + u8(2) + u32(0) + u8(4);
+    EXPECT_EQ(hex(sent[1]), hex(packet(11, text("test host") + screen + u32(36) + properties +
+                                               u32(supportedCompressions) + u8(0) + u8(0))));
+    EXPECT_EQ(hex(sent[2]), hex(packet(61, u8(0) + u8(0))));
+    EXPECT_EQ(hex(sent[3]), hex(packet(17, u8(1))));
+    const Bytes version = text(theCoreVersion);
+    EXPECT_EQ(hex(sent[4]), hex(packet(129, u32(1))));
+    EXPECT_EQ(
+        hex(sent[5]),
+        hex(packet(67, u8(1) + u16(7) + u16(static_cast<unsigned>(version.size())) + version)));
+    EXPECT_EQ(host.linesWith("state "), std::vector<std::string>{"state RUN"});
+    EXPECT_TRUE(host.linesWith("ERR ").empty());
+    EXPECT_TRUE(host.linesWith("error ").empty());
+}
+
+TEST_F(Protocol, DescribesTheConfiguredHeadUnit) {
+    quarlo_SetFrameSize(host.handle(), 0x10320, 480, 150, 0x10050);
+    quarlo_SetPixelFormat(host.handle(), ePIXELFORMAT_RGB565, 2, ePIXELENDIANESS_BigEndian);
+    quarlo_OverrideCompressionFormat(host.handle(), eFRAMECOMPRESSION_ZLIB);
+    quarlo_SetClientCapabilities(host.handle(), eCLIENTCAPABILITIES_NavigateTo, 1);
+    quarlo_VoiceSupportInfo(host.handle(), eVOICESUPPORT_FullSCOSupport,
+                            eVOICESUPPORTCONSTRAINT_MicAndSpeakersTogetherOnly);
+    UInt8 language[] = {'d', 'e', 'u'};
+    quarlo_SetISO639LanguageCode(host.handle(), language);
+    ClientCustomDataIntType types[] = {eCLIENTCUSTOMDATAINTTYPE_ScreenTest,
+                                       eCLIENTCUSTOMDATAINTTYPE_GetCanAmbientlight};
+    quarlo_SetSupportedCustomData(host.handle(), 2, types);
+    ClientCustomDataKeyCode keys[] = {eCLIENTCUSTOMDATAKEYCODE_Ok, eCLIENTCUSTOMDATAKEYCODE_Back};
+    quarlo_SetCustomKeysSupported(host.handle(), 2, keys);
+    startUpTo(ePROTOCOL_STATE_INIT_DONE);
+    const std::vector<Bytes> sent = host.waitForSent(5);
+    ASSERT_EQ(sent.size(), 5U);
+    EXPECT_EQ(
+        hex(sent[1]),
+        hex(packet(11, text("test host") + u16(0x320) + u16(480) + u16(150) + u16(0x50) + u32(38) +
+                           u8(2) + u8(1) + u32(2) + u8(2) + u32(supportedCompressions) + u8(2) +
+                           u16(0xFF00) + u16(0xFF01) + u8(2) + u8(12) + u8(14))));
+    EXPECT_EQ(hex(sent[2]), hex(packet(61, u8(2) + u8(1))));
+    EXPECT_EQ(hex(sent[3]), hex(packet(69, {'d', 'e', 'u'})));
+    quarlo_SetISO639LanguageCode(nullptr, nullptr);
+}
+
+/** Answers each question of the handshake; the bytes of all answers are cut at one position. */
+void answerCutAt(Host& host, std::size_t cut) {
+    const std::pair<std::size_t, Bytes> answers[] = {{1, packet(2, u8(1))},
+                                                     {2, packet(12, u8(1))},
+                                                     {3, Host::serverInit()},
+                                                     {4, packet(18, u8(1))}};
+    host.start();
+    std::size_t begin = 0;
+    for (const auto& [sentBefore, bytes] : answers) {
+        host.waitForSent(sentBefore);
+        host.settle();
+        const bool isCut = cut > begin && cut < begin + bytes.size();
+        const auto middle = bytes.begin() + static_cast<std::ptrdiff_t>(isCut ? cut - begin : 0);
+        host.feed(Bytes(bytes.begin(), middle));
+        host.settle();
+        host.feed(Bytes(middle, bytes.end()));
+        begin += bytes.size();
+    }
+}
+
+TEST_F(Protocol, AcceptsTheAnswersCutAtEveryByte) {
+    for (std::size_t cut = 1; cut < handshakeAnswers().size(); ++cut) {
+        Host cutHost;
+        answerCutAt(cutHost, cut);
+        EXPECT_TRUE(cutHost.waitFor("state RUN")) << "cut at " << cut;
+        EXPECT_EQ(cutHost.linesWith("WRN ").size(), 1U) << "only the timer's, cut at " << cut;
+    }
+}
+
+TEST_F(Protocol, AcceptsTheAnswersByteByByte) {
+    host.readAtMost(1);
+    host.run();
+    EXPECT_EQ(host.sent().size(), 6U);
+}
+
+TEST_F(Protocol, EndsWithEveryRefusal) {
+    struct Refusal {
+        eProtocolState state;
+        Bytes answer;
+        const char* trace;
+    };
+    const Refusal refusals[] = {
+        {ePROTOCOL_STATE_HANDSHAKE, packet(2, u8(0)), "ERR protocol not acknowledged by server."},
+        {ePROTOCOL_STATE_HANDSHAKE, packet(2, u8(2)), "ERR protocol not acknowledged by server."},
+        {ePROTOCOL_STATE_INIT_SERVER, packet(12, u8(0)),
+         "ERR client init not acknowledged by server."},
+        {ePROTOCOL_STATE_INIT_DONE, packet(18, u8(0)),
+         "ERR server initialisation not successful."}};
+    for (const Refusal& refusal : refusals) {
+        Host refused;
+        refused.start();
+        refused.waitForSent(1);
+        refused.settle();
+        if (refusal.state >= ePROTOCOL_STATE_INIT_SERVER) {
+            refused.feed(packet(2, u8(1)));
+            refused.waitForSent(2);
+        }
+        if (refusal.state >= ePROTOCOL_STATE_INIT_DONE) {
+            refused.feed(packet(12, u8(1)) + Host::serverInit());
+            refused.waitForSent(4);
+        }
+        refused.feed(refusal.answer);
+        EXPECT_TRUE(refused.waitFor("state STOP")) << refusal.trace;
+        EXPECT_TRUE(refused.has(refusal.trace)) << refusal.trace;
+        EXPECT_TRUE(refused.linesWith("error ").empty());
+        EXPECT_EQ(refused.linesWith("state ").size(), 1U);
+    }
+}
+
+TEST_F(Protocol, KeepsReadingAfterARefusal) {
+    startUpTo(ePROTOCOL_STATE_HANDSHAKE);
+    answer(1, packet(2, u8(0)));
+    answer(1, packet(36, u8(1) + u8(1)));
+    EXPECT_TRUE(host.has("WRN ServerState received in wrong state; ignored."));
+    EXPECT_EQ(host.record()->mainThreadRunning, 1);
+}
+
+TEST_F(Protocol, IgnoresPacketsInTheWrongState) {
+    struct Early {
+        Bytes bytes;
+        const char* warning;
+    };
+    const Early inHandshake[] = {
+        {packet(12, u8(1)), "WRN ServerInitAcknowledge received in wrong state; ignored."},
+        {Host::serverInit(), "WRN ServerInitAcknowledge received in wrong state; ignored."},
+        {packet(18, u8(1)), "WRN ServerInitDone received in wrong state; ignored."},
+        {packet(36, u8(1) + u8(1)), "WRN ServerState received in wrong state; ignored."}};
+    startUpTo(ePROTOCOL_STATE_HANDSHAKE);
+    for (const Early& early : inHandshake) {
+        host.forgetLines();
+        answer(1, early.bytes);
+        EXPECT_EQ(host.count(early.warning), 1U) << early.warning;
+        EXPECT_EQ(host.record()->currentState, ePROTOCOL_STATE_HANDSHAKE);
+    }
+    answer(1, packet(2, u8(1)));
+    host.forgetLines();
+    answer(2, packet(2, u8(1)));
+    EXPECT_TRUE(host.has("WRN ServerProtocolAcknowledge received in wrong state; ignored."));
+}
+
+TEST_F(Protocol, KeepsWhatThePhoneDeclares) {
+    startUpTo(ePROTOCOL_STATE_INIT_SERVER);
+    answer(2, packet(12, u8(1)));
+    answer(3, Host::serverInit("Phone \xC3\xA9", {1, 2, 3, 4, 9, 7}, 6));
+    EXPECT_EQ(host.count("WRN number of supported softkeys larger than 4."), 1U);
+    const std::vector<std::string> printed = {
+        "VER     name:           Phone \xC3\xA9",     "VER     OS name:        PhoneOS 4",
+        "VER     Launcher UUID:  launcher-uuid",      "VER     is allowed while car is moving",
+        "VER     supported softkey list length = 6",  "VER     supported softkey [ 0]   1 Home",
+        "VER     supported softkey [ 4]   9 unknown", "VER     capabilities = 0x6"};
+    for (const std::string& line : printed) EXPECT_TRUE(host.has(line)) << line;
+    char name[64];
+    EXPECT_EQ(quarlo_GetServerAppName(host.handle(), name, sizeof name), 8);
+    EXPECT_STREQ(name, "Phone \xC3\xA9");
+    UInt8 count = 0;
+    Softkey* keys = nullptr;
+    quarlo_GetAvailableSoftkeys(host.handle(), &count, &keys);
+    ASSERT_EQ(count, 6);
+    EXPECT_EQ(keys[4], static_cast<Softkey>(9));
+    EXPECT_EQ(quarlo_GetServerCapabilities(host.handle()), 6U);
+}
+
+TEST_F(Protocol, HandlesInitDoneThatComesWithTheDescription) {
+    startUpTo(ePROTOCOL_STATE_INIT_SERVER);
+    answer(2, packet(12, u8(1)) + Host::serverInit() + packet(18, u8(1)));
+    EXPECT_EQ(host.record()->currentState, ePROTOCOL_STATE_RUN);
+    EXPECT_EQ(hex(host.sent().back()), hex(packet(17, u8(1))));
+    EXPECT_TRUE(
+        host.has("INF found ClientInitDone sent and ServerInitDone received --> RUN state"));
+}
+
+TEST_F(Protocol, ReportsStopOnceAfterRun) {
+    host.run();
+    host.feed(packet(22, u8(0)));
+    host.settle();
+    EXPECT_EQ(host.linesWith("error "), std::vector<std::string>{"error PROTOCOL_STOP"});
+    EXPECT_EQ(host.linesWith("state "), (std::vector<std::string>{"state RUN", "state STOP"}));
+    host.endLink();
+    host.waitUntil([&] { return host.record()->mainThreadRunning == 0; });
+    EXPECT_EQ(host.linesWith("error ").size(), 1U);
+}
+
+TEST_F(Protocol, AnnouncesWhatTheVersionBufferHolds) {
+    quarlo_GetSystemIdentification();
+    host.run();
+    const Bytes announcement = text("Linux KTX2.1 ARM11");
+    EXPECT_EQ(hex(host.sent().back()),
+              hex(packet(67, u8(1) + u16(7) + u16(static_cast<unsigned>(announcement.size())) +
+                                 announcement)));
+}
+
+TEST_F(Protocol, ReportsStatusToItsCallbacks) {
+    quarlo_SetPhonecallStatusCallback(host.handle(), [](void* context, Flag on) {
+        static_cast<Host*>(context)->note("call " + std::to_string(on));
+    });
+    quarlo_SetLauncherStateCallback(host.handle(), [](void* context, LauncherState state) {
+        static_cast<Host*>(context)->note("launcher " + std::to_string(state));
+    });
+    quarlo_SetPTTAvailableCallback(host.handle(), [](void* context, Flag on) {
+        static_cast<Host*>(context)->note("ptt " + std::to_string(on));
+    });
+    host.run();
+    host.forgetLines();
+    for (const auto& [type, value] :
+         {std::pair{1, 7}, {1, 0}, {2, 1}, {3, 0}, {4, 2}, {5, 1}, {9, 1}}) {
+        host.feed(packet(36, u8(static_cast<unsigned>(type)) + u8(static_cast<unsigned>(value))));
+    }
+    host.settle();
+    EXPECT_EQ(
+        host.lines(),
+        (std::vector<std::string>{
+            "INF ServerState", "INF     _PhoneCall STARTS", "call 1", "INF ServerState",
+            "INF     _PhoneCall ENDS", "call 0", "INF ServerState", "INF     _AppTransition STARTS",
+            "INF ServerState", "INF     _Inactive ACTIVE", "INF ServerState",
+            "INF     _LauncherAppState VisibleOther", "launcher 2", "INF ServerState",
+            "INF     _PTTAvailable AVAILABLE", "ptt 1", "INF ServerState"}));
+}
+
+TEST_F(Protocol, EntersRunAgainAfterASecondStart) {
+    host.run();
+    host.endLink(-1);
+    host.waitUntil([&] { return host.record()->mainThreadTerminatedRegular != 0; });
+    EXPECT_EQ(host.record()->currentState, ePROTOCOL_STATE_STOP);
+    host.reopenLink();
+    host.forgetSent();
+    host.start();
+    answer(1, packet(2, u8(1)));
+    answer(2, packet(12, u8(1)) + Host::serverInit());
+    // Both ends of the initialisation were seen in the first session and are not exchanged again.
+    EXPECT_EQ(host.record()->currentState, ePROTOCOL_STATE_RUN);
+    for (const Bytes& sent : host.sent()) EXPECT_NE(sent[0], 17);
+}
+
+TEST_F(Protocol, StaysSilentOnceShutdownIsAnnounced) {
+    host.run();
+    host.forgetSent();
+    host.forgetLines();
+    quarlo_AnnounceShutdown(host.handle());
+    quarlo_SetMovingStatus(host.handle(), 1);
+    host.feed(packet(128, u32(2)));
+    host.waitUntil([&] { return host.record()->mainThreadRunning == 0; });
+    EXPECT_TRUE(host.sent().empty());
+    EXPECT_TRUE(host.linesWith("state ").empty());
+    EXPECT_TRUE(host.linesWith("error ").empty());
+}
+
+}  // namespace
+}  // namespace quarlo::test

@@ -1,0 +1,229 @@
+/*
+ * Decoding of bytes that nobody vouches for. Everything is decoded in front of a page that may not
+ * be touched, so that one byte too many ends the test with or without a sanitizer.
+ */
+#include "QUARLO-WireEngine.h"
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <limits>
+#include <random>
+
+#include "Allocations.h"
+#include "QUARLO-WirePackets.h"
+#include "Wire.h"
+
+namespace quarlo::test {
+namespace {
+
+/** Room of one mebibyte whose end is followed by a forbidden page. */
+class Brink {
+  public:
+    Brink() {
+        void* area =
+            mmap(nullptr, room + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (area == MAP_FAILED) std::abort();
+        start = static_cast<UInt8*>(area);
+        if (mprotect(start + room, page, PROT_NONE) != 0) std::abort();
+    }
+    ~Brink() { munmap(start, room + page); }
+    Brink(const Brink&) = delete;
+    Brink& operator=(const Brink&) = delete;
+
+    /** The first count bytes, ending at the brink. */
+    wire::Bounded put(const Bytes& bytes, std::size_t count) {
+        UInt8* at = start + room - count;
+        std::copy_n(bytes.begin(), count, at);
+        return {at, start + room};
+    }
+    wire::Bounded put(const Bytes& bytes) { return put(bytes, bytes.size()); }
+
+  private:
+    static constexpr std::size_t room = 1024 * 1024;
+    const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    UInt8* start = nullptr;
+};
+
+class BoundedDecoding : public testing::Test {
+  protected:
+    BoundedDecoding() { memory.prepare(); }
+    ~BoundedDecoding() override {
+        memory.release();
+        EXPECT_EQ(allocations::live(), before) << "leaked";
+    }
+    /** Expects that the bytes are too few, however the decoder notices. */
+    void expectBeyond(const PacketCase& each, wire::Bounded in) {
+        const UInt8* end = in.end;
+        EXPECT_EQ(each.decodeBounded(in, memory), nullptr);
+        EXPECT_TRUE(in.wentBeyond);
+        EXPECT_LE(in.at, end);
+        memory.reset();
+    }
+
+    const long before = allocations::live();
+    Brink brink;
+    wire::Scratch memory;
+};
+
+TEST_F(BoundedDecoding, ReadsWholePacketsAndLeavesTheirBytesInPlace) {
+    for (const PacketCase& each : packetCases()) {
+        SCOPED_TRACE(each.name);
+        wire::Bounded in = brink.put(each.whole.bytes);
+        const UInt8* start = in.at;
+        void* packet = each.decodeBounded(in, memory);
+        ASSERT_NE(packet, nullptr);
+        EXPECT_EQ(in.at, in.end);
+        EXPECT_FALSE(in.wentBeyond);
+        each.check(packet);
+        for (const Contents::Run& run : each.contents(packet).byteRuns) {
+            EXPECT_GE(run.at, start);
+            EXPECT_LE(run.at + run.size, in.end);
+        }
+        memory.reset();
+    }
+}
+
+TEST_F(BoundedDecoding, RefusesAnotherTypeWithoutGoingBeyond) {
+    for (const PacketCase& each : packetCases()) {
+        SCOPED_TRACE(each.name);
+        Bytes bytes = each.whole.bytes;
+        bytes[0] ^= 0x40;
+        wire::Bounded in = brink.put(bytes);
+        const UInt8* start = in.at;
+        EXPECT_EQ(each.decodeBounded(in, memory), nullptr);
+        EXPECT_FALSE(in.wentBeyond);
+        EXPECT_EQ(in.at, start + 9);
+        memory.reset();
+    }
+}
+
+TEST_F(BoundedDecoding, StopsWhereverThePacketIsCut) {
+    for (const PacketCase& each : packetCases()) {
+        SCOPED_TRACE(each.name);
+        for (std::size_t length = 0; length < each.whole.bytes.size(); ++length) {
+            SCOPED_TRACE("cut to " + std::to_string(length));
+            expectBeyond(each, brink.put(each.whole.bytes, length));
+            const Bytes cut(each.whole.bytes.begin(),
+                            each.whole.bytes.begin() + static_cast<std::ptrdiff_t>(length));
+            expectBeyond(each, {cut.data(), cut.data() + length});
+        }
+    }
+}
+
+/** No count makes the decoder reserve memory for what has not been received. */
+TEST_F(BoundedDecoding, StopsAtCountsThatPromiseMoreThanThereIs) {
+    std::size_t countFields = 0;
+    for (const PacketCase& each : packetCases()) {
+        SCOPED_TRACE(each.name);
+        for (const CountField& count : each.whole.counts) {
+            SCOPED_TRACE("count at " + std::to_string(count.offset));
+            ++countFields;
+            for (const unsigned top : {0xFFU, 0x7FU, 0x80U}) {
+                Bytes bytes = each.whole.bytes;
+                std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(count.offset), count.width,
+                            std::uint8_t{0xFF});
+                bytes[count.offset + count.width - 1] = static_cast<std::uint8_t>(top);
+                // A one-byte count below the bytes that follow it would be an honest one.
+                const bool mayFit = count.width == 1 && top < bytes.size() - count.offset;
+                if (mayFit) continue;
+                allocations::restart();
+                expectBeyond(each, brink.put(bytes));
+                EXPECT_EQ(allocations::made(), 0);
+            }
+        }
+    }
+    EXPECT_EQ(countFields, 50U);
+}
+
+/** Large counts over many bytes: what is reserved stays in proportion to what was received. */
+TEST_F(BoundedDecoding, ReservesInProportionToWhatWasReceived) {
+    const Bytes filler(100000, 0x01);
+    for (const PacketCase& each : packetCases()) {
+        SCOPED_TRACE(each.name);
+        for (const CountField& count : each.whole.counts) {
+            Bytes bytes(each.whole.bytes.begin(),
+                        each.whole.bytes.begin() + static_cast<std::ptrdiff_t>(count.offset));
+            bytes = bytes + Bytes(count.width, 0x01) + filler;
+            wire::Bounded in = brink.put(bytes);
+            allocations::restart();
+            each.decodeBounded(in, memory);
+            EXPECT_LE(allocations::largest(), 2 * bytes.size());
+            memory.reset();
+        }
+    }
+}
+
+TEST_F(BoundedDecoding, SurvivesMutatedPackets) {
+    std::mt19937 random(20240611);  // NOLINT: the same bytes in every run
+    const auto below = [&random](std::size_t limit) { return random() % limit; };
+    unsigned whole = 0;
+    unsigned beyond = 0;
+    for (int round = 0; round < 400; ++round) {
+        for (const PacketCase& each : packetCases()) {
+            Bytes bytes = each.whole.bytes;
+            for (auto changes = below(4) + 1; changes > 0; --changes) {
+                bytes[1 + below(bytes.size() - 1)] = static_cast<std::uint8_t>(random());
+            }
+            for (auto extra = below(8); extra > 0; --extra) {
+                bytes.push_back(static_cast<std::uint8_t>(random()));
+            }
+            wire::Bounded in = brink.put(bytes);
+            const UInt8* start = in.at;
+            void* packet = each.decodeBounded(in, memory);
+            ASSERT_LE(in.at, in.end);
+            ASSERT_GE(in.at, start);
+            ASSERT_EQ(packet == nullptr, in.wentBeyond);
+            if (packet != nullptr) {
+                const Contents contents = each.contents(packet);
+                ASSERT_EQ(contents.holes, 0U);
+                ASSERT_TRUE(contents.countsAreHonest);
+                for (const Contents::Run& run : contents.byteRuns) {
+                    ASSERT_GE(run.at, start);
+                    ASSERT_LE(run.at + run.size, in.at);
+                }
+                ++whole;
+            } else {
+                ++beyond;
+            }
+            memory.reset();
+        }
+    }
+    EXPECT_GT(whole, 1000U);
+    EXPECT_GT(beyond, 1000U);
+}
+
+/** Arrays of wider values are copied, so that they are aligned and in the host's order. */
+TEST_F(BoundedDecoding, AlignsValuesThatStandAtOddAddresses) {
+    const Bytes bytes = packet(54, u8(2) + u32(0x11223344) + u32(0xDEADBEEF));
+    for (std::size_t shift = 0; shift < 4; ++shift) {
+        wire::Bounded in = brink.put(Bytes(shift) + bytes);
+        in.at += shift;
+        auto* filter = wire::decodePacket<packetSetVehicleDataFilter>(in, memory);
+        ASSERT_NE(filter, nullptr);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(filter->pKeys) % alignof(UInt32), 0U);
+        EXPECT_EQ(filter->pKeys[0], 0x11223344U);
+        EXPECT_EQ(filter->pKeys[1], 0xDEADBEEFU);
+    }
+}
+
+TEST_F(BoundedDecoding, OnceBeyondStaysBeyond) {
+    const Bytes bytes{1, 2, 3};
+    wire::Bounded in = brink.put(bytes);
+    const UInt8* start = in.at;
+    EXPECT_EQ(in.take(4), nullptr);
+    EXPECT_EQ(in.take(1), nullptr);
+    EXPECT_FALSE(in.fits(0));
+    EXPECT_EQ(in.at, start);
+    wire::Bounded all = brink.put(bytes);
+    EXPECT_FALSE(all.fits(std::numeric_limits<std::uint64_t>::max()));
+    wire::Bounded exact = brink.put(bytes);
+    EXPECT_NE(exact.take(3), nullptr);
+    EXPECT_TRUE(exact.fits(0));
+    EXPECT_FALSE(exact.isBeyond());
+}
+
+}  // namespace
+}  // namespace quarlo::test

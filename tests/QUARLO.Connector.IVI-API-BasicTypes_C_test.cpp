@@ -1,0 +1,243 @@
+/* Primitives and records outside of packets: sizes, bytes, empty and absent parts, destructors. */
+#include "QUARLO.Connector.IVI-API-BasicTypes_C.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+
+#include "Allocations.h"
+#include "QUARLO.Connector.IVI-API_C.h"
+#include "Wire.h"
+
+namespace quarlo::test {
+namespace {
+
+/** The three functions of a type, by name. */
+#define FUNCTIONS(Type) sizeOf_##Type, readFromBuffer_##Type, writeToBuffer_##Type
+
+template <class T>
+void expectScalar(UInt32 (*sizeOf)(), T (*read)(void**), void* (*write)(void*, T), T value,
+                  std::string_view notation) {
+    const Bytes wanted = golden(notation).bytes;
+    EXPECT_EQ(sizeOf(), wanted.size());
+    Bytes room(wanted.size() + 1, 0xEE);  // one byte in, so that wide values stand unaligned
+    EXPECT_EQ(write(room.data() + 1, value), room.data() + room.size());
+    EXPECT_EQ(hex(room), hex(u8(0xEE) + wanted));
+    void* at = room.data() + 1;
+    EXPECT_EQ(static_cast<long long>(read(&at)), static_cast<long long>(value));
+    EXPECT_EQ(at, room.data() + room.size());
+}
+
+TEST(Primitives, AreLittleEndianInTheWidthOfTheirType) {
+    expectScalar<UInt8>(FUNCTIONS(UInt8), 0xFE, "FE");
+    expectScalar<Int8>(FUNCTIONS(Int8), -2, "FE");
+    expectScalar<UInt16>(FUNCTIONS(UInt16), 0x1234, "34 12");
+    expectScalar<Int16>(FUNCTIONS(Int16), -2, "FE FF");
+    expectScalar<UInt32>(FUNCTIONS(UInt32), 0x11223344, "44 33 22 11");
+    expectScalar<Int32>(FUNCTIONS(Int32), -0x11223344, "BC CC DD EE");
+    expectScalar<UInt64>(FUNCTIONS(UInt64), 0x1122334455667788, "88 77 66 55 44 33 22 11");
+    expectScalar<Int64>(FUNCTIONS(Int64), -2, "FE FF FF FF FF FF FF FF");
+    expectScalar<Flag>(FUNCTIONS(Flag), eFLAG_TRUE, "01");
+    expectScalar<EventType>(FUNCTIONS(EventType), eEVENTTYPE_PingAcknowledge, "81");
+    expectScalar<ServerCustomDataRawType>(FUNCTIONS(ServerCustomDataRawType),
+                                          eSERVERCUSTOMDATARAWTYPE_DeleteHost, "00 A0");
+    expectScalar<FrameCompression>(FUNCTIONS(FrameCompression), 0x80000004, "04 00 00 80");
+    // A value without a name passes unchanged.
+    expectScalar<PixelFormat>(FUNCTIONS(PixelFormat), static_cast<PixelFormat>(0xF7), "F7");
+}
+
+/** The widths of all enumerations on the wire, by hand. */
+TEST(Primitives, EnumerationsHaveTheirWidths) {
+    for (const auto sizeOf : {sizeOf_EventType,
+                              sizeOf_StringEncoding,
+                              sizeOf_Flag,
+                              sizeOf_PixelFormat,
+                              sizeOf_PixelEndianess,
+                              sizeOf_SoftkeyEventType,
+                              sizeOf_Softkey,
+                              sizeOf_TouchType,
+                              sizeOf_ClientDataType,
+                              sizeOf_ServerDataType,
+                              sizeOf_BlockMode,
+                              sizeOf_PhoneCallStatus,
+                              sizeOf_VoiceSupport,
+                              sizeOf_VoiceSupportConstraint,
+                              sizeOf_VoiceSessionStatus,
+                              sizeOf_VoiceSessionStatusConstraint,
+                              sizeOf_VoiceRequest,
+                              sizeOf_AudioType,
+                              sizeOf_AudioControl,
+                              sizeOf_AudioStatus,
+                              sizeOf_AudioRequestResultCode,
+                              sizeOf_CustomDataEvent,
+                              sizeOf_ClientCustomDataKeyCode,
+                              sizeOf_ServerCustomDataKeyCode,
+                              sizeOf_NavigateToType,
+                              sizeOf_LauncherState,
+                              sizeOf_AppStartStatus,
+                              sizeOf_AppInstallationStatus}) {
+        EXPECT_EQ(sizeOf(), 1U);
+    }
+    for (const auto sizeOf : {sizeOf_ClientCustomDataStringType, sizeOf_ServerCustomDataStringType,
+                              sizeOf_ClientCustomDataIntType, sizeOf_ServerCustomDataIntType,
+                              sizeOf_ClientCustomDataRawType, sizeOf_ServerCustomDataRawType,
+                              sizeOf_ClientCustomDataCanType, sizeOf_ServerCustomDataCanType,
+                              sizeOf_ClientCustomDataKeyType, sizeOf_ServerCustomDataKeyType}) {
+        EXPECT_EQ(sizeOf(), 2U);
+    }
+    for (const auto sizeOf :
+         {sizeOf_FrameCompression, sizeOf_ServerCapabilities, sizeOf_ClientCapabilities}) {
+        EXPECT_EQ(sizeOf(), 4U);
+    }
+}
+
+/** A record and back: its bytes, its size, and the same bytes again from what was read. */
+template <class R, class Delete>
+void expectRecord(UInt32 (*sizeOf)(const R*), R* (*read)(void**), void* (*write)(void*, const R*),
+                  Delete remove, std::string_view notation) {
+    const Bytes wanted = golden(notation).bytes;
+    SCOPED_TRACE(hex(wanted));
+    void* at = const_cast<std::uint8_t*>(wanted.data());
+    R* record = read(&at);
+    ASSERT_NE(record, nullptr);
+    EXPECT_EQ(at, wanted.data() + wanted.size());
+    EXPECT_EQ(sizeOf(record), wanted.size());
+    Bytes room(wanted.size(), 0xEE);
+    EXPECT_EQ(write(room.data(), record), room.data() + room.size());
+    EXPECT_EQ(hex(room), hex(wanted));
+    EXPECT_EQ(write(nullptr, record), nullptr);
+    EXPECT_EQ(write(room.data(), nullptr), nullptr);
+    remove(record);
+    quarlo_free(record);
+    at = nullptr;
+    EXPECT_EQ(read(&at), nullptr);
+    EXPECT_EQ(read(nullptr), nullptr);
+}
+template <class R>
+void expectPlain(UInt32 (*sizeOf)(), R* (*read)(void**), void* (*write)(void*, const R*),
+                 std::string_view notation) {
+    static UInt32 (*fixed)();
+    fixed = sizeOf;
+    expectRecord<R>([](const R*) { return fixed(); }, read, write, [](R*) {}, notation);
+}
+#define EXPECT_PLAIN(Name, notation) expectPlain<qr##Name>(FUNCTIONS(Name), notation)
+#define EXPECT_OPEN(Name, notation)                                         \
+    do {                                                                    \
+        expectRecord<qr##Name>(FUNCTIONS(Name), _##Name##Delete, notation); \
+        EXPECT_EQ(sizeOf_##Name(nullptr), 0U);                              \
+        _##Name##Delete(nullptr);                                           \
+        _##Name##New(nullptr);                                              \
+    } while (false)
+
+TEST(Records, OfFixedSizeKeepTheirBytes) {
+    EXPECT_PLAIN(PacketHeader, "21 00 00 00 00 11 00 00 00");
+    EXPECT_PLAIN(Decimal, "01 02 03 04 05 06 07 88 F6");
+    EXPECT_PLAIN(Version, "01 00 02 00 34 12");
+    EXPECT_PLAIN(Rectangle, "01 00 02 00 00 05 D0 02");
+    EXPECT_PLAIN(FrameProperties, "02 02 02 00 00 00 02");
+    EXPECT_PLAIN(Touch, "03 FF 04 CF 02 EF BE AD DE");
+    EXPECT_EQ(sizeOf_WGSPosition(), 18U);
+    EXPECT_EQ(allocations::live(), 0);
+}
+
+TEST(Records, OfVariableSizeKeepTheirBytes) {
+    EXPECT_OPEN(String, "02 00 00");
+    EXPECT_OPEN(String, "01 03 00 'abc'");
+    EXPECT_OPEN(KeyValue, "01 01 00 'k' 01 02 00 'vv'");
+    EXPECT_OPEN(Placemark, "01 00 00 01 00 00 01 00 00 01 00 00 01 00 00 01 00 00 01 00 00");
+    EXPECT_OPEN(CANMessage, "78 56 34 12 00");
+    // The length code is a count of bytes and not limited to what a bus can carry.
+    EXPECT_OPEN(CANMessage, "78 56 34 12 0C 01 02 03 04 05 06 07 08 09 0A 0B 0C");
+    EXPECT_OPEN(FrameRectangle, "01 00 02 00 03 00 04 00 02 02 04 00 00 00 02 64 64 00 00 00 00");
+    EXPECT_OPEN(AppInformation,
+                "01 01 00 'u' 01 00 00 09 00 00 00 01 00 00 01 00 00 01 05 00 00 80 03 01 'deu'");
+    EXPECT_EQ(allocations::live(), 0);
+}
+
+TEST(Records, ListsKeepTheirBytesWhenEmptyAndWhenFilled) {
+    EXPECT_OPEN(TouchList, "00");
+    EXPECT_OPEN(TouchList, "01 01 10 00 20 00 01 00 00 00");
+    EXPECT_OPEN(SoftkeyList, "00");
+    EXPECT_OPEN(SoftkeyList, "02 01 04");
+    EXPECT_OPEN(CustomDataList, "00");
+    EXPECT_OPEN(CustomDataList, "02 00 FF 01 FF");
+    EXPECT_OPEN(CategoryList, "00");
+    EXPECT_OPEN(CategoryList, "01 44 33 22 11");
+    EXPECT_OPEN(NonTouchConfiguration, "00");
+    EXPECT_OPEN(NonTouchConfiguration, "02 01 21");
+    EXPECT_OPEN(KeyValueList, "00");
+    EXPECT_OPEN(KeyValueList, "01 01 00 00 01 00 00");
+    EXPECT_OPEN(FrameRectangleList, "00");
+    EXPECT_OPEN(AppInformationList, "00 00 00 00");
+    EXPECT_OPEN(AppInformationList,
+                "01 00 00 00 01 00 00 01 00 00 00 00 00 00 01 00 00 01 00 00 00 00 00 00 00 00");
+    EXPECT_EQ(allocations::live(), 0);
+}
+
+TEST(Records, AbsentEntriesOfAListTakeNoRoom) {
+    qrTouch touch{eTOUCHTYPE_Up, 1, 2, 3};
+    std::array<qrTouch*, 3> entries{nullptr, &touch, nullptr};
+    const qrTouchList list{3, entries.data()};
+    EXPECT_EQ(sizeOf_TouchList(&list), 10U);
+    Bytes room(10);
+    EXPECT_EQ(writeToBuffer_TouchList(room.data(), &list), room.data() + 10);
+    EXPECT_EQ(hex(room), hex(golden("03 02 01 00 02 00 03 00 00 00").bytes));
+}
+
+TEST(Records, WritersRefuseAbsentMembersAndRuns) {
+    Bytes room(64);
+    qrString empty{eSTRINGENCODING_UTF8, 0, nullptr};
+    const qrString broken{eSTRINGENCODING_UTF8, 2, nullptr};
+    const qrKeyValue half{&empty, nullptr};
+    const qrTouchList noTouches{1, nullptr};
+    const qrCategoryList noCategories{1, nullptr};
+    const qrWGSPosition nowhere{};
+    EXPECT_EQ(writeToBuffer_String(room.data(), &broken), nullptr);
+    EXPECT_EQ(writeToBuffer_KeyValue(room.data(), &half), nullptr);
+    EXPECT_EQ(writeToBuffer_TouchList(room.data(), &noTouches), nullptr);
+    EXPECT_EQ(writeToBuffer_CategoryList(room.data(), &noCategories), nullptr);
+    EXPECT_EQ(writeToBuffer_WGSPosition(room.data(), &nowhere), nullptr);
+}
+
+/** Constructors forget, destructors free; both leave the record empty and may be repeated. */
+TEST(Records, ConstructorsAndDestructorsLeaveRecordsEmpty) {
+    qrAppInformation app{};
+    app.Categories = reinterpret_cast<qrCategoryList*>(&app);
+    app.IdentifierURL = reinterpret_cast<qrString*>(&app);
+    app.arrLanguage[2] = 'x';
+    _AppInformationNew(&app);
+    EXPECT_EQ(app.Categories, nullptr);
+    EXPECT_EQ(app.IdentifierURL, nullptr);
+    EXPECT_EQ(app.arrLanguage[2], 0);
+
+    const Bytes bytes = golden("02 01 01 00 'k' 01 02 00 'vv' 01 00 00 01 01 00 'x'").bytes;
+    void* at = const_cast<std::uint8_t*>(bytes.data());
+    qrKeyValueList* list = readFromBuffer_KeyValueList(&at);
+    ASSERT_NE(list, nullptr);
+    for (int times = 0; times < 2; ++times) {
+        _KeyValueListDelete(list);
+        EXPECT_EQ(list->NumberOfEntries, 0);
+        EXPECT_EQ(list->paEntries, nullptr);
+    }
+    EXPECT_EQ(allocations::live(), 1);
+    quarlo_free(list);
+}
+
+TEST(Records, ReadersGiveNothingWithoutMemory) {
+    const Bytes bytes =
+        golden(
+            "01 01 00 'u' 01 01 00 'n' 09 00 00 00 01 01 00 'm' 01 01 00 'd' 01 05 00 00 80 03 01"
+            "'deu'")
+            .bytes;
+    const long requests = allocations::sweep([&bytes](long refused) {
+        void* at = const_cast<std::uint8_t*>(bytes.data());
+        qrAppInformation* app = readFromBuffer_AppInformation(&at);
+        EXPECT_EQ(app == nullptr, refused != 0);
+        _AppInformationDelete(app);
+        quarlo_free(app);
+    });
+    EXPECT_EQ(requests, 11);  // the record, four strings and a list with their contents
+}
+
+}  // namespace
+}  // namespace quarlo::test

@@ -1,0 +1,170 @@
+/* Framing and dispatch of received bytes. */
+#include "QUARLO_Receive.h"
+
+#include <gtest/gtest.h>
+
+#include "Host.h"
+
+namespace quarlo::test {
+namespace {
+
+class Dispatcher : public ::testing::Test {
+  protected:
+    Library library;
+    Host host;
+
+    void SetUp() override {
+        host.record()->currentState = ePROTOCOL_STATE_RUN;
+        host.record()->scratch.prepare();
+    }
+    void TearDown() override { host.record()->currentState = ePROTOCOL_STATE_STOP; }
+
+    /** Dispatches from a heap block of exactly this size; how many bytes were consumed. */
+    std::ptrdiff_t dispatch(const Bytes& bytes, ReceiveError expected = eRECEIVE_NO_ERROR) {
+        Bytes exact(bytes);
+        exact.shrink_to_fit();
+        void* advanced = nullptr;
+        EXPECT_EQ(QUARLO_Receive(host.record(), exact.data(), static_cast<UInt32>(exact.size()),
+                                 &advanced),
+                  expected);
+        return static_cast<UInt8*>(advanced) - exact.data();
+    }
+};
+
+Bytes state(unsigned type, unsigned value) {
+    return packet(36, u8(type) + u8(value));
+}
+
+TEST_F(Dispatcher, WaitsForWholePackets) {
+    EXPECT_EQ(dispatch(Bytes(8, 36)), 0);
+    Bytes large = u8(36) + u32(0) + u32(1000);
+    large.resize(9 + 999, 1);
+    EXPECT_EQ(dispatch(large), 0);
+    EXPECT_TRUE(host.lines().empty());
+    large.push_back(1);
+    EXPECT_EQ(dispatch(large), 1009);
+    EXPECT_EQ(host.count("INF ServerState"), 1U);
+}
+
+TEST_F(Dispatcher, HandlesPacketsInOrderUpToTheIncompleteOne) {
+    const Bytes two = state(1, 1) + state(1, 0);
+    const Bytes third = state(2, 1);
+    EXPECT_EQ(dispatch(two + Bytes(third.begin(), third.begin() + 10)),
+              static_cast<std::ptrdiff_t>(two.size()));
+    EXPECT_EQ(host.lines(),
+              (std::vector<std::string>{"INF ServerState", "INF     _PhoneCall STARTS",
+                                        "INF ServerState", "INF     _PhoneCall ENDS"}));
+}
+
+TEST_F(Dispatcher, RefusesEveryTypeThatIsNotThePhones) {
+    const std::vector<unsigned> accepted = {2,  12, 14, 18, 22, 24, 26, 28, 36, 40, 42, 50,
+                                            52, 54, 56, 58, 62, 64, 68, 70, 72, 74, 128};
+    for (unsigned type = 0; type < 256; ++type) {
+        const bool isAccepted = std::count(accepted.begin(), accepted.end(), type) != 0;
+        if (isAccepted) continue;
+        host.forgetLines();
+        const Bytes refused = u8(type) + Bytes{1, 2, 3, 4, 5, 0, 0, 0, 9, 9, 9, 9, 9};
+        EXPECT_EQ(dispatch(state(1, 1) + refused, eRECEIVE_ERROR_UNKNOWN_EVENT), 11) << type;
+        char line[96];
+        std::snprintf(line, sizeof line,
+                      "WRN    type: %2.2X, flags: 01 02 03 04, length: 05 00 00 00", type);
+        EXPECT_EQ(host.lines().back(), line);
+        EXPECT_TRUE(host.has("WRN onReceiveUnknown"));
+    }
+}
+
+TEST_F(Dispatcher, SkipsPayloadThatNoDecoderReads) {
+    EXPECT_EQ(dispatch(packet(36, Bytes{1, 1, 0xEE, 0xEE}) + state(1, 0)), 13 + 11);
+    EXPECT_EQ(host.count("INF ServerState"), 2U);
+}
+
+TEST_F(Dispatcher, TrustsADecoderThatReadsOnWithinTheBytes) {
+    // The declared payload ends before the fields do; the packet behind begins where they end.
+    const Bytes shortState = u8(36) + u32(0) + u32(1) + Bytes{1, 1};
+    EXPECT_EQ(dispatch(shortState + state(1, 0)), 22);
+    EXPECT_EQ(host.count("INF ServerState"), 2U);
+}
+
+TEST_F(Dispatcher, ClaimsMoreThanItWasGivenForLyingLengths) {
+    // Each inner length points behind the received bytes: the handler is not called.
+    const Bytes lies[] = {packet(50, text("name") + u8(1) + u16(0xFFFF)),             // a string
+                          packet(54, u8(255) + u32(1)),                               // keys
+                          packet(68, u8(1) + u16(1) + u16(0xFFFF) + Bytes(4)),        // raw bytes
+                          packet(70, u32(0xFFFFFFFF) + Bytes(40)),                    // apps
+                          packet(72, text("u") + u32(1) + u32(4) + u32(0xFFFFFFFF)),  // an icon
+                          packet(26, u8(255) + Bytes(21)),                            // rectangles
+                          packet(26, u8(1) + Bytes(17) + u32(0xFFFFFFF0) + Bytes(8)),
+                          packet(36)};  // no payload at all
+    for (const Bytes& lie : lies) {
+        host.forgetLines();
+        const Bytes bytes = state(1, 1) + lie;
+        EXPECT_GT(dispatch(bytes), static_cast<std::ptrdiff_t>(bytes.size())) << hex(lie);
+        EXPECT_EQ(host.lines().size(), 2U) << hex(lie);
+    }
+}
+
+TEST_F(Dispatcher, WaitsForAPayloadSizeThatWouldWrap) {
+    for (const std::uint64_t size : {0xFFFFFFF7U, 0xFFFFFFFFU, 0x80000000U}) {
+        EXPECT_EQ(dispatch(u8(36) + u32(0) + u32(size) + Bytes{1, 1}), 0);
+    }
+    EXPECT_TRUE(host.lines().empty());
+}
+
+TEST_F(Dispatcher, TellsNullArguments) {
+    UInt8 byte = 0;
+    void* advanced = nullptr;
+    EXPECT_EQ(QUARLO_Receive(nullptr, &byte, 1, &advanced), eRECEIVE_ERROR_NULL_POINTER);
+    EXPECT_EQ(QUARLO_Receive(host.record(), nullptr, 1, &advanced), eRECEIVE_ERROR_NULL_POINTER);
+    EXPECT_EQ(QUARLO_Receive(host.record(), &byte, 1, nullptr), eRECEIVE_ERROR_NULL_POINTER);
+    onReceiveUnknown(host.record(), nullptr);
+    EXPECT_TRUE(host.has("WRN ...called with NULL bufferPointer."));
+}
+
+TEST_F(Dispatcher, AnswersPingsAndFollowsTheirCount) {
+    host.record()->watchdogCounter = 3;
+    host.record()->lastPingCount = 4;
+    for (const unsigned counter : {5U, 6U, 8U}) dispatch(packet(128, u32(counter)));
+    EXPECT_EQ(host.linesWith("VER ping"), (std::vector<std::string>{"VER ping 5", "VER ping 6"}));
+    EXPECT_EQ(host.linesWith("WRN "),
+              std::vector<std::string>{"WRN ping count mismatch. Expected: 7, received: 8."});
+    EXPECT_EQ(host.record()->watchdogCounter, 0);
+    ASSERT_EQ(host.sent().size(), 3U);
+    EXPECT_EQ(hex(host.sent()[2]), hex(packet(129, u32(8))));
+    host.record()->currentState = ePROTOCOL_STATE_INIT_DONE;
+    host.forgetLines();
+    dispatch(packet(128, u32(50)));
+    EXPECT_EQ(host.record()->lastPingCount, 50U);
+    EXPECT_TRUE(host.lines().empty());
+    EXPECT_EQ(host.sent().size(), 3U);
+}
+
+TEST_F(Dispatcher, PassesNullPacketsWithTheirTexts) {
+    struct NullPacket {
+        void (*call)(quarlo_CoreInstance*);
+        const char* trace;
+    };
+    const NullPacket calls[] = {
+        {[](auto* obj) { onReceivePing(obj, nullptr); },
+         "WRN ReceivePing called with NULL packet."},
+        {[](auto* obj) { onReceiveServerProtocolAcknowledge(obj, nullptr); },
+         "ERR ServerProtocolAcknowledge called with NULL packet."},
+        {[](auto* obj) { onReceiveServerInitAcknowledge(obj, nullptr); },
+         "ERR ServerInitAcknowledge called with NULL packet."},
+        {[](auto* obj) { onReceiveServerInit(obj, nullptr); },
+         "ERR ServerInit() called with NULL packet."},
+        {[](auto* obj) { onReceiveServerInitDone(obj, nullptr); },
+         "ERR onServerInitDone() called with NULL packet."},
+        {[](auto* obj) { onReceiveServerState(obj, nullptr); },
+         "WRN ReceiveServerState called with NULL packet."},
+        {[](auto* obj) { onReceiveFramebufferUpdate(obj, nullptr); },
+         "WRN ReceiveFramebufferUpdate called with NULL packet."}};
+    for (const NullPacket& call : calls) {
+        host.forgetLines();
+        call.call(host.record());
+        EXPECT_EQ(host.lines(), std::vector<std::string>{call.trace});
+        call.call(nullptr);
+    }
+}
+
+}  // namespace
+}  // namespace quarlo::test

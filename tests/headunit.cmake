@@ -1,0 +1,59 @@
+# Tests of the head unit: its parts, and whole sessions with the phone program.
+if(TARGET headunit_parts)
+  find_package(ZLIB REQUIRED)
+  quarlo_test(headunit_test LABELS headunit threads
+    SOURCES headunit_options_test.cpp headunit_reports_test.cpp headunit_script_test.cpp
+      headunit_screen_test.cpp headunit_transport_test.cpp
+    LIBRARIES headunit_parts ZLIB::ZLIB)
+endif()
+
+# mirror_test(name mode expected OPTIONS...): see mirror_test.sh.
+function(mirror_test name mode expected)
+  add_test(NAME mirror.${name} COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/mirror_test.sh
+    ${PROJECT_BINARY_DIR} ${mode} ${expected} ${ARGN})
+  set_tests_properties(mirror.${name} PROPERTIES LABELS e2e TIMEOUT 60)
+endfunction()
+
+if(TARGET quarlo-phone AND TARGET quarlo-headunit)
+  # Without its timer a short session need not wait for it at its end.
+  set(timed --size 321x203)
+  set(small ${timed} --init-timeout 0)
+  # zlib is decoded by a plug-in, or in raw output by the head unit.
+  set(raw_output --raw --supported all)
+  if(TARGET QUARLO-Decomp01)
+    set(zlib_output)
+    mirror_test(raw-output pictures 4 --compression zlib -- ${small} ${raw_output} --frames 4)
+  else()
+    set(zlib_output ${raw_output})
+  endif()
+  foreach(format rgb888 rgb565 argb8888 rgba8888)
+    foreach(order little big)
+      set(frame ${small} --format ${format} --endian ${order} --frames 4)
+      mirror_test(raw.${format}.${order} pictures 4 --compression raw -- ${frame})
+      mirror_test(zlib.${format}.${order} pictures 4 --compression zlib -- ${frame} ${zlib_output})
+    endforeach()
+  endforeach()
+  mirror_test(full pictures 3 --compression raw -- ${small} --full --frames 3)
+  mirror_test(changes pictures 6 -- ${small} --format rgb565 --frames 6 --at 1:format=argb8888
+    --at 2:endian=big --at 3:size=640x480 --at 4:compression=raw --at 5:suspend --at 5:resume)
+
+  foreach(stage protocol init done)
+    mirror_test(refused.${stage} fails "before RUN" --refuse ${stage} -- ${small} --frames 3)
+  endforeach()
+  mirror_test(refused.framesize fails "frame size not acknowledged" --refuse framesize --
+    ${small} --frames 3 --at 1:size=200x100)
+  mirror_test(refused.pixelformat fails "after 1 of 3" --refuse pixelformat --
+    ${small} --frames 3 --at 1:format=rgb888)
+  mirror_test(refused.compression pictures 3 --refuse compression --
+    ${small} --frames 3 --at 1:compression=raw)
+  foreach(stage protocol init serverinit done)
+    mirror_test(silent.${stage} fails "RUN was not reached within 1 s" --stall ${stage} --
+      ${timed} --init-timeout 1 --frames 3)
+  endforeach()
+  mirror_test(silent.frames fails "no sign of life" --stall frames --
+    ${small} --watchdog 1 --frames 3)
+  mirror_test(late fails "the time is over" --stall frames -- ${small} --seconds 0.5 --frames 3)
+  mirror_test(dropped.init fails "closed the connection" --drop-at-stage init --
+    ${small} --frames 3)
+  mirror_test(dropped.frames fails "after 2 of 3" --drop-after-frames 2 -- ${small} --frames 3)
+endif()

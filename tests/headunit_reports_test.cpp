@@ -1,0 +1,78 @@
+// What the phone tells, as lines: names in both directions, bounded texts, the parked blocks.
+#include "Reports.h"
+
+#include <gtest/gtest.h>
+
+namespace quarlo::headunit {
+namespace {
+
+TEST(Names, GoInBothDirections) {
+    EXPECT_EQ(wireName(eAUDIOTYPE_CriticalAnnouncement), "CriticalAnnouncement");
+    EXPECT_EQ(wireName(static_cast<AudioType>(99)), "unknown (99)");
+    EXPECT_EQ(wireValue<BlockMode>("usewhitelist"), eBLOCKMODE_UseWhitelist);
+    EXPECT_EQ(wireValue<BlockMode>("use"), std::nullopt);
+    EXPECT_EQ(wireNames<Softkey>(), "Home, Back, Menu, Search");
+    const auto capabilities = valuesOf(std::type_identity<ServerCapabilitiesBits>());
+    EXPECT_EQ(flagsAmong(capabilities, 6), "EnableAudioHandling,EnableAppStart");
+    EXPECT_EQ(flagsAmong(capabilities, 0), "none");
+}
+
+TEST(Reports, AreBoundedAndSaySizes) {
+    EXPECT_EQ(quoted(nullptr), "none");
+    EXPECT_EQ(quoted(std::string(400, 'a').c_str()), "\"" + std::string(400, 'a') + "\"");
+    EXPECT_EQ(quoted(std::string(70000, 'a').c_str()), "\"" + std::string(400, 'a') + "...\"");
+    EXPECT_EQ(quotedLatin1("M\xFCnchen"), "\"M\xC3\xBCnchen\"");
+    const std::vector<UInt8> many(33, 0xAB);
+    EXPECT_EQ(hexadecimal(many).size(), 32U * 3 - 1 + 4);
+
+    struct Case {
+        std::vector<UInt8> bytes;
+        const char* said;
+    };
+    const Case cases[] = {
+        {{0xC8}, "BatteryLevel 200"},
+        {{0x01, 0x80}, "BatteryLevel 32769"},
+        {{1, 0, 0, 0x80}, "BatteryLevel 2147483649"},
+        {{1, 0, 0, 0, 0, 0, 0, 0x80}, "BatteryLevel 9223372036854775809"},
+        {{1, 2, 3}, "BatteryLevel bytes 01 02 03"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(reportNumber(eSERVERCUSTOMDATAINTTYPE_BatteryLevel, c.bytes), c.said);
+    }
+}
+
+TEST(Reports, ShowOnlyWhatAPlaceHas) {
+    char city[] = "Ulm";
+    LocationStrings location{};
+    location.validMask = 8;
+    location.City = city;
+    EXPECT_EQ(reportPlace("A", eNAVIGATETOTYPE_Both, 11.5, 48.25, &location),
+              "\"A\" Both longitude 11.500000 latitude 48.250000 city \"Ulm\"");
+    EXPECT_EQ(reportPlace(nullptr, eNAVIGATETOTYPE_PlacemarkOnly, 0, 0, &location),
+              "none PlacemarkOnly city \"Ulm\"");
+    EXPECT_EQ(reportPlace("P", eNAVIGATETOTYPE_PositionOnly, -1, -2, nullptr),
+              "\"P\" PositionOnly longitude -1.000000 latitude -2.000000");
+}
+
+TEST(HostStore, KeepsBlocksUpToItsQuota) {
+    HostStore store;
+    const std::vector<UInt8> block{1, 2, 3};
+    EXPECT_EQ(store.apply(eSERVERCUSTOMDATARAWTYPE_GetHost, 7, {}).answer, std::vector<UInt8>());
+    EXPECT_STREQ(store.apply(eSERVERCUSTOMDATARAWTYPE_StoreHost, 7, block).remark, "kept");
+    EXPECT_EQ(store.apply(eSERVERCUSTOMDATARAWTYPE_GetHost, 7, {}).answer, block);
+    store.apply(eSERVERCUSTOMDATARAWTYPE_DeleteHost, 7, {});
+    EXPECT_EQ(store.apply(eSERVERCUSTOMDATARAWTYPE_GetHost, 7, {}).answer, std::vector<UInt8>());
+
+    const std::vector<UInt8> large(0xFFFF);
+    UInt16 kept = 0;
+    while (store.apply(eSERVERCUSTOMDATARAWTYPE_StoreHost, kept, large).remark ==
+           std::string("kept")) {
+        ASSERT_LE(++kept, HostStore::quota / large.size());
+    }
+    EXPECT_EQ(kept, HostStore::quota / large.size());
+    EXPECT_STREQ(store.apply(eSERVERCUSTOMDATARAWTYPE_StoreHost, 0, large).remark, "kept")
+        << "a block takes the room of the one that it replaces";
+}
+
+}  // namespace
+}  // namespace quarlo::headunit

@@ -1,0 +1,354 @@
+// Scripts: what each line does to a head unit, what is said about wrong ones, and how steps wait.
+#include "Script.h"
+
+#include <gtest/gtest.h>
+
+#include "Log.h"
+#include "Names.h"
+#include "Reports.h"
+#include "Runner.h"
+
+namespace quarlo::headunit {
+namespace {
+
+using Time = Runner::Time;
+
+/// Writes down what it is told to do; refuses calls when it is to.
+class FakeUnit : public HeadUnit {
+  public:
+    std::vector<std::string> lines;
+    eReturnCode result = eRETURN_OKAY;
+    bool areFramesOn = true;
+    std::string pictureProblem;
+
+    eReturnCode touch(const std::vector<TouchEvent>& touches) override {
+        std::string text = "touch";
+        for (const TouchEvent& t : touches) {
+            text += " " + wireName(t.event) +
+                    format(" %u,%u #%u", t.xPosition, t.yPosition, t.fingerId);
+        }
+        return did(text);
+    }
+    eReturnCode key(Softkey key, SoftkeyEventType event) override {
+        return did("key " + wireName(key) + " " + wireName(event));
+    }
+    eReturnCode moving(bool isOn) override { return did(format("moving %d", isOn)); }
+    eReturnCode night(bool isOn) override { return did(format("night %d", isOn)); }
+    eReturnCode block(BlockMode mode) override { return did("block " + wireName(mode)); }
+    eReturnCode position(const std::string& text) override { return did("position " + text); }
+    eReturnCode language(const std::string& code) override { return did("language " + code); }
+    eReturnCode vehicle(UInt32 key, const std::string& json) override {
+        return did("vehicle " + std::to_string(key) + " " + json);
+    }
+    eReturnCode audio(UInt32 request, AudioStatus status) override {
+        return did("audio " + std::to_string(request) + " " + wireName(status));
+    }
+    eReturnCode call(PhoneCallStatus status) override { return did("call " + wireName(status)); }
+    eReturnCode voice(VoiceSessionStatus status, VoiceSessionStatusConstraint why) override {
+        return did("voice " + wireName(status) + " " + wireName(why));
+    }
+    eReturnCode voiceSupport(VoiceSupport support, VoiceSupportConstraint how) override {
+        return did("voice-support " + wireName(support) + " " + wireName(how));
+    }
+    eReturnCode apps() override { return did("apps"); }
+    eReturnCode icon(const std::string& url, Size size) override {
+        return did("icon " + url + format(" %ux%u", size.width, size.height));
+    }
+    eReturnCode start(const std::string& url, const Pairs& modes) override {
+        std::string text = "start " + url;
+        for (const auto& [key, value] : modes) text += " [" + key + "][" + value + "]";
+        return did(text);
+    }
+    eReturnCode customString(ClientCustomDataStringType type, const std::string& text) override {
+        return did("string " + wireName(type) + " " + text);
+    }
+    eReturnCode customInt(ClientCustomDataIntType type, const std::vector<UInt8>& bytes) override {
+        return did("int " + wireName(type) + " " + hexadecimal(bytes));
+    }
+    eReturnCode customKey(ClientCustomDataKeyType type, ClientCustomDataKeyCode code) override {
+        return did("key " + wireName(code) + " " + wireName(type));
+    }
+    eReturnCode customCan(ClientCustomDataCanType type, UInt32 identifier,
+                          const std::vector<UInt8>& bytes) override {
+        return did("can " + wireName(type) + format(" %X ", identifier) + hexadecimal(bytes));
+    }
+    eReturnCode customRaw(UInt16 identifier, const std::vector<UInt8>& bytes) override {
+        return did(format("raw %X ", identifier) + hexadecimal(bytes));
+    }
+    eReturnCode change(const Change& change) override {
+        return did("change " + std::to_string(change.index()));
+    }
+    eReturnCode update(bool isFull) override { return did(isFull ? "update full" : "update"); }
+    bool hasFrames() const override { return areFramesOn; }
+    std::string screenshot(const std::string& name) override {
+        did("screenshot " + name);
+        return pictureProblem;
+    }
+
+  private:
+    eReturnCode did(const std::string& line) {
+        lines.push_back(line);
+        return result;
+    }
+};
+
+using Lines = std::vector<std::string>;
+
+struct Play {
+    explicit Play(const std::string& text) {
+        const std::string problem = parseScript("s", text, script);
+        EXPECT_EQ(problem, "");
+    }
+    Script script;
+    FakeUnit unit;
+    Runner runner{script, unit, [](const std::string&) {}};
+};
+
+TEST(Script, EachLineDoesWhatItSays) {
+    struct Case {
+        const char* line;
+        Lines done;
+    };
+    const Case cases[] = {
+        {"touch down 3 4", {"touch Down 3,4 #1"}},
+        {"touch move 65535 0 7", {"touch Moved 65535,0 #7"}},
+        {"touch up 3 4 0xFF", {"touch Up 3,4 #255"}},
+        {"tap 10 20", {"touch Down 10,20 #1", "touch Up 10,20 #1"}},
+        {"swipe 0 100 10 60 40",
+         {"touch Down 0,100 #1", "touch Moved 5,80 #1", "touch Moved 10,60 #1",
+          "touch Up 10,60 #1"}},
+        {"pinch 50 60 20 40 0",
+         {"touch Down 40,60 #1 Down 60,60 #2", "touch Moved 30,60 #1 Moved 70,60 #2",
+          "touch Up 30,60 #1 Up 70,60 #2"}},
+        {"pinch 5 5 100 0 0",
+         {"touch Down 0,5 #1 Down 55,5 #2", "touch Moved 5,5 #1 Moved 5,5 #2",
+          "touch Up 5,5 #1 Up 5,5 #2"}},
+        {"key home", {"key Home Press", "key Home Release"}},
+        {"key search press", {"key Search Press"}},
+        {"moving on", {"moving 1"}},
+        {"night off", {"night 0"}},
+        {"block denyall", {"block DenyAll"}},
+        {"position $GPGGA,1  2*47", {"position $GPGGA,1  2*47"}},
+        {"language deu", {"language deu"}},
+        {"vehicle 4294967295 {\"v\": 1}", {"vehicle 4294967295 {\"v\": 1}"}},
+        {"audio 7 open", {"audio 7 Open"}},
+        {"audio last reject", {"audio 0 Reject"}},
+        {"call active", {"call Active"}},
+        {"voice idle", {"voice Idle NoConstraint"}},
+        {"voice unavailable scotimeout", {"voice Unavailable SCOTimeout"}},
+        {"voice-support FullSCOSupport", {"voice-support FullSCOSupport NoConstraint"}},
+        {"apps", {"apps"}},
+        {"icon a://b 64x32", {"icon a://b 64x32"}},
+        {"start a://b", {"start a://b"}},
+        {"start a://b k=v x= y=1=2", {"start a://b [k][v] [x][] [y][1=2]"}},
+        {"custom string btmacaddress 01:02  03", {"string BTMACAddress 01:02  03"}},
+        {"custom int ScreenTest 2 0x1234", {"int ScreenTest 34 12"}},
+        {"custom int ScreenTest 8 18446744073709551615",
+         {"int ScreenTest FF FF FF FF FF FF FF FF"}},
+        {"custom key volumeup", {"key VolumeUp Click"}},
+        {"custom key ok longpress", {"key Ok LongPress"}},
+        {"custom can Generic 0x1FFFFFFF 30ff80", {"can Generic 1FFFFFFF 30 FF 80"}},
+        {"custom raw 0xFFF", {"raw FFF "}},
+        {"format rgb565 big", {"change 0", "change 1"}},
+        {"size 640x480", {"change 2"}},
+        {"compression zlib", {"change 3"}},
+        {"suspend", {"change 4"}},
+        {"\t resume \r", {"change 4"}},
+        {"update", {"update"}},
+        {"update full", {"update full"}},
+        {"# tap 1 2", {}},
+        {"", {}},
+    };
+    for (const Case& c : cases) {
+        Play play(c.line);
+        for (int ms = 0; ms <= 100; ms += 10) play.runner.run(Time(ms));
+        EXPECT_EQ(play.unit.lines, c.done) << c.line;
+        EXPECT_TRUE(play.runner.isDone()) << c.line;
+        EXPECT_EQ(play.runner.failure(), "") << c.line;
+    }
+}
+
+TEST(Script, WrongLinesAreNamedWithWhatIsAllowed) {
+    struct Case {
+        const char* line;
+        const char* allowed;
+    };
+    const Case cases[] = {
+        {"jump 1 2", "touch, tap, swipe"},
+        {"touch press 1 2", "down|move|up"},
+        {"touch down 65536 2", "touch down"},
+        {"touch down 1", "touch down"},
+        {"tap 1 2 3", "tap X Y"},
+        {"tap -1 2", "tap X Y"},
+        {"tap 1 2x", "tap X Y"},
+        {"swipe 1 2 3 4", "swipe X1"},
+        {"swipe 1 2 3 4 600001", "600000"},
+        {"pinch 1 2 3 4 99999999999999999999", "pinch"},
+        {"key power", "Home, Back, Menu, Search"},
+        {"key home hold", "press|release"},
+        {"wait", "wait MS"},
+        {"wait soon", "wait MS"},
+        {"wait-for nobody", "vehicle-data"},
+        {"wait-for audio timeout soon", "timeout MS"},
+        {"wait-for update 3", "without TEXT"},
+        {"expect update", "expect CALLBACK"},
+        {"screenshot", "letters"},
+        {"screenshot ../etc/x", "letters"},
+        {"moving yes", "on|off"},
+        {"block some", "AllowAll, DenyAll, UseWhitelist"},
+        {"position", "SENTENCE"},
+        {"language de", "three small letters"},
+        {"vehicle 1", "vehicle KEY JSON"},
+        {"vehicle 4294967296 1", "vehicle KEY JSON"},
+        {"audio 0 open", "REQUEST|last"},
+        {"audio", "REQUEST|last"},
+        {"audio 1 pause", "Reject, Open, Suspend, Close"},
+        {"call", "Received"},
+        {"voice asleep", "Idle"},
+        {"voice-support maybe", "FullSCOSupport"},
+        {"apps all", "allowed: apps"},
+        {"icon a://b 0x5", "1 to 8192"},
+        {"start", "start URL"},
+        {"start a =v", "KEY=VALUE"},
+        {"custom", "string, int, key, can, raw"},
+        {"custom smoke 1", "string, int, key, can, raw"},
+        {"custom string Title x", "BTMACAddress"},
+        {"custom int ScreenTest 3 1", "1|2|4|8"},
+        {"custom int ScreenTest 1 256", "1|2|4|8"},
+        {"custom key F1", "DPadUp"},
+        {"custom can Generic 1 001122334455667788", "up to 8 bytes"},
+        {"custom can Generic 1 0", "up to 8 bytes"},
+        {"custom can Generic 1 0g", "up to 8 bytes"},
+        {"custom raw 0x1000", "0xFFF"},
+        {"format rgb", "rgb565"},
+        {"format rgb565 middle", "little, big"},
+        {"size 1x99999", "1 to 8192"},
+        {"compression fast", "zlib"},
+        {"suspend now", "suspend"},
+        {"update half", "update [full]"},
+    };
+    for (const Case& c : cases) {
+        Script script;
+        const std::string problem =
+            parseScript("dir/a.script", std::string("# first\nwait 1\n  ") + c.line, script);
+        EXPECT_EQ(problem.rfind(std::string("dir/a.script:3: '") + c.line, 0), 0U) << problem;
+        EXPECT_NE(problem.find(c.allowed, problem.find("allowed: ")), std::string::npos) << problem;
+    }
+    Script script;
+    EXPECT_NE(readScript("/nowhere/a.script", script).find("cannot be read"), std::string::npos);
+}
+
+TEST(Script, ForeseesWhatTheSessionMustBeReadyFor) {
+    Script script;
+    ASSERT_EQ(parseScript("s", "size 640x200\nsize 100x480\nformat rgb565\nformat rgb888", script),
+              "");
+    EXPECT_EQ(script.largest, (Size{640, 480}));
+    EXPECT_EQ(script.deepest, ePIXELFORMAT_RGB888);
+    EXPECT_FALSE(script.writesPictures);
+    ASSERT_EQ(parseScript("s", "screenshot a", script), "");
+    EXPECT_TRUE(script.writesPictures);
+}
+
+TEST(Runner, KeepsTheTimesOfWaitsAndGestures) {
+    Play play("wait 100\nswipe 0 0 40 0 40\nmoving on");
+    play.runner.run(Time(1000));
+    EXPECT_EQ(play.runner.wake(), Time(1100));
+    play.runner.run(Time(1099));
+    EXPECT_EQ(play.unit.lines.size(), 0U);
+    play.runner.run(Time(1100));
+    EXPECT_EQ(play.unit.lines, (Lines{"touch Down 0,0 #1"}));
+    EXPECT_EQ(play.runner.wake(), Time(1120));
+    // Late once, it catches up with the gesture's own times.
+    play.runner.run(Time(1135));
+    EXPECT_EQ(play.unit.lines.size(), 2U);
+    EXPECT_EQ(play.runner.wake(), Time(1140));
+    play.runner.run(Time(1140));
+    EXPECT_EQ(play.unit.lines.back(), "moving 1");
+    EXPECT_TRUE(play.runner.isDone());
+}
+
+TEST(Runner, WaitsForCallbacksOneAfterTheOther) {
+    Play play("wait-for audio Request\nwait-for audio Request timeout 200\nmoving on");
+    play.runner.happened({"audio", "Request 1 Main"});
+    play.runner.run(Time(0));
+    EXPECT_TRUE(play.unit.lines.empty()) << "one callback is not two";
+    play.runner.happened({"audio", "Release 1 Main"});
+    play.runner.happened({"call", "Request"});
+    play.runner.run(Time(100));
+    EXPECT_TRUE(play.unit.lines.empty());
+    play.runner.happened({"audio", "Request 2 Main"});
+    play.runner.run(Time(199));
+    EXPECT_EQ(play.unit.lines, (Lines{"moving 1"}));
+    EXPECT_EQ(play.runner.failure(), "");
+}
+
+TEST(Runner, NamesTheLineThatFailed) {
+    {
+        Play play("\nwait-for call two words  timeout 50\nmoving on");
+        play.runner.run(Time(0));
+        play.runner.run(Time(49));
+        EXPECT_FALSE(play.runner.isDone());
+        play.runner.run(Time(50));
+        EXPECT_EQ(play.runner.failure(),
+                  "s:2: 'wait-for call two words  timeout 50': no callback 'call' with 'two "
+                  "words' within 50 ms");
+    }
+    {
+        Play play("expect ptt on\nexpect ptt off\nmoving on");
+        play.runner.happened({"ptt", "on"});
+        play.runner.run(Time(0));
+        EXPECT_EQ(play.runner.failure(),
+                  "s:2: 'expect ptt off': there was no callback 'ptt' with 'off'");
+        EXPECT_TRUE(play.runner.isDone());
+        EXPECT_TRUE(play.unit.lines.empty());
+    }
+    {
+        Play play("vehicle 5 1\nmoving on");
+        play.unit.result = eRETURN_PARAM_VALUE;
+        play.runner.run(Time(0));
+        EXPECT_EQ(play.runner.failure(), "s:1: 'vehicle 5 1': refused: PARAM_VALUE");
+        play.runner.run(Time(1));
+        EXPECT_EQ(play.unit.lines.size(), 1U) << "nothing more is done";
+    }
+    {
+        Play play("screenshot a");
+        play.unit.areFramesOn = false;
+        play.unit.pictureProblem = "the disk is full";
+        play.runner.run(Time(0));
+        EXPECT_EQ(play.runner.failure(), "s:1: 'screenshot a': the disk is full");
+    }
+}
+
+TEST(Runner, TakesScreenshotsOfTheWholePresentScreen) {
+    Play play("screenshot a\nwait-for update\nscreenshot b\nsuspend\nscreenshot c");
+    play.runner.updated(true);
+    play.runner.run(Time(0));
+    EXPECT_EQ(play.unit.lines, (Lines{"update full"})) << "what came before is too old";
+    play.runner.updated(false);
+    play.runner.run(Time(10));
+    EXPECT_EQ(play.unit.lines.size(), 1U) << "a part of it is not enough";
+    play.runner.updated(true);
+    play.runner.run(Time(20));
+    EXPECT_EQ(play.unit.lines, (Lines{"update full", "screenshot a"}));
+    play.runner.updated(false);
+    play.runner.run(Time(30));
+    EXPECT_EQ(play.unit.lines.back(), "update full");
+    EXPECT_EQ(play.runner.wake(), Time(2030));
+    play.unit.areFramesOn = false;
+    play.runner.run(Time(2030));
+    EXPECT_EQ(play.unit.lines, (Lines{"update full", "screenshot a", "update full", "screenshot b",
+                                      "change 4", "screenshot c"}))
+        << "nothing newer comes from a phone that is silent or told to be";
+}
+
+TEST(Runner, RemembersCallbacksUpToABound) {
+    Play play("wait 10\nexpect custom-int first\n");
+    play.runner.happened({"custom-int", "first"});
+    play.runner.run(Time(0));
+    for (int i = 0; i < 20000; ++i) play.runner.happened({"custom-int", "later"});
+    play.runner.run(Time(10));
+    EXPECT_NE(play.runner.failure(), "");
+}
+
+}  // namespace
+}  // namespace quarlo::headunit

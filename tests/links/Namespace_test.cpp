@@ -1,0 +1,158 @@
+// A peer that falls silent: two network namespaces joined by a virtual cable which is pulled. Needs
+// root and iproute2.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <iostream>
+
+#include "Host.h"
+#include "Rig.h"
+
+namespace quarlo::test {
+namespace {
+
+class SilentPeer : public testing::Test {
+  protected:
+    SilentPeer() {
+        const std::string head = "ip link add " + cable("a") + " netns " + space("a") +
+                                 " type veth peer name " + cable("b") + " netns " + space("b");
+        run("ip netns add " + space("a"));
+        run("ip netns add " + space("b"));
+        run(head);
+        for (const char* side : {"a", "b"}) {
+            const std::string address = side[0] == 'a' ? "10.213.7.1/24" : "10.213.7.2/24";
+            run("ip -n " + space(side) + " addr add " + address + " dev " + cable(side));
+            set(side, true);
+        }
+    }
+    ~SilentPeer() override {
+        run("ip netns del " + space("a"));
+        run("ip netns del " + space("b"));
+    }
+
+    static std::string space(const std::string& side) {
+        return "quarlo-" + std::to_string(getpid()) + side;
+    }
+    static std::string cable(const std::string& side) {
+        return "q" + std::to_string(getpid()) + side;
+    }
+    static void run(const std::string& command) {
+        EXPECT_EQ(std::system(command.c_str()), 0) << command;
+    }
+    static void set(const char* side, bool isUp) {
+        run("ip -n " + space(side) + " link set " + cable(side) + (isUp ? " up" : " down"));
+    }
+
+    /// Does something on a thread that lives in the namespace of one side.
+    static void inside(const char* side, const std::function<void()>& what) {
+        std::thread([&] {
+            const int entry = open(("/var/run/netns/" + space(side)).c_str(), O_RDONLY | O_CLOEXEC);
+            ASSERT_EQ(setns(entry, CLONE_NEWNET), 0);
+            close(entry);
+            what();
+        }).join();
+    }
+
+    /// A connection over the cable: the head unit's side a, and the phone's side b.
+    void connectOver(quarloLink*& head, quarloLink*& phone) {
+        quarloListener* listener = nullptr;
+        quarloLinkFailure failure{};
+        inside("b", [&] { listener = quarloListener_OpenTcp("10.213.7.2", 0, &failure); });
+        ASSERT_NE(listener, nullptr) << failure.text;
+        inside("a", [&] {
+            head =
+                quarloLink_ConnectTcp("10.213.7.2", quarloListener_GetPort(listener), 0, &failure);
+        });
+        ASSERT_NE(head, nullptr) << failure.text;
+        phone = quarloListener_Accept(listener, 1000, &failure);
+        ASSERT_NE(phone, nullptr) << failure.text;
+        quarloListener_Close(listener);
+    }
+};
+
+TEST_F(SilentPeer, IsNoticedWithinSixSecondsWhicheverEndIsPulledAndWhoeverSpeaks) {
+    struct Case {
+        const char* pulled;
+        bool isSending;
+    };
+    for (const Case& each : {Case{"b", false}, Case{"b", true}, Case{"a", false}}) {
+        quarloLink* head = nullptr;
+        quarloLink* phone = nullptr;
+        connectOver(head, phone);
+        send(head, {1, 2, 3});
+        EXPECT_EQ(receiveAll(phone, 3), (Bytes{1, 2, 3}));
+        set(each.pulled, false);
+        if (each.isSending) send(head, {4, 5, 6});
+        const Clock::time_point start = Clock::now();
+        Bytes none;
+        int ending = 0;
+        while (ending == 0 && millisecondsSince(start) < 20000) ending = receive(head, none, 10);
+        EXPECT_LT(ending, 0);
+        EXPECT_GE(millisecondsSince(start), 1500) << "the cable was not what ended it";
+        std::cout << "noticed after " << millisecondsSince(start) << " ms\n";
+        EXPECT_LT(millisecondsSince(start), 6000) << each.pulled << each.isSending;
+        EXPECT_NE(quarloLink_GetError(head), 0);
+        quarloLink_Close(head);
+        quarloLink_Close(phone);
+        set(each.pulled, true);
+    }
+}
+
+TEST_F(SilentPeer, AShortInterruptionIsSurvived) {
+    quarloLink* head = nullptr;
+    quarloLink* phone = nullptr;
+    connectOver(head, phone);
+    set("b", false);
+    send(head, {1, 2, 3});
+    std::this_thread::sleep_for(std::chrono::milliseconds(1200));
+    set("b", true);
+    EXPECT_EQ(receiveAll(phone, 3), (Bytes{1, 2, 3}));
+    quarloLink_Close(head);
+    quarloLink_Close(phone);
+}
+
+TEST_F(SilentPeer, ASessionReturnsWhenTheCableDoes) {
+    const Library library;
+    Reports reports;
+    std::atomic<UInt16> port{0};
+    std::atomic<bool> isOver{false};
+    std::thread phone([&] {
+        inside("b", [&] {
+            quarloListener* listener = quarloListener_OpenTcp("10.213.7.2", 0, nullptr);
+            port = quarloListener_GetPort(listener);
+            std::vector<quarloLink*> links;
+            while (!isOver) {
+                quarloLink* link = quarloListener_Accept(listener, 50, nullptr);
+                if (link == nullptr) continue;
+                Phone::shakeHands(link);
+                links.push_back(link);
+            }
+            for (quarloLink* link : links) quarloLink_Close(link);
+            quarloListener_Close(listener);
+        });
+    });
+    while (port == 0) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    quarloSessionConfig config = configOf(reports, port);
+    config.transport.address = "10.213.7.2";
+    config.connectLimit = 500;
+    config.longestDelay = 300;
+    quarloSession* session = nullptr;
+    // Its thread inherits the namespace.
+    inside("a", [&] { session = quarloSession_Start(&config, nullptr); });
+    EXPECT_TRUE(reports.waitFor(eSESSIONSTATE_Running));
+    set("b", false);
+    EXPECT_TRUE(reports.waitFor(eSESSIONSTATE_Waiting, 2));
+    EXPECT_NE(reports.all().back().errorNumber, 0) << reports.all().back().reason;
+    set("b", true);
+    EXPECT_TRUE(reports.waitFor(eSESSIONSTATE_Running, 2)) << reports.all().back().reason;
+    quarloSession_Delete(session);
+    isOver = true;
+    phone.join();
+}
+
+}  // namespace
+}  // namespace quarlo::test

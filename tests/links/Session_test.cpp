@@ -1,0 +1,357 @@
+// Links under a running library, and sessions: handshake with a scripted phone, loss and return of
+// it, what the host is told, and what is left behind after many losses.
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+
+#include "Host.h"
+#include "Rig.h"
+
+namespace quarlo::test {
+namespace {
+
+constexpr UInt16 rawIdentifier = 7;
+
+struct Ender {
+    void operator()(quarloSession* session) const { quarloSession_Delete(session); }
+};
+using Session = std::unique_ptr<quarloSession, Ender>;
+
+Session startSession(const quarloSessionConfig& config) {
+    quarloLinkFailure failure{};
+    Session session(quarloSession_Start(&config, &failure));
+    EXPECT_NE(session, nullptr) << failure.text;
+    return session;
+}
+
+// Reads packets until the head unit leaves.
+void stay(int descriptor, int /*connection*/) {
+    while (!Phone::nextPacket(descriptor).empty()) {
+    }
+}
+
+TEST(Attach, WantsTheLinkAsConnectionAndAContextOfItsOwn) {
+    const Library library;
+    Wire wire(Kind::Pair);
+    Wire other(Kind::Pair);
+    int app = 0;
+    void* instance = quarlo_CreateInstance(wire.link, "one");
+    void* second = quarlo_CreateInstance(other.link, "two");
+    EXPECT_EQ(quarloLink_Attach(nullptr, instance, &app), eRETURN_NULL_PARAM);
+    EXPECT_EQ(quarloLink_Attach(wire.link, nullptr, &app), eRETURN_NULL_HANDLE);
+    EXPECT_EQ(quarloLink_Attach(wire.link, second, &app), eRETURN_PARAM_VALUE);
+    EXPECT_EQ(quarloLink_Attach(wire.link, instance, &app), eRETURN_OKAY);
+    EXPECT_EQ(quarloLink_Attach(other.link, second, &app), eRETURN_NOT_ALLOWED);
+    EXPECT_EQ(quarloLink_Attach(other.link, second, nullptr), eRETURN_OKAY);
+    int nobody = 0;
+    quarloLink_EndReceiverRequest(&nobody);
+    quarlo_DeleteInstance(instance);
+    wire.closeLink();
+    EXPECT_EQ(quarloLink_Attach(other.link, second, &app), eRETURN_OKAY);
+    quarlo_DeleteInstance(second);
+}
+
+TEST(Attach, DeletingAnInstanceEndsItsBlockedReadAtOnceAndTheLinkCanGoOn) {
+    const Library library;
+    Wire wire(Kind::Pair);
+    for (int round = 0; round < 2; ++round) {
+        void* instance = quarlo_CreateInstance(wire.link, "round");
+        quarlo_SetInitialisationTimeout(instance, 0);
+        ASSERT_EQ(quarloLink_Attach(wire.link, instance, nullptr), eRETURN_OKAY);
+        quarlo_StartMainThread(instance);
+        EXPECT_EQ(Phone::nextPacket(wire.farInput)[0], 1) << "protocol version";
+        const Clock::time_point start = Clock::now();
+        quarlo_DeleteInstance(instance);
+        EXPECT_LT(millisecondsSince(start), 150);
+    }
+}
+
+TEST(Session, TellsTheHostHowItFaresAndConfiguresEveryInstance) {
+    const Library library;
+    struct Counting : Reports {
+        std::atomic<int> configured{0};
+    } counting;
+    Phone phone([](int descriptor, int connection) {
+        if (connection > 0) stay(descriptor, connection);
+    });
+    quarloSessionConfig config = configOf(counting, phone.port());
+    config.configure = [](void* context, quarloSession*, void* instance) {
+        ++static_cast<Counting*>(static_cast<Reports*>(context))->configured;
+        quarlo_SetFrameSize(instance, 320, 240, 60, 40);
+        return eRETURN_OKAY;
+    };
+    Session session = startSession(config);
+    ASSERT_TRUE(counting.waitFor(eSESSIONSTATE_Running, 2));
+    EXPECT_EQ(counting.configured, 2);
+    session.reset();
+    std::vector<quarloSessionState> states;
+    for (const Reports::Report& report : counting.all()) states.push_back(report.state);
+    EXPECT_EQ(states, (std::vector<quarloSessionState>{
+                          eSESSIONSTATE_Connecting, eSESSIONSTATE_Connected, eSESSIONSTATE_Running,
+                          eSESSIONSTATE_Waiting, eSESSIONSTATE_Connecting, eSESSIONSTATE_Connected,
+                          eSESSIONSTATE_Running, eSESSIONSTATE_Stopped}));
+    EXPECT_EQ(counting.all()[3].reason, "the phone ended the session");
+}
+
+TEST(Session, BacksOffThenGivesUpAndTriesAgainWhenAsked) {
+    const Library library;
+    Reports reports;
+    const Phone nobody([](int, int) {}, false);
+    quarloSessionConfig config = configOf(reports, nobody.port());
+    config.firstDelay = 40;
+    config.longestDelay = 100;
+    config.giveUpAfter = 450;
+    const Clock::time_point start = Clock::now();
+    Session session = startSession(config);
+    ASSERT_TRUE(reports.waitFor(eSESSIONSTATE_GivenUp));
+    EXPECT_GE(millisecondsSince(start), 440);
+    EXPECT_LT(millisecondsSince(start), 1500);
+    std::vector<UInt32> pauses;
+    for (const Reports::Report& report : reports.all()) {
+        if (report.state == eSESSIONSTATE_Waiting) pauses.push_back(report.remaining);
+    }
+    ASSERT_GE(pauses.size(), 4U);
+    EXPECT_NEAR(pauses[0], 40, 10);
+    EXPECT_NEAR(pauses[1], 80, 10);
+    EXPECT_NEAR(pauses[2], 100, 10);
+    EXPECT_EQ(reports.all().back().errorNumber, ECONNREFUSED);
+    EXPECT_EQ(quarloSession_Acquire(session.get()), nullptr);
+    quarloSession_Reconnect(session.get());
+    EXPECT_TRUE(reports.waitFor(eSESSIONSTATE_GivenUp, 2));
+}
+
+TEST(Session, ARefusalASilenceAndAnUnfinishedHandshakeEndTheConnection) {
+    struct Case {
+        const char* reason;
+        std::function<void(int)> phone;
+        UInt32 handshakeLimit;
+        bool hasWatchdog;
+    };
+    const auto silent = [](int descriptor) {
+        pollfd gone = {descriptor, 0, 0};
+        poll(&gone, 1, 10000);
+    };
+    const Case cases[] = {
+        {"the phone ended the session", [](int descriptor) { Phone::shakeHands(descriptor, 0); }, 0,
+         false},
+        {"the handshake was not finished in time", silent, 200, false},
+        {"no sign of life from the phone",
+         [&](int descriptor) {
+             Phone::shakeHands(descriptor);
+             silent(descriptor);
+         },
+         0, true},
+    };
+    const Library library;
+    for (const Case& each : cases) {
+        int ends[2];
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+        std::thread phone([&] { each.phone(ends[1]); });
+        struct Custom : Reports {
+            int descriptor = -1;
+            bool hasWatchdog = false;
+        } custom;
+        custom.descriptor = ends[0];
+        custom.hasWatchdog = each.hasWatchdog;
+        quarloSessionConfig config = configOf(custom, 0);
+        config.handshakeLimit = each.handshakeLimit;
+        config.firstDelay = 10000;
+        config.transport = {};
+        config.transport.kind = eTRANSPORT_Custom;
+        config.transport.open = [](void* context, quarloSession*, quarloLinkFailure* failure) {
+            const int own = static_cast<Custom*>(static_cast<Reports*>(context))->descriptor;
+            return quarloLink_FromDescriptors(own, own, failure);
+        };
+        config.configure = [](void* context, quarloSession*, void* instance) {
+            if (static_cast<Custom*>(static_cast<Reports*>(context))->hasWatchdog) {
+                quarlo_EnablePingWatchdog(instance, 1, 1);
+            }
+            return eRETURN_OKAY;
+        };
+        Session session = startSession(config);
+        EXPECT_TRUE(custom.waitFor(eSESSIONSTATE_Waiting)) << each.reason;
+        EXPECT_EQ(custom.all().back().reason, each.reason);
+        session.reset();
+        phone.join();
+        close(ends[1]);
+    }
+}
+
+TEST(Session, ServesPhonesThatConnectToIt) {
+    const Library library;
+    Reports reports;
+    const std::string path = "/tmp/quarlo-session-" + std::to_string(getpid());
+    quarloSessionConfig config = configOf(reports, 0);
+    config.transport.kind = eTRANSPORT_UnixServer;
+    config.transport.address = path.c_str();
+    Session session = startSession(config);
+    ASSERT_TRUE(reports.waitFor(eSESSIONSTATE_Connecting));
+    for (unsigned round = 1; round <= 2; ++round) {
+        quarloLink* phone = nullptr;
+        while (phone == nullptr) phone = quarloLink_ConnectUnix(path.c_str(), nullptr);
+        EXPECT_TRUE(Phone::shakeHands(phone));
+        EXPECT_TRUE(reports.waitFor(eSESSIONSTATE_Running, round));
+        quarloLink_Close(phone);
+        EXPECT_TRUE(reports.waitFor(eSESSIONSTATE_Connecting, round + 1));
+    }
+    session.reset();
+    EXPECT_NE(access(path.c_str(), F_OK), 0);
+}
+
+TEST(Session, CallbacksMayStopAndReconnectButNotDelete) {
+    const Library library;
+    struct Meddler : Reports {
+        std::atomic<int> refused{0};
+        std::atomic<quarloSession*> session{nullptr};
+    } meddler;
+    meddler.reaction = [&](quarloSession* session, const quarloSessionInfo& info) {
+        meddler.session = session;
+        if (quarloSession_Delete(session) == eRETURN_NOT_ALLOWED) ++meddler.refused;
+        if (info.state == eSESSIONSTATE_Running && info.attempt == 1) {
+            quarloSession_Reconnect(session);
+        }
+    };
+    Phone phone(stay);
+    quarloSessionConfig config = configOf(meddler, phone.port());
+    config.protocolCallback = [](void* context, eProtocolState state) {
+        auto& self = *static_cast<Meddler*>(static_cast<Reports*>(context));
+        if (state != ePROTOCOL_STATE_RUN) return;
+        if (quarloSession_Delete(self.session) == eRETURN_NOT_ALLOWED) self.refused += 1000;
+    };
+    Session session = startSession(config);
+    ASSERT_TRUE(meddler.waitFor(eSESSIONSTATE_Running, 3));
+    quarloSession_Stop(session.get());
+    ASSERT_TRUE(meddler.waitFor(eSESSIONSTATE_Stopped));
+    session.reset();
+    EXPECT_EQ(meddler.refused % 1000, static_cast<int>(meddler.all().size()));
+    EXPECT_GE(meddler.refused, 3000);
+    quarloSessionConfig bad = {};
+    quarloLinkFailure failure{};
+    EXPECT_EQ(quarloSession_Start(&bad, &failure), nullptr);
+    EXPECT_EQ(failure.number, EINVAL);
+}
+
+// The phone checks the framing while it answers, and loses the connection in the midst of it.
+TEST(Session, EightThreadsSendAcrossLossesAndNothingMixes) {
+    constexpr int threads = 8;
+    const Library library;
+    Reports reports;
+    std::atomic<int> received{0};
+    std::atomic<int> mixed{0};
+    Phone phone([&](int descriptor, int) {
+        for (int left = 300; left > 0; --left) {
+            const Bytes seen = Phone::nextPacket(descriptor);
+            if (seen.empty()) break;
+            if (seen[0] != 67 || seen[9] != eCUSTOMDATAEVENT_Raw) continue;
+            const std::uint8_t id = seen.back();
+            const auto size = static_cast<std::ptrdiff_t>(seen[12] | seen[13] << 8);
+            ++received;
+            if (size != std::count(seen.end() - size, seen.end(), id)) ++mixed;
+        }
+    });
+    quarloSessionConfig config = configOf(reports, phone.port());
+    Session session = startSession(config);
+    std::atomic<bool> isDone{false};
+    std::vector<std::thread> senders;
+    for (int id = 0; id < threads; ++id) {
+        senders.emplace_back([&, id] {
+            Bytes block(4000, static_cast<std::uint8_t>(id));
+            while (!isDone) {
+                void* instance = quarloSession_Acquire(session.get());
+                if (instance != nullptr) {
+                    quarlo_CustomDataRaw(instance, rawIdentifier, 4000, block.data());
+                    quarloSession_Release(session.get());
+                }
+                std::this_thread::yield();
+            }
+        });
+    }
+    EXPECT_TRUE(reports.waitFor(eSESSIONSTATE_Running, 6));
+    isDone = true;
+    for (std::thread& sender : senders) sender.join();
+    session.reset();
+    EXPECT_GT(received, 1000);
+    EXPECT_EQ(mixed, 0);
+}
+
+TEST(Session, EndsQuicklyWhileAPhoneStallsItsSenders) {
+    const Library library;
+    Reports reports;
+    std::atomic<bool> isOver{false};
+    Phone phone([&](int, int) {
+        while (!isOver) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    });
+    quarloSessionConfig config = configOf(reports, phone.port());
+    Session session = startSession(config);
+    ASSERT_TRUE(reports.waitFor(eSESSIONSTATE_Running));
+    std::thread sender([&] {
+        Bytes block(60000, 1);
+        for (int i = 0; i < 2000; ++i) {
+            void* instance = quarloSession_Acquire(session.get());
+            if (instance == nullptr) return;
+            quarlo_CustomDataRaw(instance, rawIdentifier, 60000, block.data());
+            quarloSession_Release(session.get());
+        }
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const Clock::time_point start = Clock::now();
+    quarloSession_Stop(session.get());
+    ASSERT_TRUE(reports.waitFor(eSESSIONSTATE_Stopped));
+    EXPECT_LT(millisecondsSince(start), 1000);
+    sender.join();
+    isOver = true;
+}
+
+struct Level {
+    int threads = 0;
+    int descriptors = 0;
+    long residentKiB = 0;
+};
+
+Level levelNow() {
+    Level level;
+    if (DIR* folder = opendir("/proc/self/fd")) {
+        while (readdir(folder) != nullptr) ++level.descriptors;
+        closedir(folder);
+    }
+    FILE* status = fopen("/proc/self/status", "re");
+    char line[256];
+    while (status != nullptr && fgets(line, sizeof line, status) != nullptr) {
+        sscanf(line, "Threads: %d", &level.threads);
+        sscanf(line, "VmRSS: %ld", &level.residentKiB);
+    }
+    if (status != nullptr) fclose(status);
+    return level;
+}
+
+TEST(Session, AThousandLossesLeaveNothingBehind) {
+    const Library library;
+    Reports reports;
+    Phone phone([](int, int) {});
+    quarloSessionConfig config = configOf(reports, phone.port());
+    config.firstDelay = 1;
+    Session session = startSession(config);
+    ASSERT_TRUE(reports.waitFor(eSESSIONSTATE_Running, 100, 60));
+    const Level before = levelNow();
+    ASSERT_TRUE(reports.waitFor(eSESSIONSTATE_Running, 1100, 120));
+    session.reset();
+    const Level after = levelNow();
+    EXPECT_LT(after.threads, before.threads + 1);
+    EXPECT_LE(after.descriptors, before.descriptors);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    EXPECT_LT(after.residentKiB, before.residentKiB + 1024);
+#endif
+    printf("threads %d -> %d, descriptors %d -> %d, resident %ld -> %ld KiB\n", before.threads,
+           after.threads, before.descriptors, after.descriptors, before.residentKiB,
+           after.residentKiB);
+}
+
+}  // namespace
+}  // namespace quarlo::test

@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# interface.sh LIBRARY: quarlo-links.h compiles alone as C11 and as C++17, and the library exports exactly
+# the functions that it declares. Run in the root of the source tree.
+set -euo pipefail
+export LC_ALL=C
+
+warnings=(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+for compiler in g++ clang++; do
+    command -v "$compiler" >/dev/null || continue
+    for language in "c c11" "c++ c++17"; do
+        read -r name standard <<<"$language"
+        printf '#include "quarlo-links.h"\nextern int unit;\n' |
+            "$compiler" -fsyntax-only -x "$name" -std="$standard" "${warnings[@]}" -Isrc -Ilinks -
+    done
+done
+
+declared=$(grep -oP '^QUARLO_API\b.*?\K\w+(?=\()' links/quarlo-links.h | sort)
+exported=$(nm -D --defined-only "$1" | awk '$2 == "T" { print $3 }' | sed 's/@.*//' | sort)
+if ! diff --label declared --label exported <(echo "$declared") <(echo "$exported"); then
+    exit 1
+fi
+echo "interface: $(wc -l <<<"$declared") functions"
+[ "$(wc -l <<<"$declared")" -gt 20 ]

@@ -1,0 +1,295 @@
+/*
+ * The scaling plug-in against a kernel in floating point, and parts of a picture against the whole.
+ */
+#include <algorithm>
+#include <cmath>
+
+#include "PluginUnderTest.h"
+
+namespace quarlo::test {
+namespace {
+
+using Bytes = std::vector<UInt8>;
+
+struct Layout {
+    const char* name;
+    PixelFormat format;
+    PixelEndianess endian;
+    UInt8 bytes;
+};
+
+constexpr Layout layouts[] = {
+    {"RGB888 little", ePIXELFORMAT_RGB888, ePIXELENDIANESS_LittleEndian, 3},
+    {"RGB888 big", ePIXELFORMAT_RGB888, ePIXELENDIANESS_BigEndian, 3},
+    {"RGB565 little", ePIXELFORMAT_RGB565, ePIXELENDIANESS_LittleEndian, 2},
+    {"RGB565 big", ePIXELFORMAT_RGB565, ePIXELENDIANESS_BigEndian, 2},
+    {"ARGB8888 little", ePIXELFORMAT_ARGB8888, ePIXELENDIANESS_LittleEndian, 4},
+    {"ARGB8888 big", ePIXELFORMAT_ARGB8888, ePIXELENDIANESS_BigEndian, 4},
+    {"RGBA8888 little", ePIXELFORMAT_RGBA8888, ePIXELENDIANESS_LittleEndian, 4},
+    {"RGBA8888 big", ePIXELFORMAT_RGBA8888, ePIXELENDIANESS_BigEndian, 4},
+};
+
+struct Picture {
+    int width;
+    int height;
+    const Layout* layout;
+    Bytes bytes;
+
+    Picture(int w, int h, const Layout& l)
+        : width(w), height(h), layout(&l), bytes(size_t(w) * size_t(h) * l.bytes) {}
+
+    int channels() const { return layout->bytes == 2 ? 3 : layout->bytes; }
+    const UInt8* pixel(int x, int y) const {
+        return &bytes[(size_t(y) * size_t(width) + size_t(x)) * layout->bytes];
+    }
+    UInt8* pixel(int x, int y) { return const_cast<UInt8*>(std::as_const(*this).pixel(x, y)); }
+
+    int channel(int x, int y, int c) const {
+        const UInt8* at = pixel(x, y);
+        if (layout->bytes != 2) return at[c];
+        const bool little = layout->endian == ePIXELENDIANESS_LittleEndian;
+        const int value = little ? at[0] | at[1] << 8 : at[1] | at[0] << 8;
+        return c == 0 ? value >> 11 : c == 1 ? value >> 5 & 63 : value & 31;
+    }
+};
+
+Picture noise(int width, int height, const Layout& layout) {
+    Picture picture(width, height, layout);
+    UInt32 state = static_cast<UInt32>(width * 31 + height);
+    for (UInt8& byte : picture.bytes) {
+        state = state * 1664525U + 1013904223U;
+        // Mostly noise, with runs of the extremes.
+        byte = state >> 30 == 0 ? UInt8{0xFF} : static_cast<UInt8>(state >> 24);
+    }
+    return picture;
+}
+
+/** The exact value of one channel of the enlarged picture. */
+double exact(const Picture& source, int x, int y, int c, int width, int height) {
+    const auto place = [](int at, int from, int to) {
+        return std::clamp((at + 0.5) * from / to - 0.5, 0.0, from - 1.0);
+    };
+    const double px = place(x, source.width, width);
+    const double py = place(y, source.height, height);
+    const int left = static_cast<int>(px);
+    const int top = static_cast<int>(py);
+    const int right = std::min(left + 1, source.width - 1);
+    const int bottom = std::min(top + 1, source.height - 1);
+    const double fx = px - left;
+    const double fy = py - top;
+    const auto mixed = [&](int row) {
+        return source.channel(left, row, c) * (1 - fx) + source.channel(right, row, c) * fx;
+    };
+    return mixed(top) * (1 - fy) + mixed(bottom) * fy;
+}
+
+class ScalePlugin : public testing::Test {
+  protected:
+    ScalePlugin() {
+        scaleInitParameter p{0xFFFF, 0xFFFF, 0xFFFF, &HostHeap::allocate, &HostHeap::release};
+        EXPECT_EQ(0, initialise(&p));
+        EXPECT_LT(p.versionMajor, 0xFFFF);
+        EXPECT_LT(p.versionMinor, 0xFFFF);
+        EXPECT_LT(p.versionBuild, 0xFFFF);
+    }
+    ~ScalePlugin() override { EXPECT_EQ(0, HostHeap::live); }
+
+    static scaleParameter parameterOf(const Exact& from, const Exact& to, int sourceWidth,
+                                      int sourceHeight, int width, int height,
+                                      const Layout& layout) {
+        return {static_cast<UInt16>(sourceWidth),
+                static_cast<UInt16>(sourceHeight),
+                from.size(),
+                from.data(),
+                static_cast<UInt16>(width),
+                static_cast<UInt16>(height),
+                to.size(),
+                to.data(),
+                layout.format,
+                layout.endian,
+                layout.bytes};
+    }
+
+    Picture enlarge(const Picture& source, int width, int height) const {
+        Picture result(width, height, *source.layout);
+        const Exact from(source.bytes);
+        const Exact to(result.bytes.size(), 0xA5);
+        scaleParameter p =
+            parameterOf(from, to, source.width, source.height, width, height, *source.layout);
+        Int32 detail = 4711;
+        EXPECT_EQ(eSCALEERROR_NONE, scale(&p, &detail));
+        EXPECT_EQ(0, detail);
+        result.bytes = to.bytes();
+        return result;
+    }
+
+    Plugin plugin{"libQUARLO-Scale00.so"};
+    scaleInitialiseFunction initialise =
+        plugin.function<scaleInitialiseFunction>("quarloScale_initialise");
+    scaleFunction scale = plugin.function<scaleFunction>("quarloScale_scale");
+};
+
+TEST_F(ScalePlugin, IsWithinOneLevelOfExact) {
+    const struct {
+        int sourceWidth, sourceHeight, width, height;
+    } sizes[] = {{1, 1, 1, 1},     {1, 1, 9, 7},       {1, 5, 3, 50},    {5, 1, 50, 3},
+                 {2, 2, 3, 3},     {16, 9, 32, 18},    {17, 9, 18, 31},  {33, 20, 100, 20},
+                 {20, 33, 20, 99}, {31, 17, 310, 170}, {64, 48, 80, 60}, {99, 3, 100, 4}};
+    for (const Layout& layout : layouts) {
+        for (const auto& s : sizes) {
+            SCOPED_TRACE(testing::Message()
+                         << layout.name << ", " << s.sourceWidth << "x" << s.sourceHeight << " to "
+                         << s.width << "x" << s.height);
+            const Picture source = noise(s.sourceWidth, s.sourceHeight, layout);
+            const Picture result = enlarge(source, s.width, s.height);
+            double worst = 0;
+            for (int y = 0; y < s.height; ++y) {
+                for (int x = 0; x < s.width; ++x) {
+                    for (int c = 0; c < source.channels(); ++c) {
+                        const double expected = exact(source, x, y, c, s.width, s.height);
+                        worst = std::max(worst,
+                                         std::fabs(std::round(expected) - result.channel(x, y, c)));
+                    }
+                }
+            }
+            EXPECT_LE(worst, 1);
+        }
+    }
+}
+
+TEST_F(ScalePlugin, KeepsPlainColoursAndPicturesOfTheSameSize) {
+    for (const Layout& layout : layouts) {
+        SCOPED_TRACE(layout.name);
+        for (int level = 0; level < 256; ++level) {
+            Picture plain(3, 2, layout);
+            std::fill(plain.bytes.begin(), plain.bytes.end(), static_cast<UInt8>(level));
+            const Picture result = enlarge(plain, 13, 7);
+            EXPECT_EQ(Bytes(result.bytes.size(), static_cast<UInt8>(level)), result.bytes);
+        }
+        const Picture source = noise(37, 21, layout);
+        EXPECT_EQ(source.bytes, enlarge(source, 37, 21).bytes);
+    }
+}
+
+// The phone sends parts of its screen; where they meet no seam may show.
+TEST_F(ScalePlugin, ScalesPartsLikeTheWhole) {
+    const struct { int up, down; } ratios[] = {{2, 1}, {4, 1}, {5, 4}, {5, 2}, {10, 9}, {4, 3}};
+    const int cutX = 36, cutY = 72, partWidth = 72, partHeight = 36;
+    for (const Layout& layout : layouts) {
+        const Picture whole = noise(180, 144, layout);
+        Picture part(partWidth, partHeight, layout);
+        for (int y = 0; y < partHeight; ++y) {
+            std::copy_n(whole.pixel(cutX, cutY + y), partWidth * layout.bytes, part.pixel(0, y));
+        }
+        for (const auto& r : ratios) {
+            SCOPED_TRACE(testing::Message() << layout.name << ", " << r.up << "/" << r.down);
+            const auto up = [&](int size) { return size * r.up / r.down; };
+            const Picture wholeUp = enlarge(whole, up(180), up(144));
+            const Picture partUp = enlarge(part, up(partWidth), up(partHeight));
+            const int border = (r.up + 2 * r.down - 1) / (2 * r.down);
+            int differences = 0;
+            for (int y = border; y < partUp.height - border; ++y) {
+                const size_t inner = size_t(partUp.width - 2 * border) * layout.bytes;
+                differences += std::equal(partUp.pixel(border, y), partUp.pixel(border, y) + inner,
+                                          wholeUp.pixel(up(cutX) + border, up(cutY) + y))
+                                   ? 0
+                                   : 1;
+            }
+            EXPECT_EQ(0, differences);
+        }
+    }
+}
+
+TEST_F(ScalePlugin, ReachesTheLargestSizes) {
+    const Layout& layout = layouts[2];
+    const Picture wide = noise(65534, 1, layout);
+    const Picture high = noise(2, 65535, layout);
+    const Picture spot = noise(1, 1, layout);
+    const Picture wider = enlarge(wide, 65535, 2);
+    const Picture higher = enlarge(high, 3, 65535);
+    const Picture line = enlarge(spot, 65535, 1);
+    for (int c = 0; c < 3; ++c) {
+        EXPECT_EQ(wide.channel(65533, 0, c), wider.channel(65534, 0, c));
+        EXPECT_EQ(wide.channel(65533, 0, c), wider.channel(65534, 1, c));
+        EXPECT_EQ(high.channel(0, 65534, c), higher.channel(0, 65534, c));
+        EXPECT_EQ(high.channel(1, 65534, c), higher.channel(2, 65534, c));
+        EXPECT_EQ(spot.channel(0, 0, c), line.channel(65534, 0, c));
+    }
+}
+
+TEST_F(ScalePlugin, RefusesParameters) {
+    const Exact from(size_t{8} * 6 * 3);
+    const Exact to(size_t{16} * 12 * 3, 0x77);
+    const scaleParameter good = parameterOf(from, to, 8, 6, 16, 12, layouts[0]);
+    const struct {
+        const char* what;
+        void (*change)(scaleParameter&);
+        eSCALEERROR expected;
+    } cases[] = {
+        {"no source", [](auto& p) { p.sourceBuffer = nullptr; }, eSCALEERROR_NULL_PARAM_CONTENT},
+        {"no destination", [](auto& p) { p.destinationBuffer = nullptr; },
+         eSCALEERROR_NULL_PARAM_CONTENT},
+        {"source width 0", [](auto& p) { p.sourceWidth = 0; }, eSCALEERROR_PARAM_VALUE},
+        {"source height 0", [](auto& p) { p.sourceHeight = 0; }, eSCALEERROR_PARAM_VALUE},
+        {"source length 0", [](auto& p) { p.sourceBufferLength = 0; }, eSCALEERROR_PARAM_VALUE},
+        {"width 0", [](auto& p) { p.destinationWidth = 0; }, eSCALEERROR_PARAM_VALUE},
+        {"height 0", [](auto& p) { p.destinationHeight = 0; }, eSCALEERROR_PARAM_VALUE},
+        {"length 0", [](auto& p) { p.destinationBufferLength = 0; }, eSCALEERROR_PARAM_VALUE},
+        {"source a byte short", [](auto& p) { --p.sourceBufferLength; }, eSCALEERROR_PARAM_VALUE},
+        {"destination a byte short", [](auto& p) { --p.destinationBufferLength; },
+         eSCALEERROR_PARAM_VALUE},
+        {"narrower", [](auto& p) { p.destinationWidth = 7; }, eSCALEERROR_PARAM_VALUE},
+        {"lower", [](auto& p) { p.destinationHeight = 5; }, eSCALEERROR_PARAM_VALUE},
+        {"format 0", [](auto& p) { p.format = PixelFormat{}; }, eSCALEERROR_PARAM_VALUE},
+        {"format 5", [](auto& p) { p.format = static_cast<PixelFormat>(5); },
+         eSCALEERROR_PARAM_VALUE},
+        {"byte order 0", [](auto& p) { p.endian = PixelEndianess{}; }, eSCALEERROR_PARAM_VALUE},
+        {"bytes of another format", [](auto& p) { p.imageBpp = 2; }, eSCALEERROR_PARAM_VALUE},
+        {"no bytes", [](auto& p) { p.imageBpp = 0; }, eSCALEERROR_PARAM_VALUE},
+        {"size beyond 32 bits", [](auto& p) { p.destinationWidth = p.destinationHeight = 65535; },
+         eSCALEERROR_PARAM_VALUE},
+        {"size that is 0 in 32 bits",
+         [](auto& p) {
+             p.format = ePIXELFORMAT_ARGB8888;
+             p.imageBpp = 4;
+             p.sourceHeight = 4;
+             p.destinationWidth = p.destinationHeight = 32768;
+         },
+         eSCALEERROR_PARAM_VALUE},
+    };
+    Int32 detail = 4711;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        scaleParameter p = good;
+        c.change(p);
+        EXPECT_EQ(c.expected, scale(&p, &detail));
+        EXPECT_EQ(0, detail);
+    }
+    scaleParameter p = good;
+    EXPECT_EQ(eSCALEERROR_NULL_PARAM, scale(nullptr, &detail));
+    EXPECT_EQ(eSCALEERROR_NULL_PARAM, scale(&p, nullptr));
+    HostHeap::refuses = true;
+    EXPECT_EQ(eSCALEERROR_MEM_ALLOC, scale(&p, &detail));
+    HostHeap::refuses = false;
+    EXPECT_EQ(Bytes(to.size(), 0x77), to.bytes());
+
+    scaleInitParameter noHeap{};
+    EXPECT_NE(0, initialise(nullptr));
+    EXPECT_NE(0, initialise(&noHeap));
+}
+
+TEST_F(ScalePlugin, ServesEightThreads) {
+    std::atomic<int> failures{0};
+    onEightThreads([&](unsigned thread) {
+        const Layout& layout = layouts[thread];
+        const Picture source = noise(60 + static_cast<int>(thread), 40, layout);
+        const Picture expected = enlarge(source, 150, 90);
+        for (int i = 0; i < 20; ++i) {
+            failures += enlarge(source, 150, 90).bytes == expected.bytes ? 0 : 1;
+        }
+    });
+    EXPECT_EQ(0, failures);
+}
+
+}  // namespace
+}  // namespace quarlo::test

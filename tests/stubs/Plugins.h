@@ -1,0 +1,35 @@
+/*
+ * Which plug-ins a test program finds, and its memory. The program takes over the opening of
+ * libraries (quarlo_test_plugins in CMake) and so sees every name that the library asks for.
+ */
+#ifndef QUARLO_TESTS_PLUGINS_H
+#define QUARLO_TESTS_PLUGINS_H
+
+#include <string>
+#include <vector>
+
+namespace quarlo::test {
+
+/** Libraries are opened in this folder of stubs; "" for the dynamic loader's ordinary path. */
+void findPluginsIn(const std::string& folder);
+/** Every name opened since the last findPluginsIn, and how many of them are open now. */
+std::vector<std::string> openedNames();
+int openLibraries();
+
+/** quarlo_Init with the stubs of a folder; the shutdown must close every library. */
+class Found {
+  public:
+    explicit Found(const std::string& folder);
+    ~Found();
+    Found(const Found&) = delete;
+    Found& operator=(const Found&) = delete;
+};
+
+/** Allocations of the library so far. */
+unsigned long allocations();
+/** All allocations of at least so many bytes fail; 0 ends this. */
+void refuseAllocationsFrom(std::size_t size);
+
+}  // namespace quarlo::test
+
+#endif

@@ -1,0 +1,75 @@
+#include "Supervision.h"
+
+#include <atomic>
+#include <cerrno>
+#include <mutex>
+#include <set>
+
+#include "QUARLO-Posix.h"
+
+namespace {
+
+std::atomic<long> refused{0};
+std::atomic<long> mistakes{0};
+std::mutex mutex;
+std::multiset<pthread_t> threads;
+
+}  // namespace
+
+extern "C" {
+int __real_quarloThread_create(pthread_t* id, const pthread_attr_t* attributes,
+                               void* (*start)(void*), void* arguments);
+int __real_quarloThread_join(pthread_t id, void** result);
+int __wrap_quarloThread_create(pthread_t* id, const pthread_attr_t* attributes,
+                               void* (*start)(void*), void* arguments);
+int __wrap_quarloThread_join(pthread_t id, void** result);
+unsigned int __wrap_quarloPosix_sleep(unsigned int seconds);
+
+int __wrap_quarloThread_create(pthread_t* id, const pthread_attr_t* attributes,
+                               void* (*start)(void*), void* arguments) {
+    if (refused > 0 && --refused == 0) return EAGAIN;
+    const std::lock_guard lock(mutex);
+    const int error = __real_quarloThread_create(id, attributes, start, arguments);
+    if (error == 0) threads.insert(*id);
+    return error;
+}
+
+int __wrap_quarloThread_join(pthread_t id, void** result) {
+    if (pthread_equal(id, pthread_self()) != 0) {
+        ++mistakes;
+        return EDEADLK;
+    }
+    {
+        const std::lock_guard lock(mutex);
+        const auto found = threads.find(id);
+        if (found == threads.end()) {
+            ++mistakes;
+            return ESRCH;
+        }
+        threads.erase(found);
+    }
+    return __real_quarloThread_join(id, result);
+}
+
+unsigned int __wrap_quarloPosix_sleep(unsigned int seconds) {
+    quarloPosix_pause(seconds * quarlo::test::supervision::second);
+    return 0;
+}
+}
+
+namespace quarlo::test::supervision {
+
+void refuseThread(long nth) {
+    refused = nth;
+}
+
+long unjoined() {
+    const std::lock_guard lock(mutex);
+    return static_cast<long>(threads.size());
+}
+
+long wrongJoins() {
+    return mistakes;
+}
+
+}  // namespace quarlo::test::supervision

@@ -1,0 +1,22 @@
+/*
+ * Short seconds and refused threads: a program linked with quarlo_watch_threads() sleeps a
+ * hundredth of what the library asks for, and lets a test refuse the creation of threads.
+ */
+#ifndef QUARLO_TESTS_SUPERVISION_H
+#define QUARLO_TESTS_SUPERVISION_H
+
+namespace quarlo::test::supervision {
+
+/** Milliseconds that stand for one second. */
+constexpr unsigned second = 20;
+
+/** Refuses the n-th thread created from now on with EAGAIN; none for 0. */
+void refuseThread(long nth);
+/** Threads created and not yet joined. */
+long unjoined();
+/** Joins of threads that had been joined before or never created, or of the caller itself. */
+long wrongJoins();
+
+}  // namespace quarlo::test::supervision
+
+#endif
