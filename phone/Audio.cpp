@@ -1,0 +1,90 @@
+// The player's dealings over audio channels: asks for them, gives them back and shows the head
+// unit's answers. Session thread.
+#include "QUARLO.Connector.IVI-API_C.h"
+#include "Session.h"
+
+namespace quarlo::phone {
+namespace {
+
+constexpr int stop = 3;
+constexpr int query = 4;
+
+struct Sound {
+    AudioType type;
+    UInt16 mostSeconds;
+};
+constexpr Sound sounds[] = {
+    {eAUDIOTYPE_Main, 0}, {eAUDIOTYPE_Main, 10}, {eAUDIOTYPE_Announcement, 5}};
+
+class Audio : public Feature {
+  public:
+    explicit Audio(Session& session) : session_(session) {
+        session.addCapability(eSERVERCAPABILITIES_EnableAudioHandling);
+        session.onWish(Wish::Audio, [this](int which) { play(which); });
+        session.on<packetClientAudio>([this](const auto& packet) { onAnswer(packet); });
+        session.on<packetAudioTypeResponse>([this](const auto& packet) {
+            say(std::string("On: ") + _quarlo_getAudioTypeName(packet.CurrentAudioType));
+        });
+    }
+
+  private:
+    void say(const std::string& text) { session_.phone().status["music"] = text; }
+
+    void play(int which) {
+        if (which == query) {
+            session_.send<packetRequestAudioType>([](auto&) {});
+        } else if (which == stop) {
+            release();
+        } else {
+            request(sounds[which]);
+        }
+    }
+
+    void request(const Sound& sound) {
+        // One sound at a time: a player that starts another gives the first channel back.
+        release();
+        sound_ = sound;
+        ++id_;
+        send(eAUDIOCONTROL_Request);
+        say("Asked for " + std::string(_quarlo_getAudioTypeName(sound.type)));
+    }
+
+    void release() {
+        if (!sound_) return;
+        send(eAUDIOCONTROL_Release);
+        say("Given back");
+        sound_.reset();
+    }
+
+    void send(AudioControl command) {
+        session_.send<packetServerAudio>([&](auto& audio) {
+            audio.RequestID = id_;
+            audio.Command = command;
+            audio.Type = sound_->type;
+            audio.MaximumDuration = sound_->mostSeconds;
+        });
+    }
+
+    void onAnswer(const packetClientAudio& packet) {
+        if (packet.RequestID == 0 || packet.RequestID > id_)
+            return session_.log().note("ignored an audio answer that nobody asked for");
+        say("Request " + std::to_string(packet.RequestID) + ": " +
+            _quarlo_getAudioStatusName(packet.Status) + ", " +
+            _quarlo_getAudioRequestResultCodeName(packet.ResultCode));
+        const bool isOver =
+            packet.Status == eAUDIOSTATUS_Close || packet.Status == eAUDIOSTATUS_Reject;
+        if (isOver && packet.RequestID == id_) sound_.reset();
+    }
+
+    Session& session_;
+    std::optional<Sound> sound_;
+    UInt32 id_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<Feature> makeAudio(Session& session) {
+    return std::make_unique<Audio>(session);
+}
+
+}  // namespace quarlo::phone

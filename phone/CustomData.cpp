@@ -1,0 +1,150 @@
+// The five channels of data of one's own in both directions, and bytes parked at the head unit.
+// Session thread.
+#include <cstring>
+
+#include "PacketLog.h"
+#include "QUARLO.Connector.IVI-API_C.h"
+#include "Session.h"
+
+namespace quarlo::phone {
+namespace {
+
+constexpr UInt16 parkingPlace = 0x0042;
+constexpr std::size_t shownBytes = 8;
+
+std::string hexOf(std::span<const std::uint8_t> bytes) {
+    std::string text;
+    for (const std::uint8_t byte : bytes.first(std::min(bytes.size(), shownBytes))) {
+        char digits[4];
+        std::snprintf(digits, sizeof digits, " %02X", byte);
+        text += digits;
+    }
+    return text + (bytes.size() > shownBytes ? " …" : "");
+}
+
+class CustomData : public Feature {
+  public:
+    explicit CustomData(Session& session) : session_(session) {
+        session.onWish(Wish::Custom, [this](int which) { send(which); });
+        session.on<packetClientCustomData>([this](const auto& packet) { onData(packet); });
+    }
+
+  private:
+    using Bytes = std::vector<std::uint8_t>;
+
+    void say(const std::string& text) { session_.phone().status["link"] = text; }
+
+    void send(int which) {
+        const Bytes parked{'q', 'u', 'a', 'r', 'l', 'o'};
+        const Bytes light{0x30, 2, 0, 0, 3, 0xFF, 0x80, 0x20};  // bus identifier, length, colour
+        const Bytes battery{70, 0, 0, 0};
+        switch (which) {
+            case 0:
+                return sendName();
+            case 1:
+                return send(eCUSTOMDATAEVENT_Int, eSERVERCUSTOMDATAINTTYPE_BatteryLevel, battery);
+            case 2:
+                return send(eCUSTOMDATAEVENT_Key, eSERVERCUSTOMDATAKEYTYPE_Click,
+                            {eSERVERCUSTOMDATAKEYCODE_VolumeUp});
+            case 3:
+                return send(eCUSTOMDATAEVENT_Can, eSERVERCUSTOMDATACANTYPE_CanAmbientlight, light);
+            case 4:
+                return sendRaw(eSERVERCUSTOMDATARAWTYPE_StoreInstance, parked);
+            case 5:
+                return sendRaw(eSERVERCUSTOMDATARAWTYPE_GetInstance, {});
+            case 6:
+                return sendRaw(eSERVERCUSTOMDATARAWTYPE_StoreCore, parked);
+            default:
+                return sendRaw(eSERVERCUSTOMDATARAWTYPE_GetCore, {});
+        }
+    }
+
+    void sendName() {
+        const std::string name = session_.options().appName.substr(0, 255);
+        Bytes bytes;
+        bytes.reserve(3 + name.size());
+        bytes.push_back(eSTRINGENCODING_UTF8);
+        bytes.push_back(static_cast<std::uint8_t>(name.size()));
+        bytes.push_back(0);
+        for (const char letter : name) bytes.push_back(static_cast<std::uint8_t>(letter));
+        send(eCUSTOMDATAEVENT_String, eSERVERCUSTOMDATASTRINGTYPE_BTName, bytes);
+    }
+
+    void sendRaw(int operation, const Bytes& bytes) {
+        send(eCUSTOMDATAEVENT_Raw, static_cast<UInt16>(operation | parkingPlace), bytes);
+    }
+
+    void send(CustomDataEvent event, UInt16 type, const Bytes& bytes) {
+        session_.send<packetServerCustomData>([&](auto& packet) {
+            packet.Event = event;
+            packet.Type = type;
+            if (bytes.empty()) return;
+            packet.pData = wire::Heap::make<UInt8>(bytes.size());
+            if (packet.pData == nullptr) return;
+            std::memcpy(packet.pData, bytes.data(), bytes.size());
+            packet.Length = static_cast<UInt16>(bytes.size());
+        });
+        say("Sent " + std::to_string(bytes.size()) + " bytes");
+    }
+
+    void onData(const packetClientCustomData& packet) {
+        if (!session_.isRunning()) return;
+        const std::size_t size = packet.pData == nullptr ? 0 : packet.Length;
+        const std::span<const std::uint8_t> bytes(packet.pData, size);
+        const auto text = textFor(packet.Event, packet.Type, bytes);
+        if (!text) return session_.log().note("ignored malformed custom data");
+        say(*text);
+    }
+
+    /// What the head unit sent, in words; nothing if it is not well-formed.
+    std::optional<std::string> textFor(CustomDataEvent event, UInt16 type,
+                                       std::span<const std::uint8_t> bytes) {
+        const std::size_t size = bytes.size();
+        switch (event) {
+            case eCUSTOMDATAEVENT_String:
+                if (size < 3 || std::size_t{wire::load<UInt16>(&bytes[1])} != size - 3) break;
+                return "Text: " + printable({reinterpret_cast<const char*>(bytes.data()) + 3,
+                                             std::min<std::size_t>(size - 3, 200)});
+            case eCUSTOMDATAEVENT_Int:
+                if (size != 1 && size != 2 && size != 4 && size != 8) break;
+                return "Number " + std::to_string(type) + ":" + hexOf(bytes);
+            case eCUSTOMDATAEVENT_Key:
+                return size == 5 ? onKey(type, bytes[0]) : std::nullopt;
+            case eCUSTOMDATAEVENT_Can:
+                if (size < 5 || size != std::size_t{5} + bytes[4]) break;
+                return "Bus " + std::to_string(wire::load<UInt32>(bytes.data())) + ":" +
+                       hexOf(bytes.subspan(5));
+            case eCUSTOMDATAEVENT_Raw:
+                return "Fetched " + std::to_string(type) + ":" + hexOf(bytes);
+            default:
+                break;
+        }
+        return std::nullopt;
+    }
+
+    /// Keys beside the screen: those that mean something to the phone are obeyed when released.
+    std::optional<std::string> onKey(UInt16 type, std::uint8_t code) {
+        if (type < eCLIENTCUSTOMDATAKEYTYPE_Press || type > eCLIENTCUSTOMDATAKEYTYPE_Abort)
+            return std::nullopt;
+        const bool isDone =
+            type == eCLIENTCUSTOMDATAKEYTYPE_Release || type == eCLIENTCUSTOMDATAKEYTYPE_Click;
+        if (isDone && code == eCLIENTCUSTOMDATAKEYCODE_Back)
+            session_.screen().release(eSOFTKEY_Back);
+        if (isDone && code == eCLIENTCUSTOMDATAKEYCODE_PushToTalk)
+            session_.phone().ask(Wish::Voice, eVOICEREQUEST_StartMicAndSpeakers);
+        return std::string("Key: ") +
+               _quarlo_getClientCustomDataKeyCodeName(static_cast<ClientCustomDataKeyCode>(code)) +
+               " " +
+               _quarlo_getClientCustomDataKeyTypeName(static_cast<ClientCustomDataKeyType>(type));
+    }
+
+    Session& session_;
+};
+
+}  // namespace
+
+std::unique_ptr<Feature> makeCustomData(Session& session) {
+    return std::make_unique<CustomData>(session);
+}
+
+}  // namespace quarlo::phone

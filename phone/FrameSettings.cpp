@@ -1,0 +1,71 @@
+// Takes the head unit's changes of pixel format, frame size and compression, and acknowledges them;
+// the frame updates follow what the session then holds. Session thread.
+#include "Compression.h"
+#include "Session.h"
+
+namespace quarlo::phone {
+namespace {
+
+class FrameSettings : public Feature {
+  public:
+    explicit FrameSettings(Session& session) : session_(session) {
+        session.on<packetSetPixelFormat>([this](const auto& packet) { onPixelFormat(packet); });
+        session.on<packetSetFrameSize>([this](const auto& packet) { onFrameSize(packet); });
+        session.on<packetOverrideCompression>(
+            [this](const auto& packet) { onCompression(packet); });
+    }
+
+  private:
+    template <class Answer>
+    void acknowledge(bool accepted) {
+        session_.send<Answer>(
+            [&](Answer& answer) { answer.IsAcknowledged = accepted ? eFLAG_TRUE : eFLAG_FALSE; });
+    }
+
+    void onPixelFormat(const packetSetPixelFormat& packet) {
+        if (!session_.isRunning()) return;
+        const auto layout = pixelLayoutOf(packet.Format, packet.Endianess, packet.BytesPerPixel);
+        const bool accepted = layout.has_value() && !session_.refuses(Refusal::PixelFormat);
+        if (accepted) session_.headUnit().layout = *layout;
+        acknowledge<packetPixelFormatAcknowledge>(accepted);
+    }
+
+    void onFrameSize(const packetSetFrameSize& packet) {
+        if (!session_.isRunning()) return;
+        const bool accepted = isDrawable(packet.ScreenWidth, packet.ScreenHeight) &&
+                              !session_.refuses(Refusal::FrameSize);
+        if (accepted) {
+            session_.headUnit().width = packet.ScreenWidth;
+            session_.headUnit().height = packet.ScreenHeight;
+        }
+        acknowledge<packetFrameSizeAcknowledge>(accepted);
+    }
+
+    void onCompression(const packetOverrideCompression& packet) {
+        if (!session_.isRunning()) return;
+        const bool accepted =
+            canObey(packet.Compression) && !session_.refuses(Refusal::Compression);
+        if (accepted) session_.headUnit().wanted = packet.Compression;
+        acknowledge<packetOverrideCompressionAcknowledge>(accepted);
+    }
+
+    /// Any of the flags may be used, so one that is possible is enough; none leaves the choice to
+    /// us.
+    bool canObey(FrameCompression wanted) {
+        const FrameCompression forced = session_.options().compression;
+        if ((wanted & ~eFRAMECOMPRESSION_All) != 0) return false;
+        if (wanted == eFRAMECOMPRESSION_None) return true;
+        if (forced != eFRAMECOMPRESSION_None) return (wanted & forced) != 0;
+        return (wanted & builtCompressions()) != 0;
+    }
+
+    Session& session_;
+};
+
+}  // namespace
+
+std::unique_ptr<Feature> makeFrameSettings(Session& session) {
+    return std::make_unique<FrameSettings>(session);
+}
+
+}  // namespace quarlo::phone

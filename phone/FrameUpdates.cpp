@@ -1,0 +1,205 @@
+// Answers the head unit's requests for its picture of the screen: keeps what it was sent, and sends
+// what differs from that. Session thread.
+#include <array>
+#include <cstdio>
+#include <ctime>
+#include <deque>
+#include <numeric>
+
+#include "Changes.h"
+#include "FrameEncoder.h"
+#include "Session.h"
+
+namespace quarlo::phone {
+namespace {
+
+constexpr std::size_t mostChangedAreas = 24;
+constexpr std::uint32_t neverSent = 0;
+
+std::uint64_t timeOfDay() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm local{};
+    localtime_r(&now.tv_sec, &local);
+    const int seconds = (local.tm_hour * 60 + local.tm_min) * 60 + local.tm_sec;
+    return static_cast<std::uint64_t>(seconds) * 1000 +
+           static_cast<std::uint64_t>(now.tv_nsec) / 1000000;
+}
+
+FrameCompression firstOf(FrameCompression candidates) {
+    for (const FrameCompression one :
+         {eFRAMECOMPRESSION_ZLIB, eFRAMECOMPRESSION_JPEG, eFRAMECOMPRESSION_Uncompressed}) {
+        if ((candidates & builtCompressions() & one) != 0) return one;
+    }
+    return eFRAMECOMPRESSION_Uncompressed;
+}
+
+/// A rectangle of the head unit's screen in the pixels of a screen drawn at a percentage of its
+/// size.
+Area reduced(const Area& area, unsigned percent) {
+    const int p = static_cast<int>(percent);
+    return areaOf(area.x * p / 100, area.y * p / 100, (area.right() * p + 99) / 100,
+                  (area.bottom() * p + 99) / 100);
+}
+
+/// Grown so that its edges are whole pixels again when the head unit enlarges it.
+Area aligned(const Area& area, unsigned percent, const Area& screen) {
+    const int step = std::max(1, static_cast<int>(percent / std::gcd(percent, 100u)));
+    const auto up = [step](int value) { return (value + step - 1) / step * step; };
+    return intersection(
+        areaOf(area.x / step * step, area.y / step * step, up(area.right()), up(area.bottom())),
+        screen);
+}
+
+class FrameUpdates : public Feature {
+  public:
+    explicit FrameUpdates(Session& session) : session_(session) {
+        session.on<packetFramebufferUpdateRequest>(
+            [this](const auto& packet) { onRequest(packet); });
+        session.on<packetClientState>([this](const auto& packet) { onState(packet); });
+    }
+
+    void tick(TimePoint now) override {
+        if (!isDue() || now < notBefore_) return;
+        // Without a change the request stays open until there is one.
+        notBefore_ = now + std::chrono::microseconds(1000000 / session_.options().framesPerSecond);
+        if (answer()) isPending_ = false;
+    }
+
+    TimePoint nextWake() const override { return isDue() ? notBefore_ : TimePoint::max(); }
+
+  private:
+    bool isDue() const { return isPending_ && !isSuspended_ && session_.hasRoom(); }
+
+    void onRequest(const packetFramebufferUpdateRequest& packet) {
+        if (!session_.isRunning() || !session_.arriveAt(Stage::Frames)) return;
+        const qrRectangle& r = *packet.UpdateRegion;
+        const Area region{r.X, r.Y, r.Width, r.Height};
+        if (region.empty()) {
+            session_.log().note("ignored a request for an empty region");
+            return;
+        }
+        const bool isFull = packet.Incremental != eFLAG_TRUE;
+        region_ = isPending_ ? bounds(region_, region) : region;
+        isFull_ = isPending_ ? isFull_ || isFull : isFull;
+        isPending_ = true;
+    }
+
+    void onState(const packetClientState& packet) {
+        if (packet.DataType == eCLIENTDATATYPE_FrameRequestsSuspended)
+            isSuspended_ = packet.Value != 0;
+    }
+
+    Moment nextMoment() {
+        const Options& options = session_.options();
+        if (!options.clockMilliseconds) return {timeOfDay()};
+        const std::uint64_t elapsed = framesDrawn_++ * 1000 / options.framesPerSecond;
+        return {(*options.clockMilliseconds + elapsed) % 86400000};
+    }
+
+    /// Follows what the head unit declared since the last update.
+    void adopt() {
+        const HeadUnit& unit = session_.headUnit();
+        const Area declared{0, 0, unit.width, unit.height};
+        if (declared != size_) {
+            size_ = declared;
+            session_.screen().resize(unit.width, unit.height,
+                                     static_cast<int>(session_.options().renderPercent));
+            const Picture& drawn = session_.screen().picture();
+            view_ = Picture(drawn.width, drawn.height, 0xFF000000);
+            sent_ = Picture(drawn.width, drawn.height, neverSent);
+        }
+        if (unit.layout != layout_) {
+            layout_ = unit.layout;
+            std::fill(sent_.pixels.begin(), sent_.pixels.end(), neverSent);
+        }
+    }
+
+    FrameStyle style() const {
+        const Options& options = session_.options();
+        const HeadUnit& unit = session_.headUnit();
+        const bool isFree = options.compression == eFRAMECOMPRESSION_None;
+        const bool isAsked = unit.wanted != eFRAMECOMPRESSION_None;
+        const FrameCompression chosen =
+            !isFree ? options.compression : firstOf(isAsked ? unit.wanted : unit.supported);
+        const bool mayFallBack = isFree && !isAsked;
+        return {layout_, chosen, mayFallBack, static_cast<std::uint8_t>(options.renderPercent),
+                unit.largestPacket};
+    }
+
+    std::deque<Area> areasToSend() const {
+        const unsigned percent = session_.options().renderPercent;
+        const Area screen = shown_.area();
+        const Area region =
+            aligned(reduced(intersection(region_, size_), percent), percent, screen);
+        if (region.empty()) return {};
+        if (isFull_) return {region};
+        std::deque<Area> areas;
+        for (const Area& area : changedAreas(sent_, shown_, region, mostChangedAreas))
+            areas.push_back(aligned(area, percent, screen));
+        return areas;
+    }
+
+    /// Draws the next frame and sends what is due of it; false if there is nothing to send.
+    bool answer() {
+        adopt();
+        quantise(session_.screen().draw(nextMoment()), layout_.format, shown_);
+        std::deque<Area> areas = areasToSend();
+        if (areas.empty()) return false;
+        for (const Area& area : areas) {
+            for (int y = area.y; y < area.bottom(); ++y)
+                std::copy_n(shown_.row(y) + area.x, area.width, sent_.row(y) + area.x);
+        }
+        while (!areas.empty() && sendUpdate(areas)) {
+        }
+        return true;
+    }
+
+    bool sendUpdate(std::deque<Area>& areas) {
+        const bool isSent = session_.sendDirect([&](std::vector<std::uint8_t>& out) {
+            return encoder_.appendUpdate(style(), shown_, areas, out, view_);
+        });
+        if (!isSent) {
+            session_.endAfterSending("a frame could not be encoded");
+            return false;
+        }
+        ++updates_;
+        // Complete before the first byte leaves: who has received the update finds the picture.
+        dump();
+        const bool wasLast = session_.options().dropAfterFrames == updates_;
+        if (wasLast) session_.endAfterSending("dropping the connection after these frames as told");
+        return !wasLast;
+    }
+
+    void dump() const {
+        const std::string& directory = session_.options().dumpDirectory;
+        if (directory.empty()) return;
+        std::array<char, 32> name;
+        std::snprintf(name.data(), name.size(), "/phone-%04u.png", updates_);
+        if (!writePng(view_, directory + name.data()))
+            session_.log().note("cannot write " + directory + name.data());
+    }
+
+    Session& session_;
+    FrameEncoder encoder_;
+    PixelLayout layout_;
+    Area size_;      ///< the head unit's screen, in its pixels
+    Picture shown_;  ///< the screen as drawn, in the colours of the pixel format
+    Picture sent_;   ///< what was last sent of each pixel, `neverSent` where nothing was
+    Picture view_;   ///< what the head unit sees
+    Area region_;
+    bool isFull_ = false;
+    bool isPending_ = false;
+    bool isSuspended_ = false;
+    TimePoint notBefore_{};
+    std::uint64_t framesDrawn_ = 0;
+    unsigned updates_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<Feature> makeFrameUpdates(Session& session) {
+    return std::make_unique<FrameUpdates>(session);
+}
+
+}  // namespace quarlo::phone

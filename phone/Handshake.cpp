@@ -1,0 +1,114 @@
+// The phone's side of the handshake: acknowledges the protocol version and the head unit's
+// description, describes the phone and completes the initialisation. Session thread.
+#include "Session.h"
+
+namespace quarlo::phone {
+namespace {
+
+constexpr UInt16 protocolMajor = 1;
+constexpr int longestSide = 8192;
+constexpr long long mostPixels = 16LL * 1024 * 1024;
+constexpr std::size_t receiveBufferSlack = std::size_t{64} * 1024;
+constexpr Softkey knownSoftkeys[] = {eSOFTKEY_Home, eSOFTKEY_Back, eSOFTKEY_Menu, eSOFTKEY_Search};
+constexpr const char* operatingSystem = "Linux";
+constexpr const char* launcherUuid = "6f1c7a52-3d0e-4b8e-9a54-0c2b7de1f3a8";
+
+class Handshake : public Feature {
+  public:
+    explicit Handshake(Session& session) : session_(session) {
+        session.on<packetClientProtocolVersion>([this](const auto& packet) { onVersion(packet); });
+        session.on<packetClientInit>([this](const auto& packet) { onInit(packet); });
+        session.on<packetClientInitDone>([this](const auto& packet) { onInitDone(packet); });
+    }
+
+  private:
+    enum class Awaiting { Version, Init, InitDone, Nothing };
+
+    bool isAwaited(Awaiting what, const char* name) {
+        if (awaiting_ == what) return true;
+        session_.log().note(std::string("ignored ") + name + ": not expected now");
+        return false;
+    }
+
+    void onVersion(const packetClientProtocolVersion& packet) {
+        if (!isAwaited(Awaiting::Version, "ClientProtocolVersion")) return;
+        if (!session_.arriveAt(Stage::Protocol)) return;
+        const bool accepted =
+            packet.Version->Major == protocolMajor && !session_.refuses(Refusal::Protocol);
+        session_.send<packetServerProtocolAcknowledge>(
+            [&](auto& answer) { answer.IsAcknowledged = accepted ? eFLAG_TRUE : eFLAG_FALSE; });
+        awaiting_ = accepted ? Awaiting::Init : Awaiting::Nothing;
+    }
+
+    void onInit(const packetClientInit& packet) {
+        if (!isAwaited(Awaiting::Init, "ClientInit")) return;
+        if (!session_.arriveAt(Stage::Init)) return;
+        const bool accepted = takeDescription(packet) && !session_.refuses(Refusal::Init);
+        session_.send<packetServerInitAcknowledge>(
+            [&](auto& answer) { answer.IsAcknowledged = accepted ? eFLAG_TRUE : eFLAG_FALSE; });
+        awaiting_ = accepted ? Awaiting::InitDone : Awaiting::Nothing;
+        if (!accepted || !session_.arriveAt(Stage::ServerInit)) return;
+        session_.send<packetServerInit>([&](auto& answer) { describePhone(answer); });
+    }
+
+    bool takeDescription(const packetClientInit& packet) {
+        const qrFrameProperties& frame = *packet.FrameProperties;
+        const auto layout = pixelLayoutOf(frame.Format, frame.Endianess, frame.BytesPerPixel);
+        if (!layout || !isDrawable(packet.ScreenWidth, packet.ScreenHeight)) {
+            session_.log().note("refused the head unit's frame size or pixel format");
+            return false;
+        }
+        HeadUnit& unit = session_.headUnit();
+        unit.name = textOf(packet.Name);
+        unit.width = packet.ScreenWidth;
+        unit.height = packet.ScreenHeight;
+        unit.layout = *layout;
+        unit.supported = packet.SupportedCompressions;
+        unit.wanted = frame.Compression;
+        unit.largestPacket =
+            std::size_t{packet.ScreenWidth} * packet.ScreenHeight * frame.BytesPerPixel +
+            receiveBufferSlack;
+        return true;
+    }
+
+    void describePhone(packetServerInit& answer) {
+        const Options& options = session_.options();
+        setText(*answer.Name, options.appName);
+        setText(*answer.ServerOSName, operatingSystem);
+        setText(*answer.PhoneLauncherUUID, launcherUuid);
+        answer.IsAllowedWhileMoving = eFLAG_TRUE;
+        answer.Capabilities = session_.capabilities();
+        if (options.softkeys == 0) return;
+        answer.SupportedSoftkeys->pSoftkeys = wire::Heap::make<Softkey>(options.softkeys);
+        if (answer.SupportedSoftkeys->pSoftkeys == nullptr) return;
+        answer.SupportedSoftkeys->Length = static_cast<UInt8>(options.softkeys);
+        for (unsigned i = 0; i < options.softkeys; ++i)
+            answer.SupportedSoftkeys->pSoftkeys[i] = knownSoftkeys[i % std::size(knownSoftkeys)];
+    }
+
+    void onInitDone(const packetClientInitDone& packet) {
+        if (!isAwaited(Awaiting::InitDone, "ClientInitDone")) return;
+        if (!session_.arriveAt(Stage::Done)) return;
+        const bool successful = packet.Successful == eFLAG_TRUE && !session_.refuses(Refusal::Done);
+        session_.send<packetServerInitDone>(
+            [&](auto& answer) { answer.Successful = successful ? eFLAG_TRUE : eFLAG_FALSE; });
+        awaiting_ = Awaiting::Nothing;
+        if (successful) session_.run();
+    }
+
+    Session& session_;
+    Awaiting awaiting_ = Awaiting::Version;
+};
+
+}  // namespace
+
+bool isDrawable(int width, int height) {
+    return width >= 1 && height >= 1 && width <= longestSide && height <= longestSide &&
+           static_cast<long long>(width) * height <= mostPixels;
+}
+
+std::unique_ptr<Feature> makeHandshake(Session& session) {
+    return std::make_unique<Handshake>(session);
+}
+
+}  // namespace quarlo::phone

@@ -1,0 +1,52 @@
+// Takes the head unit's touches and keys to the screen, and opens the apps that are asked for.
+// Session thread.
+#include "Session.h"
+
+namespace quarlo::phone {
+namespace {
+
+class Input : public Feature {
+  public:
+    explicit Input(Session& session) : session_(session) {
+        session.on<packetTouchEvent>([this](const auto& packet) { onTouch(packet); });
+        session.on<packetSoftkeyEvent>([this](const auto& packet) { onSoftkey(packet); });
+        session.onWish(Wish::Open, [this](int app) { session_.screen().open(app); });
+    }
+
+  private:
+    void onTouch(const packetTouchEvent& packet) {
+        if (!session_.isRunning() || packet.TouchEvents->paTouches == nullptr) return;
+        for (unsigned i = 0; i < packet.TouchEvents->Length; ++i) {
+            const qrTouch* touch = packet.TouchEvents->paTouches[i];
+            if (touch == nullptr) continue;
+            if (touch->TouchType < eTOUCHTYPE_Down || touch->TouchType > eTOUCHTYPE_Cancelled) {
+                session_.log().note("ignored a touch of unknown type");
+                continue;
+            }
+            session_.screen().touch({touch->TouchType, static_cast<double>(touch->PositionX),
+                                     static_cast<double>(touch->PositionY), touch->UniqueID});
+        }
+    }
+
+    void onSoftkey(const packetSoftkeyEvent& packet) {
+        if (!session_.isRunning()) return;
+        const bool isKnown = packet.Softkey >= eSOFTKEY_Home && packet.Softkey <= eSOFTKEY_Search;
+        if (isKnown && packet.SoftkeyEvent == eSOFTKEYEVENTTYPE_Press) {
+            session_.screen().press(packet.Softkey);
+        } else if (isKnown && packet.SoftkeyEvent == eSOFTKEYEVENTTYPE_Release) {
+            session_.screen().release(packet.Softkey);
+        } else {
+            session_.log().note("ignored an unknown softkey event");
+        }
+    }
+
+    Session& session_;
+};
+
+}  // namespace
+
+std::unique_ptr<Feature> makeInput(Session& session) {
+    return std::make_unique<Input>(session);
+}
+
+}  // namespace quarlo::phone

@@ -1,0 +1,124 @@
+// The program: parses its arguments, listens and serves one head unit after the other. One thread;
+// signals only set a flag.
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+#include "Apps.h"
+#include "HomeApp.h"
+#include "Options.h"
+#include "Session.h"
+#include "Socket.h"
+
+namespace quarlo::phone {
+namespace {
+
+volatile std::sig_atomic_t isStopRequested = 0;
+
+void requestStop(int) {
+    isStopRequested = 1;
+}
+
+void catchSignals() {
+    struct sigaction action {};
+    action.sa_handler = requestStop;
+    for (const int signal : {SIGINT, SIGTERM}) sigaction(signal, &action, nullptr);
+}
+
+using Clock = std::chrono::steady_clock;
+
+/// When the program ends by itself, and how long it may wait until then.
+class Deadline {
+  public:
+    explicit Deadline(const std::optional<double>& seconds) {
+        if (seconds)
+            at_ = Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                     std::chrono::duration<double>(*seconds));
+    }
+    bool isOver() const { return isStopRequested != 0 || Clock::now() >= at_; }
+    /** Milliseconds until `wake` or the end, at most a second so that a signal is never missed
+     * long. */
+    int waitingTime(TimePoint wake) const {
+        const TimePoint now = Clock::now();
+        const TimePoint until = std::min({wake, at_, now + std::chrono::seconds(1)});
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - now).count();
+        return static_cast<int>(std::max<long>(0, left));
+    }
+
+  private:
+    TimePoint at_ = TimePoint::max();
+};
+
+/// Another process that waits for the file finds it either absent or complete.
+void writePortFile(const std::string& path, unsigned port) {
+    const std::string draft = path + ".new";
+    std::ofstream file(draft);
+    file << port << "\n";
+    file.close();
+    std::error_code failure;
+    if (file) std::filesystem::rename(draft, path, failure);
+    if (!file || failure) throw std::runtime_error("cannot write " + path);
+}
+
+/// Serves until the session or the program ends; true if the handshake was completed.
+bool serve(SocketStream& stream, Screen& screen, const Options& options, const Log& log,
+           const Deadline& deadline) {
+    Session session(stream, screen, options, log);
+    while (!deadline.isOver() && session.step(Clock::now()))
+        stream.wait(session.wantsInput(), session.wantsOutput(),
+                    deadline.waitingTime(session.nextWake()));
+    stream.finish();
+    return session.isRunning();
+}
+
+int listenAndServe(const Options& options) {
+    const Log log(options.verbose ? LogLevel::Verbose : LogLevel::Normal);
+    const Deadline deadline(options.maxSeconds);
+    Listener listener = options.unixPath.empty() ? Listener::tcp(options.host, options.port)
+                                                 : Listener::unixSocket(options.unixPath);
+    // Taking the photograph lasts a moment: whoever reads that the phone listens finds it ready.
+    Screen screen(makeHomeApp(options.appName, options.seed));
+    screen.open(findApp(options.app));
+    if (!options.portFile.empty()) writePortFile(options.portFile, listener.port());
+    std::printf("listening on %s\n", listener.address().c_str());
+    std::fflush(stdout);
+    while (!deadline.isOver()) {
+        const auto stream = listener.accept(deadline.waitingTime(TimePoint::max()));
+        if (stream == nullptr) continue;
+        log.note("a head unit connected");
+        const bool wasCompleted = serve(*stream, screen, options, log, deadline);
+        if (options.once) return wasCompleted ? 0 : 1;
+    }
+    return options.once ? 1 : 0;
+}
+
+int renderOnly(const Options& options) {
+    Screen screen(makeHomeApp(options.appName, options.seed));
+    screen.open(findApp(options.app));
+    screen.resize(options.renderWidth, options.renderHeight,
+                  static_cast<int>(options.renderPercent));
+    constexpr std::uint64_t tenPastTen = 610ull * 60 * 1000;
+    const Picture& picture = screen.draw({options.clockMilliseconds.value_or(tenPastTen)});
+    if (writePng(picture, options.renderOnly)) return 0;
+    throw std::runtime_error("cannot write " + options.renderOnly);
+}
+
+int runProgram(const Options& options) {
+    catchSignals();
+    return options.renderOnly.empty() ? listenAndServe(options) : renderOnly(options);
+}
+
+}  // namespace
+}  // namespace quarlo::phone
+
+int main(int argc, char** argv) {
+    const auto parsed = quarlo::phone::parseOptions(argc, argv);
+    if (!parsed.options) return parsed.exitStatus;
+    try {
+        return quarlo::phone::runProgram(*parsed.options);
+    } catch (const std::exception& problem) {
+        std::fprintf(stderr, "quarlo-phone: %s\n", problem.what());
+        return 1;
+    }
+}

@@ -1,0 +1,68 @@
+/**
+ * @file
+ * What the command line says. Filled once, then only read.
+ */
+#ifndef QUARLO_PHONE_OPTIONS_H
+#define QUARLO_PHONE_OPTIONS_H
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "QUARLO.Connector.IVI-API-Types_C.h"
+
+namespace quarlo::phone {
+
+/** The points of a session at which it can be told to fall silent or to drop the connection. */
+enum class Stage { Protocol, Init, ServerInit, Done, Frames };
+
+/** What can be answered with a negative acknowledgement. */
+enum class Refusal { Protocol, Init, Done, FrameSize, PixelFormat, Compression };
+
+struct Options {
+    std::string host = "127.0.0.1";
+    std::string port = "5910";
+    std::string unixPath;
+    std::string portFile;
+
+    std::string appName = "quarlo phone";
+    unsigned softkeys = 4;
+    std::uint32_t seed = 1;
+    /** The time of day at which the first frame is drawn; without it the screen shows the real
+     * time. */
+    std::optional<std::uint64_t> clockMilliseconds;
+    unsigned framesPerSecond = 30;
+
+    /** None: what the head unit supports and asks for. */
+    FrameCompression compression = eFRAMECOMPRESSION_None;
+    unsigned renderPercent = 100;
+    std::string dumpDirectory;
+    std::string renderOnly;
+    /** The app in front at the start; empty: the home screen. */
+    std::string app;
+    int renderWidth = 1280;
+    int renderHeight = 720;
+
+    std::set<Refusal> refusals;
+    std::optional<Stage> stallAt;
+    std::optional<Stage> dropAt;
+    std::optional<unsigned> dropAfterFrames;
+
+    bool once = false;
+    std::optional<double> maxSeconds;
+    bool verbose = false;
+};
+
+/** The options, or the exit status if there is nothing further to do. */
+struct ParsedOptions {
+    std::optional<Options> options;
+    int exitStatus = 0;
+};
+
+/** Prints the help, or on stderr what is wrong and what is allowed. */
+ParsedOptions parseOptions(int argc, char** argv);
+
+}  // namespace quarlo::phone
+
+#endif

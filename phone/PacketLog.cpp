@@ -1,0 +1,156 @@
+// Describes packets from their bytes with the wire catalogue, so that every packet that exists can
+// be logged without code of its own. Pure functions.
+#include "PacketLog.h"
+
+#include <algorithm>
+
+#include "QUARLO-WirePackets.h"
+#include "QUARLO.Connector.IVI-API_C.h"
+
+namespace quarlo::phone {
+namespace {
+
+using quarlo::wire::Scalar;
+
+std::string nameOf(std::uint64_t value) {
+    return std::to_string(value);
+}
+std::string nameOf(std::int64_t value) {
+    return std::to_string(value);
+}
+
+template <Scalar T>
+requires std::is_integral_v<T> std::string nameOf(T value) {
+    return nameOf(
+        static_cast<std::conditional_t<std::is_signed_v<T>, std::int64_t, std::uint64_t>>(value));
+}
+
+// Bit masks are integers and stay numbers; enumerations get the names of their printers.
+#define QUARLO_NAME_OWN(Type)                                        \
+    [[maybe_unused]] std::string nameOf(Type value) {                \
+        return std::to_string(static_cast<unsigned>(value)) + " (" + \
+               _quarlo_get##Type##Name(value) + ")";                 \
+    }
+#define QUARLO_NAME_NONE(Type)
+#define QUARLO_ENUM_BEGIN(Type, Wire, Printer) QUARLO_NAME_##Printer(Type)
+#include "QUARLO.Connector.IVI-API-Enumerations.def"
+#undef QUARLO_NAME_OWN
+#undef QUARLO_NAME_NONE
+
+template <class R>
+std::string fieldsOf(const R& record);
+
+std::string bytesText(const UInt8* bytes, std::uint64_t count) {
+    return "\"" + printable({reinterpret_cast<const char*>(bytes), count}) + "\"";
+}
+
+template <Scalar T>
+std::string shown(const T& value) {
+    return nameOf(value);
+}
+template <std::size_t N>
+std::string shown(const UInt8 (&bytes)[N]) {
+    return bytesText(bytes, N);
+}
+template <class R>
+std::string shown(R* const& member) {
+    if constexpr (std::is_same_v<R, qrString>) return bytesText(member->pContent, member->Length);
+    return "{" + fieldsOf(*member) + "}";
+}
+
+template <Scalar C, Scalar T>
+std::string shown(const C& count, T* const& run) {
+    constexpr std::uint64_t most = 16;
+    if (sizeof(T) == 1 && count > most) return std::to_string(count) + " bytes";
+    std::string text;
+    for (std::uint64_t i = 0; i < count && i < most; ++i)
+        text += (i == 0 ? "" : ", ") + nameOf(run[i]);
+    return "[" + text + (count > most ? ", ..." : "") + "]";
+}
+template <Scalar C, class R>
+std::string shown(const C& count, R** const& list) {
+    std::string text;
+    for (std::uint64_t i = 0; i < count; ++i) {
+        if (list[i] != nullptr) text += (i == 0 ? "{" : ", {") + fieldsOf(*list[i]) + "}";
+    }
+    return "[" + text + "]";
+}
+
+void add(std::string& text, const char* name, const std::string& value) {
+    text += (text.empty() ? "" : ", ") + std::string(name) + "=" + value;
+}
+
+#define QUARLO_TELL(Kind, ...) QUARLO_TELL_##Kind(__VA_ARGS__)
+#define QUARLO_TELL_VALUE(Type, Name) add(text, #Name, shown(record.Name));
+#define QUARLO_TELL_BYTES(Name, N) add(text, #Name, shown(record.Name));
+#define QUARLO_TELL_MEMBER(Record, Name) add(text, #Name, shown(record.Name));
+#define QUARLO_TELL_RUN(Count, Length, Type, Name) \
+    add(text, #Name, shown(record.Length, record.Name));
+#define QUARLO_TELL_LIST(Count, Length, Record, Name) \
+    add(text, #Name, shown(record.Length, record.Name));
+#define QUARLO_RECORD(Shape, Name, ...)                             \
+    template <>                                                     \
+    [[maybe_unused]] std::string fieldsOf(const qr##Name& record) { \
+        std::string text;                                           \
+        QUARLO_EACH_FIELD(QUARLO_TELL, __VA_ARGS__)                 \
+        return text;                                                \
+    }
+#define QUARLO_PACKET(Event, Direction, Name, ...)                      \
+    template <>                                                         \
+    [[maybe_unused]] std::string fieldsOf(const packet##Name& record) { \
+        std::string text;                                               \
+        QUARLO_EACH_FIELD(QUARLO_TELL, __VA_ARGS__)                     \
+        return text;                                                    \
+    }
+#define QUARLO_EMPTY_PACKET(Event, Direction, Name)              \
+    template <>                                                  \
+    [[maybe_unused]] std::string fieldsOf(const packet##Name&) { \
+        return {};                                               \
+    }
+#include "QUARLO.Connector.IVI-API-Catalogue.def"
+
+template <class P>
+std::string decodedFields(std::span<const std::uint8_t> bytes) {
+    wire::Bounded input{bytes.data(), bytes.data() + bytes.size()};
+    wire::Heap heap;
+    P* packet = wire::decodePacket<P>(input, heap);
+    if (packet == nullptr) return "malformed";
+    std::string text = fieldsOf(*packet);
+    wire::deletePacket(packet);
+    return text;
+}
+
+std::string fieldsByType(std::span<const std::uint8_t> bytes) {
+    switch (bytes[0]) {
+#define QUARLO_PACKET(Event, Direction, Name, ...) \
+    case Event:                                    \
+        return decodedFields<packet##Name>(bytes);
+#define QUARLO_EMPTY_PACKET(Event, Direction, Name) \
+    case Event:                                     \
+        return decodedFields<packet##Name>(bytes);
+#include "QUARLO.Connector.IVI-API-Catalogue.def"
+        default:
+            return "type " + std::to_string(bytes[0]);
+    }
+}
+
+}  // namespace
+
+std::string printable(std::string_view text) {
+    constexpr std::size_t most = 200;
+    std::string result(text.substr(0, most));
+    for (char& c : result) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '.';
+    }
+    return text.size() > most ? result + "..." : result;
+}
+
+std::string describePacket(std::span<const std::uint8_t> packet) {
+    if (packet.size() < wire::headerSize) return "incomplete";
+    const std::string fields = fieldsByType(packet);
+    std::string text = _quarlo_getEventTypeName(static_cast<EventType>(packet[0]));
+    text += ", " + std::to_string(packet.size()) + " bytes";
+    return fields.empty() ? text : text + ": " + fields;
+}
+
+}  // namespace quarlo::phone

@@ -1,0 +1,24 @@
+/**
+ * @file
+ * Packets as texts for the log. Pure functions.
+ */
+#ifndef QUARLO_PHONE_PACKETLOG_H
+#define QUARLO_PHONE_PACKETLOG_H
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace quarlo::phone {
+
+/** A text of the head unit's fit for a terminal: without control characters, and cut if it is long.
+ */
+std::string printable(std::string_view text);
+
+/** One line about a complete packet of either direction: its name, size and fields. */
+std::string describePacket(std::span<const std::uint8_t> packet);
+
+}  // namespace quarlo::phone
+
+#endif

@@ -1,0 +1,57 @@
+/**
+ * @file
+ * What the phone knows of its surroundings and shows on its screen: the features write it, the apps
+ * read it, and what the user asks for in an app waits in it for the feature that can do it. One
+ * session thread, no locks.
+ */
+#ifndef QUARLO_PHONE_PHONE_H
+#define QUARLO_PHONE_PHONE_H
+
+#include <deque>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "QUARLO.Connector.IVI-API-Types_C.h"
+
+namespace quarlo::phone {
+
+/** What an app can ask for; the number beside it says which of several. */
+enum class Wish { Open, Dial, HangUp, Navigate, Voice, Audio, Custom };
+
+struct Coordinates {
+    double latitude = 0;
+    double longitude = 0;
+};
+
+struct Phone {
+    bool isNight = true;
+    bool isMoving = false;
+    BlockMode block = eBLOCKMODE_AllowAll;
+    /** The head unit's last sentence, printable, and where it says the car is. */
+    std::string sentence;
+    std::optional<Coordinates> position;
+    /** Two or three letters as the head unit gave them. */
+    std::string language = "en";
+    std::map<UInt32, std::string> vehicle;
+    /** By app: what there is to say about its dealings with the head unit. */
+    std::map<std::string, std::string> status;
+    std::deque<std::pair<Wish, int>> wishes;
+
+    void ask(Wish wish, int which = 0) {
+        constexpr std::size_t mostWaiting = 64;
+        if (wishes.size() < mostWaiting) wishes.emplace_back(wish, which);
+    }
+};
+
+/** The text in the language the head unit asked for; languages the phone lacks get English. */
+inline const char* inLanguage(const Phone& phone, const char* english, const char* german,
+                              const char* french) {
+    const std::string code = phone.language.substr(0, 2);
+    return code == "de" ? german : code == "fr" ? french : english;
+}
+
+}  // namespace quarlo::phone
+
+#endif

@@ -1,0 +1,206 @@
+// Composes the screen: the backdrop is drawn once per size, the moving parts on a copy of it for
+// every frame. One thread, no locks.
+#include "Screen.h"
+
+#include <cstdio>
+
+#include "Apps.h"
+
+namespace quarlo::phone {
+namespace {
+
+constexpr Paint white{0xFFFFFF, 1};
+constexpr Paint dim{0xFFFFFF, 0.55};
+
+std::string clockText(const Moment& moment) {
+    const unsigned seconds = static_cast<unsigned>(moment.milliseconds / 1000 % 86400);
+    char text[16];
+    std::snprintf(text, sizeof text, "%02u:%02u:%02u", seconds / 3600, seconds / 60 % 60,
+                  seconds % 60);
+    return text;
+}
+
+void drawSignal(Canvas& canvas, const Box& box, int bars) {
+    const double step = box.width / 4;
+    for (int i = 0; i < 4; ++i) {
+        const double height = box.height * (0.4 + 0.2 * i);
+        canvas.fillRounded({box.x + i * step, box.bottom() - height, step * 0.66, height},
+                           step * 0.15, i < bars ? white : Paint{0xFFFFFF, 0.3});
+    }
+}
+
+void drawBattery(Canvas& canvas, const Box& box, double level) {
+    const double nub = box.height * 0.14;
+    const Box body{box.x, box.y, box.width - nub * 1.4, box.height};
+    canvas.fillRounded(body, box.height * 0.3, {0xFFFFFF, 0.35});
+    canvas.fillRounded({body.right() + nub * 0.4, box.y + box.height * 0.3, nub, box.height * 0.4},
+                       nub / 2, {0xFFFFFF, 0.5});
+    const Box room = body.inner(box.height * 0.14);
+    canvas.fillRounded({room.x, room.y, room.width * level, room.height}, box.height * 0.2,
+                       level > 0.2 ? Paint{0x5BE07F, 1} : Paint{0xFF5F57, 1});
+}
+
+}  // namespace
+
+void Screen::resize(int width, int height, int percent) {
+    width_ = width;
+    height_ = height;
+    scale_ = percent / 100.0;
+    const auto scaled = [&](int size) { return std::max(1, size * percent / 100); };
+    picture_ = Picture(scaled(width), scaled(height));
+    drawBackdrop();
+}
+
+Screen::Screen(std::unique_ptr<App> home) : home_(std::move(home)) {
+    home_->attach(phone_);
+}
+
+void Screen::open(int app) {
+    front_ = app >= 0 && app < appCount ? app : -1;
+    app_ = front_ < 0 ? nullptr : apps[static_cast<std::size_t>(front_)].make();
+    if (app_ != nullptr) app_->attach(phone_);
+    isStale_ = true;
+}
+
+bool Screen::isBlocked() const {
+    if (phone_.block == eBLOCKMODE_UseWhitelist)
+        return front_ >= 0 && !apps[static_cast<std::size_t>(front_)].isForDriving;
+    return phone_.block == eBLOCKMODE_DenyAll;
+}
+
+int Screen::softkeyAt(double x, double y) const {
+    for (int key = eSOFTKEY_Home; key <= eSOFTKEY_Search; ++key) {
+        if (contains(softkeyBox(key), x, y)) return key;
+    }
+    return 0;
+}
+
+void Screen::touch(const Touch& touch) {
+    constexpr std::size_t mostFingers = 10;
+    const bool isGone = touch.type == eTOUCHTYPE_Up || touch.type == eTOUCHTYPE_Cancelled;
+    const auto held = keyFingers_.find(touch.finger);
+    if (held != keyFingers_.end()) {
+        if (!isGone) return;
+        if (touch.type == eTOUCHTYPE_Up) release(static_cast<Softkey>(held->second));
+        pressed_ = 0;
+        keyFingers_.erase(touch.finger);
+        return;
+    }
+    const int key = softkeyAt(touch.x, touch.y);
+    if (touch.type == eTOUCHTYPE_Down && key != 0) {
+        if (keyFingers_.size() >= mostFingers) return;
+        keyFingers_[touch.finger] = key;
+        press(static_cast<Softkey>(key));
+    } else if (!isBlocked()) {
+        app().touch(touch, appBox());
+    }
+}
+
+void Screen::press(Softkey key) {
+    pressed_ = key;
+}
+
+void Screen::release(Softkey key) {
+    pressed_ = 0;
+    if (key == eSOFTKEY_Home || key == eSOFTKEY_Back) open(-1);
+    if (key == eSOFTKEY_Menu && front_ >= 0) open((front_ + 1) % appCount);
+    if (key == eSOFTKEY_Search && !isBlocked()) app().key(key);
+}
+
+Box Screen::statusBox() const {
+    const double shorter = std::min(width_, height_);
+    return {0, 0, static_cast<double>(width_), shorter * 0.068};
+}
+
+Box Screen::appBox() const {
+    const double top = statusBox().bottom();
+    return {0, top, static_cast<double>(width_), height_ - 2 * top};
+}
+
+Box Screen::softkeyBox(int key) const {
+    const double height = statusBox().height;
+    const double width = width_ / 4.0;
+    return {width * (key - eSOFTKEY_Home), height_ - height, width, height};
+}
+
+void Screen::drawBackdrop() {
+    backdrop_ = Picture(picture_.width, picture_.height);
+    Canvas canvas(backdrop_, scale_);
+    const Box whole{0, 0, static_cast<double>(width_), static_cast<double>(height_)};
+    const Theme theme = themeOf(phone_);
+    canvas.fillGradient(whole, 0, theme.top, theme.bottom);
+    app().drawBackdrop(canvas, appBox());
+    const Paint bar = phone_.isNight ? Paint{0x000000, 0.25} : Paint{0x2A3B57, 1};
+    canvas.fill(statusBox(), bar);
+    canvas.fill({0, softkeyBox(eSOFTKEY_Home).y, whole.width, statusBox().height}, bar);
+    isNightDrawn_ = phone_.isNight;
+    languageDrawn_ = phone_.language;
+    isStale_ = false;
+}
+
+const Picture& Screen::draw(const Moment& moment) {
+    if (isStale_ || isNightDrawn_ != phone_.isNight || languageDrawn_ != phone_.language)
+        drawBackdrop();
+    std::copy(backdrop_.pixels.begin(), backdrop_.pixels.end(), picture_.pixels.begin());
+    Canvas canvas(picture_, scale_);
+    if (isBlocked()) {
+        drawBlock(canvas);
+    } else {
+        app().draw(canvas, appBox(), moment);
+    }
+    drawStatus(canvas, moment);
+    drawSoftkeys(canvas);
+    return picture_;
+}
+
+void Screen::drawSoftkeys(Canvas& canvas) const {
+    const char* const labels[] = {inLanguage(phone_, "Home", "Start", "Accueil"),
+                                  inLanguage(phone_, "Back", "Zurück", "Retour"),
+                                  inLanguage(phone_, "Menu", "Menü", "Menu"),
+                                  inLanguage(phone_, "Search", "Suche", "Chercher")};
+    for (int key = eSOFTKEY_Home; key <= eSOFTKEY_Search; ++key) {
+        const Box box = softkeyBox(key);
+        if (key == pressed_) canvas.fill(box, {0xFFFFFF, 0.35});
+        canvas.text(box, labels[key - eSOFTKEY_Home],
+                    {box.height * 0.5, white, Weight::Normal, Align::Centre});
+    }
+}
+
+void Screen::drawBlock(Canvas& canvas) const {
+    const Box box = appBox();
+    const double size = std::min(box.width * 0.045, box.height * 0.09);
+    canvas.fill(box, {0x10151F, 1});
+    canvas.fillCircle(box.centreX(), box.centreY() - size * 2.2, size * 1.5, {0xE0525F, 1});
+    canvas.fillRounded({box.centreX() - size, box.centreY() - size * 2.45, size * 2, size * 0.5},
+                       size * 0.1, white);
+    canvas.text({box.x, box.centreY(), box.width, size * 1.6},
+                inLanguage(phone_, "Not available now", "Jetzt nicht verfügbar",
+                           "Pas disponible maintenant"),
+                {size, white, Weight::Bold, Align::Centre});
+}
+
+void Screen::drawStatus(Canvas& canvas, const Moment& moment) const {
+    const Box bar = statusBox();
+    const double unit = bar.height;
+    const double size = unit * 0.52;
+    const Box content{bar.x + unit * 0.6, bar.y, bar.width - unit * 1.2, bar.height};
+    canvas.text({content.x, bar.y, unit * 4, unit}, clockText(moment), {size, white, Weight::Bold});
+    // A battery that runs down one percent in 36 minutes, and a signal that wanders.
+    const int percent = 86 - static_cast<int>(moment.milliseconds % 86400000 / 2160000);
+    const int bars = 3 + static_cast<int>(moment.milliseconds / 7000 % 2);
+    const Box battery{content.right() - unit * 1.05, bar.y + unit * 0.28, unit * 1.05, unit * 0.46};
+    drawBattery(canvas, battery, percent / 100.0);
+    canvas.text({battery.x - unit * 2.2, bar.y, unit * 2.0, unit}, std::to_string(percent) + "%",
+                {size * 0.9, white, Weight::Normal, Align::Right});
+    const Box signal{battery.x - unit * 3.1, bar.y + unit * 0.26, unit * 0.85, unit * 0.48};
+    drawSignal(canvas, signal, bars);
+    canvas.text({signal.x - unit * 1.7, bar.y, unit * 1.5, unit}, "LTE",
+                {size * 0.8, dim, Weight::Bold, Align::Right});
+    const double half =
+        std::min(bar.centreX() - content.x - unit * 4, signal.x - unit * 1.7 - bar.centreX());
+    canvas.text({bar.centreX() - half, bar.y, 2 * half, unit},
+                (phone_.isMoving ? "▶ " : "") + app().title(),
+                {size, dim, Weight::Normal, Align::Centre});
+}
+
+}  // namespace quarlo::phone

@@ -1,0 +1,106 @@
+// Draws and moves lists. While the car moves nothing scrolls, so that nobody reads on at the wheel.
+#include "ScrollList.h"
+
+#include <cmath>
+
+namespace quarlo::phone {
+namespace {
+
+/// A finger that strays no further than this part of a row still taps.
+constexpr double tapSlack = 0.25;
+
+}  // namespace
+
+std::string ScrollList::title() const {
+    return apps[static_cast<std::size_t>(findApp(id_))].label(phone());
+}
+
+double ScrollList::rowHeight(const Box& box) const {
+    return std::max(8.0, std::min(box.width, box.height) * 0.15);
+}
+
+Box ScrollList::listBox(const Box& box) const {
+    const double header = rowHeight(box) * 0.9;
+    return {box.x, box.y + header, box.width, box.height - header};
+}
+
+void ScrollList::drawBackdrop(Canvas& canvas, const Box& box) {
+    const double height = rowHeight(box);
+    canvas.fillRounded(
+        {box.x + height * 0.2, box.y + height * 0.12, box.width - height * 0.4, height * 0.72},
+        height * 0.15, themeOf(phone()).card);
+}
+
+void ScrollList::draw(Canvas& canvas, const Box& box, const Moment&) {
+    const Theme theme = themeOf(phone());
+    const double height = rowHeight(box);
+    const auto status = phone().status.find(id_);
+    const std::string line =
+        status != phone().status.end() ? status->second
+        : phone().isMoving
+            ? inLanguage(phone(), "Does not scroll while driving",
+                         "Kein Blättern während der Fahrt", "Pas de défilement en roulant")
+            : "–";
+    canvas.text(
+        {box.x + height * 0.45, box.y + height * 0.12, box.width - height * 0.9, height * 0.72},
+        line, {height * 0.3, theme.text, Weight::Bold});
+    const Box list = listBox(box);
+    cairo_save(canvas.cairo());
+    canvas.clipRounded(list, 0);
+    for (std::size_t i = 0; i < rows_.size(); ++i) {
+        const Box row{list.x + height * 0.2, list.y + height * static_cast<double>(i) - offset_,
+                      list.width - height * 0.4, height * 0.92};
+        if (row.bottom() < list.y || row.y > list.bottom()) continue;
+        canvas.fillRounded(row, height * 0.12, theme.card);
+        const double left = row.x + height * 0.3;
+        const double width = row.width - height * 0.6;
+        canvas.text({left, row.y + height * 0.1, width, height * 0.42}, rows_[i].title,
+                    {height * 0.3, theme.text, Weight::Bold});
+        canvas.text({left, row.y + height * 0.5, width, height * 0.34}, rows_[i].detail,
+                    {height * 0.22, theme.soft});
+    }
+    cairo_restore(canvas.cairo());
+}
+
+void ScrollList::scrollTo(double offset, const Box& box) {
+    const double most = rowHeight(box) * static_cast<double>(rows_.size()) - listBox(box).height;
+    offset_ = std::clamp(offset, 0.0, std::max(0.0, most));
+}
+
+void ScrollList::tap(double y, const Box& box) {
+    const double place = (y - listBox(box).y + offset_) / rowHeight(box);
+    if (y < listBox(box).y || place < 0 || place >= static_cast<double>(rows_.size())) return;
+    const Row& row = rows_[static_cast<std::size_t>(place)];
+    if (row.wish) phone().ask(*row.wish, row.which);
+}
+
+void ScrollList::touch(const Touch& touch, const Box& box) {
+    if (touch.type == eTOUCHTYPE_Down && !finger_) {
+        finger_ = touch.finger;
+        startY_ = touch.y;
+        startOffset_ = offset_;
+        hasScrolled_ = false;
+    }
+    if (finger_ != touch.finger) return;
+    const double moved = startY_ - touch.y;
+    hasScrolled_ = hasScrolled_ || std::abs(moved) > rowHeight(box) * tapSlack;
+    if (hasScrolled_ && !phone().isMoving) scrollTo(startOffset_ + moved, box);
+    if (touch.type == eTOUCHTYPE_Up && !hasScrolled_) tap(touch.y, box);
+    if (touch.type == eTOUCHTYPE_Up || touch.type == eTOUCHTYPE_Cancelled) finger_.reset();
+}
+
+void ScrollList::key(Softkey key) {
+    if (key == eSOFTKEY_Search) offset_ = 0;
+}
+
+std::unique_ptr<App> makeListApp() {
+    std::vector<Row> rows;
+    const char* const topics[] = {"Weather", "Traffic", "Sports", "Science", "Culture"};
+    for (int i = 1; i <= 40; ++i)
+        rows.push_back({"Headline " + std::to_string(i),
+                        std::string(topics[i % 5]) + " · " + std::to_string(i * 3) + " min ago",
+                        std::nullopt, 0});
+    return std::make_unique<ScrollList>("news", std::move(rows));
+}
+
+}  // namespace quarlo::phone

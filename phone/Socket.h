@@ -1,0 +1,72 @@
+/**
+ * @file
+ * Sockets: a listener on TCP or a Unix socket, and the stream of an accepted connection. One
+ * thread.
+ */
+#ifndef QUARLO_PHONE_SOCKET_H
+#define QUARLO_PHONE_SOCKET_H
+
+#include <memory>
+#include <string>
+
+#include "Stream.h"
+
+namespace quarlo::phone {
+
+/** An open descriptor. */
+class Descriptor {
+  public:
+    explicit Descriptor(int fd = -1) : fd_(fd) {}
+    ~Descriptor();
+    Descriptor(Descriptor&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+    Descriptor& operator=(Descriptor&&) = delete;
+    int get() const { return fd_; }
+
+  private:
+    int fd_;
+};
+
+class SocketStream : public Stream {
+  public:
+    explicit SocketStream(Descriptor socket) : socket_(std::move(socket)) {}
+    long read(std::span<std::uint8_t> room) override;
+    long write(std::span<const std::uint8_t> bytes) override;
+    /**
+     * Waits until the socket can be read, or written if that is wanted too, or the time is over.
+     * Also returns when a signal arrives.
+     */
+    void wait(bool forRead, bool forWrite, int milliseconds);
+    /** Ends the sending direction and gives the other side a moment to take what was sent. */
+    void finish();
+
+  private:
+    Descriptor socket_;
+};
+
+class Listener {
+  public:
+    /** Each throws std::runtime_error with a text for the user if it cannot listen. */
+    static Listener tcp(const std::string& host, const std::string& port);
+    static Listener unixSocket(const std::string& path);
+    Listener(Listener&&) = default;
+    ~Listener();
+
+    /** The next connection; null if none came in this time, or when a signal arrived. */
+    std::unique_ptr<SocketStream> accept(int milliseconds);
+    /** 0 for a Unix socket. */
+    unsigned port() const { return port_; }
+    const std::string& address() const { return address_; }
+
+  private:
+    Listener(Descriptor socket, std::string address, unsigned port)
+        : socket_(std::move(socket)), address_(std::move(address)), port_(port) {}
+
+    Descriptor socket_;
+    std::string address_;
+    unsigned port_;
+    std::string path_;
+};
+
+}  // namespace quarlo::phone
+
+#endif

@@ -1,0 +1,25 @@
+/**
+ * @file
+ * The byte stream between the phone and one head unit. Never blocks; used by one thread.
+ */
+#ifndef QUARLO_PHONE_STREAM_H
+#define QUARLO_PHONE_STREAM_H
+
+#include <cstdint>
+#include <span>
+
+namespace quarlo::phone {
+
+class Stream {
+  public:
+    virtual ~Stream() = default;
+    /** The number of bytes read, 0 if there are none now, -1 if the other side has gone. */
+    virtual long read(std::span<std::uint8_t> room) = 0;
+    /** The number of bytes taken, which may be fewer than offered or 0, -1 if the other side has
+     * gone. */
+    virtual long write(std::span<const std::uint8_t> bytes) = 0;
+};
+
+}  // namespace quarlo::phone
+
+#endif
