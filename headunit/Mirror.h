@@ -1,0 +1,81 @@
+/*
+ * The main thread's work: asks for updates, makes the changes that are due, writes the pictures and
+ * decides when and how the session has ended.
+ */
+#ifndef HEADUNIT_MIRROR_H
+#define HEADUNIT_MIRROR_H
+
+#include <string>
+
+#include "Log.h"
+#include "Mailbox.h"
+#include "Options.h"
+#include "Runner.h"
+#include "Session.h"
+
+namespace quarlo::headunit {
+
+class Mirror {
+  public:
+    /** @param interrupts a descriptor that is readable when the user wants the end */
+    Mirror(const Options& options, Log& log, Mailbox& mailbox, Session& session, int interrupts);
+
+    /** From RUN on the script is played, and the session ends with it. */
+    void play(Runner& script) { runner = &script; }
+
+    /** Runs the session to its end. @return empty for success, or what went wrong */
+    std::string run();
+    /** What was received, for the log. */
+    void logStatistics(const Transport& transport);
+
+    /* For the script. */
+    void change(const Change& change);
+    void ask(bool isFull) { session.request(isFull); }
+    bool hasFrames() const { return isRunning && !isSuspended; }
+    /** @return empty, or what went wrong */
+    std::string screenshot(const std::string& name);
+
+  private:
+    bool isComplete() const { return options.frames != 0 && updates == options.frames; }
+    void step();
+    void inform(const News& news);
+    void runScript();
+    void becomeRunning();
+    void handle(const Update& update);
+    void makeChanges();
+    void requestNext();
+    void save(const Update& update);
+    void fail(const std::string& why);
+    std::string progress() const;
+    bool isSettling() const { return log.seconds() < settledSeconds; }
+    Runner::Time now() const;
+    double secondsLeft() const;
+    int waitMilliseconds() const;
+    std::string endReason() const;
+
+    const Options& options;
+    Log& log;
+    Mailbox& mailbox;
+    Session& session;
+    const int interrupts;
+    Runner* runner = nullptr;
+
+    bool hasEnded = false;
+    std::string failure;
+    bool isRunning = false;
+    bool isSuspended = false;
+    bool needsFull = true;
+    std::size_t nextCommand = 0;
+    unsigned updates = 0;
+    unsigned pictures = 0;
+    UInt64 rectangles = 0;
+    UInt64 pixelBytes = 0;
+    double settledSeconds = 0;  // until then an update may be of the time before a change
+    double beginSeconds = 0;
+    double runSeconds = 0;
+    double lastSeconds = 0;
+};
+
+}  // namespace quarlo::headunit
+
+#endif
