@@ -1,0 +1,108 @@
+#include "Pump.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+
+#include "Allocations.h"
+
+namespace quarlo::bench {
+
+double now() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+namespace {
+Pump& pumpOf(void* context) {
+    return *static_cast<Pump*>(context);
+}
+}  // namespace
+
+Pump::Pump(UInt32 width, UInt32 height) : instance(quarlo_CreateInstance(nullptr, "bench")) {
+    quarlo_SetCallbackContext(instance, this);
+    quarlo_SetFrameSize(instance, width, height, 100, 60);
+    quarlo_SetReceiverLink(instance, &Pump::receive);
+    quarlo_SetSenderLink(instance, &Pump::send);
+    quarlo_SetInitialisationTimeout(instance, 0);
+    quarlo_SetTraceClass(instance, eTRACECLASS_NONE);
+    quarlo_SetEndReceiverRequestCallback(instance, [](void* context) {
+        Pump& pump = pumpOf(context);
+        const std::lock_guard lock(pump.mutex);
+        pump.isEnding = true;
+        pump.changed.notify_all();
+    });
+    quarlo_SetFrameUpdateCallback(instance, [](void* context, UInt8, UInt16, UInt16, UInt16, UInt16,
+                                               UInt8* data, UInt32 length) {
+        if (pumpOf(context).frame != nullptr) std::memcpy(pumpOf(context).frame, data, length);
+    });
+    quarlo_StartMainThread(instance);
+    handshake();
+}
+
+Pump::~Pump() {
+    quarlo_DeleteInstance(instance);
+}
+
+void Pump::handshake() {
+    // Acknowledges, describes a phone without texts, and ends the initialisation; then two pings.
+    run({2, 0, 0, 0, 0, 1, 0, 0, 0, 1}, 1);
+    run({12, 0, 0, 0, 0, 1, 0, 0, 0, 1}, 1);
+    run({14, 0, 0, 0, 0, 15, 0, 0, 0, 1, 0, 0, 1, 0, 7, 0, 0, 0, 1, 0, 0, 1, 0, 0}, 1);
+    run({18, 0, 0, 0, 0, 1, 0, 0, 0, 1}, 1);
+    run({128, 0, 0, 0, 0, 4, 0, 0, 0, 1, 0, 0, 0}, 2);
+}
+
+Pump::Result Pump::run(const Bytes& bytes, std::size_t times, std::size_t readSize) {
+    std::unique_lock lock(mutex);
+    source = &bytes;
+    offset = 0;
+    left = times;
+    limit = readSize == 0 ? bytes.size() : readSize;
+    isDone = false;
+    begin = 0;
+    changed.notify_all();
+    changed.wait(lock, [&] { return isDone; });
+    return result;
+}
+
+void Pump::finish() {
+    result = {now() - begin, allocations() - allocationsBefore, sends - sendsBefore};
+    source = nullptr;
+    isDone = true;
+    changed.notify_all();
+}
+
+/** Called when there is nothing to read: ends a run that was under way and waits for the next. */
+std::size_t Pump::waitForWork(std::unique_lock<std::mutex>& lock) {
+    if (source != nullptr && begin != 0) finish();
+    changed.wait(lock, [&] { return source != nullptr || isEnding; });
+    if (isEnding) return 0;
+    begin = now();
+    allocationsBefore = allocations();
+    sendsBefore = sends;
+    return left;
+}
+
+std::size_t Pump::receive(void* context, UInt8* buffer, std::size_t size, void*) {
+    Pump& pump = pumpOf(context);
+    if (pump.source == nullptr || pump.left == 0 || pump.begin == 0) {
+        std::unique_lock lock(pump.mutex);
+        if (pump.waitForWork(lock) == 0) return 0;
+    }
+    const std::size_t rest = pump.source->size() - pump.offset;
+    const std::size_t count = std::min({size, rest, pump.limit});
+    std::memcpy(buffer, pump.source->data() + pump.offset, count);
+    pump.offset += count;
+    if (pump.offset == pump.source->size()) {
+        pump.offset = 0;
+        --pump.left;
+    }
+    return count;
+}
+
+void Pump::send(void* context, UInt8*, std::size_t, void*) {
+    ++pumpOf(context).sends;
+}
+
+}  // namespace quarlo::bench

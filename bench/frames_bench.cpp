@@ -1,0 +1,196 @@
+/* A full screen update end to end, beside the copies and the inflate of the same bytes. */
+#include <benchmark/benchmark.h>
+#ifndef QUARLO_ZLIB_ONLY
+#include <libdeflate.h>
+#endif
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "Allocations.h"
+#include "Pump.h"
+#include "QUARLO-Core-Engineering-Types.h"
+
+namespace quarlo::bench {
+namespace {
+
+void put(Bytes& bytes, std::uint64_t value, unsigned width) {
+    for (unsigned i = 0; i < width; ++i) bytes.push_back(static_cast<UInt8>(value >> (8 * i)));
+}
+
+/** Pixels that look like a screen: gradients, and a quarter with the grain of a photograph. */
+Bytes picture(UInt32 width, UInt32 height) {
+    Bytes pixels(std::size_t{width} * height * 4);
+    std::uint32_t noise = 1;
+    for (std::size_t i = 0; i < pixels.size(); i += 4) {
+        const std::size_t x = i / 4 % width;
+        const std::size_t y = i / 4 / width;
+        noise = noise * 1664525U + 1013904223U;
+        const bool isPhoto = x > width / 2 && y > height / 2;
+        const std::size_t grain = isPhoto ? noise >> 29 : 0;
+        pixels[i] = static_cast<UInt8>(y / 4 + grain);
+        pixels[i + 1] = static_cast<UInt8>(isPhoto ? (x + y) / 8 : 0x40);
+        pixels[i + 2] = static_cast<UInt8>(x / 8);
+        pixels[i + 3] = 0xFF;
+    }
+    return pixels;
+}
+
+Bytes deflated(const Bytes& data) {
+    uLongf size = compressBound(data.size());
+    Bytes result(size);
+    compress2(result.data(), &size, data.data(), data.size(), 6);
+    result.resize(size);
+    return result;
+}
+
+Bytes updatePacket(UInt32 width, UInt32 height, FrameCompression compression, const Bytes& data) {
+    Bytes payload;
+    payload.push_back(1);
+    put(payload, 0, 4);
+    put(payload, width, 2);
+    put(payload, height, 2);
+    put(payload, ePIXELFORMAT_ARGB8888, 1);
+    put(payload, ePIXELENDIANESS_LittleEndian, 1);
+    put(payload, compression, 4);
+    put(payload, 4, 1);
+    put(payload, 100, 1);
+    put(payload, 100, 1);
+    put(payload, data.size(), 4);
+    payload.insert(payload.end(), data.begin(), data.end());
+    Bytes packet{eEVENTTYPE_FramebufferUpdate, 0, 0, 0, 0};
+    put(packet, payload.size(), 4);
+    packet.insert(packet.end(), payload.begin(), payload.end());
+    return packet;
+}
+
+/** The median of one measurement, which leaves out the moments when the machine did something else.
+ */
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+/** Runs library and reference alternately, so that both see the same machine. */
+template <class Library, class Reference>
+void compare(benchmark::State& state, Library library, Reference reference) {
+    std::vector<double> measured;
+    std::vector<double> references;
+    std::uint64_t allocated = 0;
+    for (auto _ : state) {
+        const Pump::Result result = library();
+        const double start = now();
+        reference();
+        references.push_back(now() - start);
+        measured.push_back(result.seconds);
+        allocated += result.allocations;
+        state.SetIterationTime(result.seconds);
+    }
+    state.counters["x_reference"] = median(measured) / median(references);
+    state.counters["ms_reference"] = median(references) * 1e3;
+    state.counters["allocations_per_update"] =
+        static_cast<double>(allocated) / static_cast<double>(state.iterations());
+}
+
+void warmUp(Pump& pump, const Bytes& packet) {
+    pump.run(packet, 3);
+}
+
+/** Beside one copy into a receive buffer and one by the host. */
+void rawFrame(benchmark::State& state) {
+    const auto width = static_cast<UInt32>(state.range(0));
+    const auto height = static_cast<UInt32>(state.range(1));
+    Pump pump(width, height);
+    const Bytes packet =
+        updatePacket(width, height, eFRAMECOMPRESSION_Uncompressed, picture(width, height));
+    Bytes frame(packet.size());
+    Bytes buffer(packet.size());
+    pump.frame = frame.data();
+    warmUp(pump, packet);
+    compare(
+        state, [&] { return pump.run(packet, 1); },
+        [&] {
+            std::memcpy(buffer.data(), packet.data(), packet.size());
+            benchmark::ClobberMemory();
+            std::memcpy(frame.data(), buffer.data() + 31, packet.size() - 31);
+            benchmark::ClobberMemory();
+        });
+}
+BENCHMARK(rawFrame)
+    ->Args({1280, 720})
+    ->Args({1920, 720})
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(300);
+
+/** What the library itself does for a frame: the link copies nothing but the first bytes, nor the
+ * host. */
+void libraryShare(benchmark::State& state) {
+    const auto width = static_cast<UInt32>(state.range(0));
+    const auto height = static_cast<UInt32>(state.range(1));
+    Pump pump(width, height);
+    const Bytes pixels = picture(width, height);
+    const Bytes small = updatePacket(1, 1, eFRAMECOMPRESSION_Uncompressed, Bytes(4));
+    Bytes frame(pixels.size());
+    warmUp(pump, small);
+    constexpr std::size_t times = 1000;
+    std::vector<double> ratios;
+    for (auto _ : state) {
+        const Pump::Result result = pump.run(small, times);
+        const double start = now();
+        std::memcpy(frame.data(), pixels.data(), pixels.size());
+        benchmark::ClobberMemory();
+        ratios.push_back(result.seconds / times / (now() - start));
+        state.SetIterationTime(result.seconds / times);
+    }
+    state.counters["percent_of_memcpy"] = median(ratios) * 100;
+}
+BENCHMARK(libraryShare)
+    ->Args({1280, 720})
+    ->Args({1920, 720})
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond)
+    ->Iterations(100);
+
+/** One-shot decompression with the library that the plug-in is built with. */
+void inflateAlone(Bytes& frame, const Bytes& data) {
+#ifdef QUARLO_ZLIB_ONLY
+    uLongf size = frame.size();
+    uncompress(frame.data(), &size, data.data(), data.size());
+#else
+    libdeflate_decompressor* decompressor = libdeflate_alloc_decompressor();
+    libdeflate_zlib_decompress(decompressor, data.data(), data.size(), frame.data(), frame.size(),
+                               nullptr);
+    libdeflate_free_decompressor(decompressor);
+#endif
+    benchmark::ClobberMemory();
+}
+
+/** Beside a one-shot inflate of the same bytes. */
+void zlibFrame(benchmark::State& state) {
+    if ((quarlo_Eng_GetSupportedCompressions() & eFRAMECOMPRESSION_ZLIB) == 0) {
+        state.SkipWithError("the zlib plug-in was not found");
+        return;
+    }
+    const auto width = static_cast<UInt32>(state.range(0));
+    const auto height = static_cast<UInt32>(state.range(1));
+    Pump pump(width, height);
+    const Bytes pixels = picture(width, height);
+    const Bytes data = deflated(pixels);
+    const Bytes packet = updatePacket(width, height, eFRAMECOMPRESSION_ZLIB, data);
+    Bytes frame(pixels.size());
+    warmUp(pump, packet);
+    compare(
+        state, [&] { return pump.run(packet, 1); }, [&] { inflateAlone(frame, data); });
+}
+BENCHMARK(zlibFrame)
+    ->Args({1280, 720})
+    ->Args({1920, 720})
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(200);
+
+}  // namespace
+}  // namespace quarlo::bench
