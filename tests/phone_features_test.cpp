@@ -294,6 +294,7 @@ TEST(PhoneApps, TheCatalogueIsAnnouncedIconsDrawnAndAppsStarted) {
     other.tellInit();
     other.tellDone();
     other.settle();
+    other.step(100);
     other.take<packetServerProtocolAcknowledge>();
     other.take<packetServerInitAcknowledge>();
     EXPECT_EQ(other.take<packetServerInit>()->Capabilities,
