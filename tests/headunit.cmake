@@ -3,7 +3,7 @@ if(TARGET headunit_parts)
   find_package(ZLIB REQUIRED)
   quarlo_test(headunit_test LABELS headunit threads
     SOURCES headunit_options_test.cpp headunit_reports_test.cpp headunit_script_test.cpp
-      headunit_screen_test.cpp headunit_transport_test.cpp
+      headunit_screen_test.cpp
     LIBRARIES headunit_parts ZLIB::ZLIB)
 endif()
 
