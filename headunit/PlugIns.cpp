@@ -1,6 +1,7 @@
 #include "PlugIns.h"
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <bit>
@@ -58,13 +59,13 @@ void describe(FrameCompression compression, std::vector<std::string>& lines) {
     const std::string file = format("libQUARLO-Decomp%02u.so", number);
     lines.push_back("no plug-in decodes " + nameOfCompressions(compression) + ": " + file +
                     " cannot be used; tried were:");
+    // Like the loader: the first file of that name decides.
     for (const std::string& folder : searchPath()) {
         const std::string path = folder + "/" + file;
-        if (const Opened plugIn(path.c_str(), RTLD_LAZY); plugIn) {
-            lines.push_back("  " + path + ": opens, but is no plug-in for it");
-            return;
-        }
-        lines.push_back(std::string("  ") + dlerror());
+        const bool exists = access(path.c_str(), F_OK) == 0;
+        const Opened plugIn(path.c_str(), RTLD_LAZY);
+        lines.push_back("  " + (plugIn ? path + ": opens, but is no plug-in for it" : dlerror()));
+        if (exists) return;
     }
 }
 
