@@ -37,7 +37,6 @@ void Mailbox::failed(const std::string& why) {
 void Mailbox::post(Update update) {
     std::unique_lock guard(lock);
     room.wait(guard, [this] { return isClosed || news.updates.size() < maximumWaiting; });
-    if (isClosed) return;
     news.updates.push_back(std::move(update));
     signal();
 }
@@ -53,6 +52,13 @@ void Mailbox::close() {
     const std::lock_guard guard(lock);
     isClosed = true;
     room.notify_all();
+}
+
+void Mailbox::reopen() {
+    const std::lock_guard guard(lock);
+    isClosed = false;
+    news.isRunning = false;
+    news.failure.clear();
 }
 
 void Mailbox::wait(int milliseconds, int otherDescriptor) {

@@ -11,8 +11,8 @@
 #include <mutex>
 #include <string>
 
+#include "Descriptor.h"
 #include "Screen.h"
-#include "Transport.h"
 
 namespace quarlo::headunit {
 
@@ -39,8 +39,10 @@ class Mailbox {
     /** Of many that are not taken the latest are kept. */
     void happened(Event what);
 
-    /** Lets a waiting post() go; later ones are dropped. */
+    /** Lets a waiting post() go; later ones do not wait. */
     void close();
+    /** For the next connection: forgets that there was a RUN and a failure. */
+    void reopen();
 
     /**
      * Waits until there is news, the time is over or the other descriptor is readable.
