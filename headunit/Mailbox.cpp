@@ -41,6 +41,12 @@ void Mailbox::post(Update update) {
     signal();
 }
 
+void Mailbox::acknowledged() {
+    const std::lock_guard guard(lock);
+    ++news.acknowledgements;
+    signal();
+}
+
 void Mailbox::happened(Event what) {
     const std::lock_guard guard(lock);
     if (news.events.size() == maximumEvents) news.events.pop_front();
@@ -58,6 +64,7 @@ void Mailbox::reopen() {
     const std::lock_guard guard(lock);
     isClosed = false;
     news.isRunning = false;
+    news.acknowledgements = 0;
     news.failure.clear();
 }
 
@@ -72,7 +79,7 @@ News Mailbox::take() {
     const std::lock_guard guard(lock);
     room.notify_all();
     return {news.isRunning, std::exchange(news.updates, {}), std::exchange(news.events, {}),
-            news.failure};
+            std::exchange(news.acknowledgements, 0), news.failure};
 }
 
 }  // namespace quarlo::headunit

@@ -26,6 +26,7 @@ struct News {
     bool isRunning = false;
     std::deque<Update> updates;
     std::deque<Event> events;
+    unsigned acknowledgements = 0;
     std::string failure;  ///< the first; empty while all is well
 };
 
@@ -36,6 +37,7 @@ class Mailbox {
     void running();
     void failed(const std::string& why);
     void post(Update update);
+    void acknowledged();
     /** Of many that are not taken the latest are kept. */
     void happened(Event what);
 

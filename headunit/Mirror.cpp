@@ -12,8 +12,9 @@ namespace {
 
 constexpr int drainMilliseconds = 20;
 
-// The library decodes every frame by its present settings.
-bool reshapes(const Change& change) {
+// The library decodes every frame by its present settings, and of those on their way nobody can say
+// which was drawn when.
+bool waitsForQuiet(const Change& change) {
     return !std::holds_alternative<SetSuspended>(change) &&
            !std::holds_alternative<SetCompression>(change);
 }
@@ -75,7 +76,7 @@ void Mirror::lost(const std::string& why) {
     session.close();
     take(mailbox.take());
     for (; !changes.empty(); changes.pop_front()) apply(changes.front());
-    traffic.forget();
+    fence.forget();
     needsFull = true;
 }
 
@@ -111,6 +112,8 @@ void Mirror::take(const News& news) {
     for (const Update& update : news.updates) {
         if (!hasEnded) handle(update);
     }
+    // Updates that came before an acknowledgement are in the same news or in older ones.
+    for (unsigned i = 0; i < news.acknowledgements; ++i) fence.acknowledged();
     if (runner == nullptr) return;
     for (const Event& event : news.events) runner->happened(event);
 }
@@ -168,7 +171,6 @@ void Mirror::becomeRunning() {
 // The next update is on its way while this one's picture is written.
 void Mirror::handle(const Update& update) {
     const UInt64 whole = UInt64{session.extent().width} * session.extent().height;
-    traffic.answered();
     updates = update.number;
     rectangles += update.arrived;
     pixelBytes += update.bytes;
@@ -207,25 +209,35 @@ void Mirror::change(const Change& change) {
 void Mirror::applyChanges() {
     if (changes.empty()) return;
     for (; !changes.empty(); changes.pop_front()) {
-        if (reshapes(changes.front()) && !mayReshape()) return;
+        if (waitsForQuiet(changes.front()) && !isQuiet()) return;
         apply(changes.front());
     }
-    traffic.forget();
+    if (fence.isUp() && !isSuspended) session.change(SetSuspended{false});
+    fence.lower();
 }
 
 // A frame on its way would be decoded by settings that it was not made for.
-bool Mirror::mayReshape() {
-    const Traffic::Line line =
-        traffic.look(log.seconds(), session.bytesReceived(), session.isDrawing());
-    if (line == Traffic::Line::Overdue) {
-        log.line("HOST", "changed while the phone goes on sending");
+bool Mirror::isQuiet() {
+    if (!fence.isUp()) raiseFence();
+    const Fence::Line line = fence.look(log.seconds());
+    if (line == Fence::Line::Overdue) {
+        log.line("HOST", "the phone acknowledges nothing: changed while frames may be under way");
         settledSeconds = log.seconds() + 1;
     }
-    return line != Traffic::Line::Busy;
+    return line != Fence::Line::Busy;
+}
+
+// The phone sends no frame that it has not begun, and acknowledges after those that it has.
+void Mirror::raiseFence() {
+    session.change(SetSuspended{true});
+    session.changeNothing();
+    fence.sent();
+    fence.raise(log.seconds());
 }
 
 void Mirror::apply(const Change& change) {
     session.change(change);
+    if (std::holds_alternative<SetCompression>(change)) fence.sent();
     if (const auto* suspended = std::get_if<SetSuspended>(&change)) {
         isSuspended = suspended->isSuspended;
     } else {
@@ -256,7 +268,6 @@ void Mirror::requestNext() {
 
 void Mirror::request(bool isFull) {
     if (isFull) covered = 0;
-    traffic.requested();
     session.request(isFull);
 }
 

@@ -8,13 +8,13 @@
 #include <deque>
 #include <string>
 
+#include "Fence.h"
 #include "Log.h"
 #include "Mailbox.h"
 #include "Options.h"
 #include "Retry.h"
 #include "Runner.h"
 #include "Session.h"
-#include "Traffic.h"
 
 namespace quarlo::headunit {
 
@@ -54,7 +54,8 @@ class Mirror {
     void makeChanges();
     void applyChanges();
     void apply(const Change& change);
-    bool mayReshape();
+    bool isQuiet();
+    void raiseFence();
     void requestNext();
     void request(bool isFull);
     void save(const Update& update);
@@ -76,7 +77,7 @@ class Mirror {
     bool hasEnded = false;
     std::string failure;
     Retry retry;
-    Traffic traffic;
+    Fence fence;
     bool isRunning = false;  // at present
     bool hasRun = false;
     bool isSuspended = false;

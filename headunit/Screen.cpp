@@ -19,7 +19,6 @@ void Screen::begin(unsigned rectangles) {
     const std::lock_guard guard(lock);
     current = {};
     current.announced = rectangles;
-    hasBegun = true;
 }
 
 std::string Screen::drawDecoded(unsigned index, const Area& area, std::span<const UInt8> data) {
@@ -56,17 +55,11 @@ std::string Screen::refuse(unsigned index, const std::string& why) {
 Update Screen::end() {
     const std::lock_guard guard(lock);
     current.number = ++updates;
-    hasBegun = false;
     if (current.problem.empty() && current.arrived != current.announced) {
         current.problem = format("%u of %u rectangles arrived", current.arrived, current.announced);
     }
     if (every != 0 && updates % every == 0) current.picture = picture;
     return std::exchange(current, {});
-}
-
-bool Screen::isDrawing() {
-    const std::lock_guard guard(lock);
-    return hasBegun;
 }
 
 Picture Screen::copy() {

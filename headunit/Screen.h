@@ -38,8 +38,6 @@ class Screen {
     /** A rectangle as sent. @return what to say about it, empty for nothing */
     std::string drawRaw(unsigned index, const RawRectangle& rectangle);
     Update end();
-    /** Between begin() and end(). */
-    bool isDrawing();
     /** What is on the screen now. */
     Picture copy();
 
@@ -53,7 +51,6 @@ class Screen {
     const unsigned every;
     RawDecoder decoder;
     unsigned updates = 0;
-    bool hasBegun = false;
     Update current;
 };
 

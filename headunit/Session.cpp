@@ -62,7 +62,7 @@ void Session::registerCallbacks() {
     quarloLink_Attach(link.get(), instance, this);
     quarlo_SetTraceOutput(instance, traced);
     // Error traces are wanted for the reason of a failure, whether they are shown or not.
-    quarlo_SetTraceClass(instance, options.trace | eTRACECLASS_ERROR);
+    quarlo_SetTraceClass(instance, options.trace | eTRACECLASS_ERROR | eTRACECLASS_INFORMATION);
     quarlo_SetEndReceiverRequestCallback(instance, endRequested);
     quarlo_SetProtocolCallback(instance, stateChanged);
     quarlo_SetErrorCallback(instance, errorReported);
@@ -162,6 +162,10 @@ void Session::request(bool isFull) {
                                     static_cast<UInt16>(size.height), isFull ? 0 : 1);
 }
 
+void Session::changeNothing() {
+    quarlo_OverrideCompressionFormat(instance, compression);
+}
+
 void Session::change(const Change& change) {
     if (const auto* suspended = std::get_if<SetSuspended>(&change)) {
         quarlo_FrameRequestStatus(instance, suspended->isSuspended ? 1 : 0);
@@ -173,7 +177,7 @@ void Session::change(const Change& change) {
         size = other->size;
         screen.reshape(size, layout);
         setSize(size);
-    } else {
+    } else if (!std::holds_alternative<Refresh>(change)) {
         if (const auto* format = std::get_if<SetFormat>(&change)) layout.format = format->format;
         if (const auto* order = std::get_if<SetOrder>(&change)) layout.order = order->order;
         screen.reshape(size, layout);

@@ -48,11 +48,12 @@ class Session {
     void request(bool isFull);
     /** While it is not open: for the next start. */
     void change(const Change& change);
+    /** Asks for the compression that was asked for last: the phone acknowledges it. */
+    void changeNothing();
 
     Features& features() { return services; }
     void* handle() const { return instance; }
     Picture picture() { return screen.copy(); }
-    bool isDrawing() { return screen.isDrawing(); }
     Size extent() const { return size; }
     /* Of all connections. */
     UInt64 bytesReceived() const;

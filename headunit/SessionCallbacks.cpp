@@ -21,6 +21,10 @@ void Session::traced(void* context, eTraceClass traceClass, char* text) {
     if ((session.options.trace & traceClass) != eTRACECLASS_NONE) {
         session.log.line(quarlo_getTraceClassPrefix(traceClass), line);
     }
+    // No callback says that the phone has acknowledged.
+    const bool isInformation = traceClass == eTRACECLASS_INFORMATION;
+    if (isInformation && line.starts_with("OverrideCompressionAcknowledge"))
+        session.mailbox.acknowledged();
     const bool isReport = line.starts_with("error callback with code");
     if (traceClass == eTRACECLASS_ERROR && !isReport) session.setLastError(printable(line));
 }

@@ -40,7 +40,9 @@ struct SetCompression {
 struct SetSuspended {
     bool isSuspended;
 };
-using Change = std::variant<SetFormat, SetOrder, SetSize, SetCompression, SetSuspended>;
+/** Nothing is to be different, but what is shown next is to be newer than this. */
+struct Refresh {};
+using Change = std::variant<SetFormat, SetOrder, SetSize, SetCompression, SetSuspended, Refresh>;
 
 /** A change of the running session, made after the update of that number; 0: when RUN is reached.
  */

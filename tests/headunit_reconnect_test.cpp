@@ -1,13 +1,13 @@
 // When the head unit tries again, and when it may change what frames look like.
 #include <gtest/gtest.h>
 
+#include "Fence.h"
 #include "Retry.h"
-#include "Traffic.h"
 
 namespace quarlo::headunit {
 namespace {
 
-using Line = Traffic::Line;
+using Line = Fence::Line;
 
 TEST(Retry, PausesDoubleUntilRunIsReached) {
     Retry retry(0);
@@ -37,42 +37,36 @@ TEST(Retry, GivesUpAfterItsTime) {
     EXPECT_TRUE(retry.failed(500));
 }
 
-TEST(Traffic, IsQuietWhenNothingComesAnyMore) {
-    struct Case {
-        const char* what;
-        int requests;
-        int answers;
-        double quietAt;
-    };
-    const Case cases[] = {{"nothing requested", 0, 0, 0.1},
-                          {"all answered", 2, 2, 0.1},
-                          {"more updates than requests", 1, 3, 0.1},
-                          {"no answer, as nothing changes", 2, 1, 0.5}};
-    for (const Case& one : cases) {
-        Traffic traffic;
-        for (int i = 0; i < one.requests; ++i) traffic.requested();
-        for (int i = 0; i < one.answers; ++i) traffic.answered();
-        EXPECT_EQ(traffic.look(7, 100, false), Line::Busy) << one.what;
-        EXPECT_EQ(traffic.look(7 + one.quietAt - 0.01, 100, false), Line::Busy) << one.what;
-        EXPECT_EQ(traffic.look(7 + one.quietAt + 0.01, 100, false), Line::Quiet) << one.what;
-    }
+TEST(Fence, WaitsForWhatWasSentLast) {
+    Fence fence;
+    fence.sent();  // a change by itself, acknowledged while the fence is up
+    fence.sent();
+    fence.raise(7);
+    EXPECT_EQ(fence.look(7), Line::Busy);
+    fence.acknowledged();
+    EXPECT_EQ(fence.look(9.9), Line::Busy) << "an older one";
+    fence.acknowledged();
+    EXPECT_EQ(fence.look(9.9), Line::Quiet);
+    fence.lower();
+    EXPECT_FALSE(fence.isUp());
 }
 
-TEST(Traffic, BytesAndDrawingAreActivityButNotForEver) {
-    Traffic traffic;
-    EXPECT_EQ(traffic.look(0, 100, false), Line::Busy);
-    EXPECT_EQ(traffic.look(0.2, 200, false), Line::Busy) << "bytes came";
-    EXPECT_EQ(traffic.look(0.4, 200, true), Line::Busy) << "an update is being decoded";
-    EXPECT_EQ(traffic.look(0.45, 200, false), Line::Busy);
-    EXPECT_EQ(traffic.look(0.51, 200, false), Line::Quiet);
-    UInt64 received = 200;
-    for (double now = 0.6; now < 2.9; now += 0.05) {
-        EXPECT_EQ(traffic.look(now, ++received, false), Line::Busy);
-    }
-    EXPECT_EQ(traffic.look(3.1, ++received, false), Line::Overdue);
-    traffic.forget();
-    EXPECT_EQ(traffic.look(4, received, false), Line::Busy) << "a new wait has its own time";
-    EXPECT_EQ(traffic.look(4.2, received, false), Line::Quiet);
+TEST(Fence, APhoneThatAcknowledgesNothingIsNotWaitedForForEver) {
+    Fence fence;
+    fence.sent();
+    fence.raise(0);
+    EXPECT_EQ(fence.look(2.9), Line::Busy);
+    EXPECT_EQ(fence.look(3.1), Line::Overdue);
+    fence.lower();
+    fence.sent();
+    fence.raise(10);
+    EXPECT_EQ(fence.look(10), Line::Busy) << "a new wait has its own time";
+    fence.acknowledged();
+    EXPECT_EQ(fence.look(10.1), Line::Quiet) << "and is not owed the answers of the last";
+    fence.sent();
+    fence.forget();
+    fence.raise(20);
+    EXPECT_EQ(fence.look(20), Line::Quiet) << "another connection";
 }
 
 }  // namespace
