@@ -14,6 +14,7 @@
 #include "Mailbox.h"
 #include "Options.h"
 #include "Reports.h"
+#include "Store.h"
 
 namespace quarlo::headunit {
 
@@ -54,7 +55,7 @@ class Features {
     Mailbox& mailbox;
     void* instance = nullptr;
     std::atomic<UInt32> audioRequest{0};
-    HostStore store;  // receiver thread
+    HostStore store{options.store};  // receiver thread
     std::mutex lock;
     std::string iconUrl;  // guarded by lock
     Size iconSize;        // guarded by lock

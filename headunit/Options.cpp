@@ -128,6 +128,10 @@ void addRun(CLI::App& app, Options& options) {
     addWords(app, "--trace", options.trace, parseTrace, traceWords, "Trace lines in the log");
     app.add_option("--dump", options.dump, "Append every byte sent and received to this file")
         ->type_name("FILE");
+    app.add_option("--store", options.store,
+                   "Keep there what the phone parks for good; without it, it lasts as long as the "
+                   "program")
+        ->type_name("FILE");
     app.add_flag("--quiet", options.quiet, "No session log, only what goes wrong");
 }
 
@@ -144,9 +148,11 @@ void preparePlaces(const Options& options) {
     if (options.script && options.script->writesPictures && options.output.empty()) {
         throw CLI::ValidationError("--script", "screenshots need --output DIR");
     }
-    if (!options.dump.empty() && !std::ofstream(options.dump, std::ios::app)) {
+    for (const auto& [name, file] :
+         {std::pair("--dump", options.dump), {"--store", options.store}}) {
+        if (file.empty() || std::ofstream(file, std::ios::app)) continue;
         throw CLI::ValidationError(
-            "--dump", "'" + options.dump + "' cannot be opened; allowed: a file to append to");
+            name, "'" + file + "' cannot be opened; allowed: a file that can be written to");
     }
 }
 

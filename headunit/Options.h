@@ -48,6 +48,7 @@ struct Options {
     unsigned every = 1;
     eTraceClass trace = eTRACECLASS_ERROR | eTRACECLASS_WARNING;
     std::string dump;
+    std::string store;  ///< the file of what the phone parks for good
     bool quiet = false;
 };
 

@@ -119,37 +119,4 @@ std::string reportApp(const AppInfo& app) {
            " categories" + categories + (app.IsAbleToLaunchApps != 0 ? ", launches apps" : "");
 }
 
-HostStore::Outcome HostStore::apply(ServerCustomDataRawType operation, UInt16 identifier,
-                                    std::span<const UInt8> bytes) {
-    switch (operation) {
-        case eSERVERCUSTOMDATARAWTYPE_StoreHost:
-            return store(identifier, bytes);
-        case eSERVERCUSTOMDATARAWTYPE_GetHost: {
-            const auto found = blocks.find(identifier);
-            if (found == blocks.end()) return {"nothing is kept there", std::vector<UInt8>()};
-            return {"answered", found->second};
-        }
-        case eSERVERCUSTOMDATARAWTYPE_DeleteHost:
-            erase(identifier);
-            return {"forgotten", {}};
-        default:
-            return {"ignored", {}};
-    }
-}
-
-HostStore::Outcome HostStore::store(UInt16 identifier, std::span<const UInt8> bytes) {
-    erase(identifier);
-    if (bytes.size() > quota - used) return {"refused: the store is full", {}};
-    blocks[identifier].assign(bytes.begin(), bytes.end());
-    used += bytes.size();
-    return {"kept", {}};
-}
-
-void HostStore::erase(UInt16 identifier) {
-    const auto found = blocks.find(identifier);
-    if (found == blocks.end()) return;
-    used -= found->second.size();
-    blocks.erase(found);
-}
-
 }  // namespace quarlo::headunit

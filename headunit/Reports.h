@@ -1,7 +1,7 @@
 /*
  * What the phone tells through the callbacks, as lines for people and scripts, and the blocks that
  * it parks at the host. The texts come from the phone: they are bounded here. Reports are pure
- * functions; a HostStore belongs to the receiver thread.
+ * functions.
  */
 #ifndef HEADUNIT_REPORTS_H
 #define HEADUNIT_REPORTS_H
@@ -33,27 +33,6 @@ std::string reportBusMessage(ServerCustomDataCanType type, UInt32 identifier,
 std::string reportBlock(ServerCustomDataRawType operation, UInt16 identifier,
                         std::span<const UInt8> bytes);
 std::string reportApp(const AppInfo& app);
-
-/** Keeps the phone's blocks, up to a quota; what does not fit is refused. */
-class HostStore {
-  public:
-    static constexpr std::size_t quota = std::size_t{4} << 20;
-
-    struct Outcome {
-        const char* remark;
-        std::optional<std::vector<UInt8>> answer;  ///< to be sent to the phone
-    };
-
-    Outcome apply(ServerCustomDataRawType operation, UInt16 identifier,
-                  std::span<const UInt8> bytes);
-
-  private:
-    Outcome store(UInt16 identifier, std::span<const UInt8> bytes);
-    void erase(UInt16 identifier);
-
-    std::map<UInt16, std::vector<UInt8>> blocks;
-    std::size_t used = 0;
-};
 
 }  // namespace quarlo::headunit
 

@@ -5,7 +5,7 @@ namespace {
 
 constexpr std::size_t maximumEvents = 16384;
 // A phone that does not answer in that time has nothing newer to show.
-constexpr Runner::Time screenshotPatience{5000};
+constexpr Runner::Time screenshotPatience{15000};
 
 std::string wanted(const std::string& callback, const std::string& text) {
     return "'" + callback + "'" + (text.empty() ? "" : " with '" + text + "'");

@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
+#include "Store.h"
+
 namespace quarlo::headunit {
 namespace {
 
@@ -54,6 +58,38 @@ TEST(Reports, ShowOnlyWhatAPlaceHas) {
               "\"P\" PositionOnly longitude -1.000000 latitude -2.000000");
 }
 
+TEST(HostStore, AFileKeepsTheLastingBlocks) {
+    const std::string file = testing::TempDir() + "lasting-blocks";
+    std::filesystem::remove(file);
+    const std::vector<UInt8> first{1, 2, 3};
+    const std::vector<UInt8> second(300, 7);
+    {
+        HostStore store(file);
+        store.apply(eSERVERCUSTOMDATARAWTYPE_StorePersistent, 0x123, first);
+        store.apply(eSERVERCUSTOMDATARAWTYPE_StorePersistent, 2, second);
+        store.apply(eSERVERCUSTOMDATARAWTYPE_StorePersistent, 3, second);
+        store.apply(eSERVERCUSTOMDATARAWTYPE_DeletePersistent, 3, {});
+        store.apply(eSERVERCUSTOMDATARAWTYPE_StoreHost, 4, first);
+    }
+    const auto kept = [](HostStore& store, UInt16 identifier) {
+        return store.apply(eSERVERCUSTOMDATARAWTYPE_GetPersistent, identifier, {}).answer;
+    };
+    HostStore next(file);
+    EXPECT_EQ(kept(next, 0x123), first);
+    EXPECT_EQ(kept(next, 2), second);
+    for (const UInt16 gone : {UInt16{3}, UInt16{4}}) EXPECT_EQ(kept(next, gone), std::vector<UInt8>());
+
+    std::filesystem::resize_file(file, std::filesystem::file_size(file) - 1);
+    HostStore cut(file);
+    EXPECT_EQ(kept(cut, 2), second);
+    EXPECT_EQ(kept(cut, 0x123), std::vector<UInt8>()) << "what is cut off is not there";
+
+    HostStore lost(testing::TempDir() + "no-such-directory/file");
+    EXPECT_STREQ(lost.apply(eSERVERCUSTOMDATARAWTYPE_StorePersistent, 1, first).remark,
+                 "kept, but the file cannot be written");
+    EXPECT_EQ(kept(lost, 1), first);
+}
+
 TEST(HostStore, KeepsBlocksUpToItsQuota) {
     HostStore store;
     const std::vector<UInt8> block{1, 2, 3};
@@ -67,9 +103,9 @@ TEST(HostStore, KeepsBlocksUpToItsQuota) {
     UInt16 kept = 0;
     while (store.apply(eSERVERCUSTOMDATARAWTYPE_StoreHost, kept, large).remark ==
            std::string("kept")) {
-        ASSERT_LE(++kept, HostStore::quota / large.size());
+        ASSERT_LE(++kept, Blocks::quota / large.size());
     }
-    EXPECT_EQ(kept, HostStore::quota / large.size());
+    EXPECT_EQ(kept, Blocks::quota / large.size());
     EXPECT_STREQ(store.apply(eSERVERCUSTOMDATARAWTYPE_StoreHost, 0, large).remark, "kept")
         << "a block takes the room of the one that it replaces";
 }

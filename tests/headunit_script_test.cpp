@@ -335,9 +335,9 @@ TEST(Runner, TakesScreenshotsOfTheWholePresentScreen) {
     play.runner.updated(false);
     play.runner.run(Time(30));
     EXPECT_EQ(play.unit.lines.back(), "change 5");
-    EXPECT_EQ(play.runner.wake(), Time(5030));
+    EXPECT_EQ(play.runner.wake(), Time(15030));
     play.unit.areFramesOn = false;
-    play.runner.run(Time(5030));
+    play.runner.run(Time(15030));
     EXPECT_EQ(play.unit.lines, (Lines{"change 5", "screenshot a", "change 5", "screenshot b",
                                       "change 4", "screenshot c"}))
         << "nothing newer comes from a phone that is silent or told to be";
