@@ -54,17 +54,21 @@ std::vector<std::string> searchPath() {
     return folders;
 }
 
+std::string faultOf(const std::string& path) {
+    const Opened plugIn(path.c_str(), RTLD_LAZY);
+    return plugIn ? path + ": opens, but is no plug-in for it" : dlerror();
+}
+
 void describe(FrameCompression compression, std::vector<std::string>& lines) {
     const auto number = static_cast<unsigned>(std::countr_zero(compression));
     const std::string file = format("libQUARLO-Decomp%02u.so", number);
     lines.push_back("no plug-in decodes " + nameOfCompressions(compression) + ": " + file +
                     " cannot be used; tried were:");
     // Like the loader: the first file of that name decides.
-    for (const std::string& folder : searchPath()) {
-        const std::string path = folder + "/" + file;
+    for (std::string path : searchPath()) {
+        path.append("/").append(file);
         const bool exists = access(path.c_str(), F_OK) == 0;
-        const Opened plugIn(path.c_str(), RTLD_LAZY);
-        lines.push_back("  " + (plugIn ? path + ": opens, but is no plug-in for it" : dlerror()));
+        lines.push_back("  " + faultOf(path));
         if (exists) return;
     }
 }
