@@ -19,7 +19,7 @@ typedef struct {
 } Connection;
 
 static Connection connection = {.socket = -1, .sending = PTHREAD_MUTEX_INITIALIZER};
-static sem_t running, stopped, events;
+static sem_t running, stopped, events[EVENTS];
 
 /* Receiver thread. */
 static size_t receiveBytes(void* context, UInt8* buffer, size_t size, void* link) {
@@ -60,7 +60,11 @@ static void endReceiver(void* context) {
 static void onProtocol(void* context, eProtocolState state) {
     (void)context;
     if (state == ePROTOCOL_STATE_RUN) sem_post(&running);
-    if (state == ePROTOCOL_STATE_STOP) sem_post(&stopped), sem_post(&running), sem_post(&events);
+    if (state != ePROTOCOL_STATE_STOP) return;
+    /* Whatever the main thread waits for, it will not come any more. */
+    sem_post(&stopped);
+    sem_post(&running);
+    for (int i = 0; i < EVENTS; ++i) sem_post(&events[i]);
 }
 
 static void onError(void* context, eErrorCode code) {
@@ -107,7 +111,7 @@ void* openSession(int argc, char** argv) {
     setvbuf(stdout, NULL, _IOLBF, BUFSIZ);
     sem_init(&running, 0, 0);
     sem_init(&stopped, 0, 0);
-    sem_init(&events, 0, 0);
+    for (int i = 0; i < EVENTS; ++i) sem_init(&events[i], 0, 0);
     quarlo_Init();
     quarlo = quarlo_CreateInstance(&connection, "example");
     quarlo_SetReceiverLink(quarlo, receiveBytes);
@@ -124,12 +128,12 @@ int startSession(void* quarlo) {
     return quarlo_StartMainThreadEx(quarlo, &errorNumber) && isPosted(&running) && !hasStopped();
 }
 
-void happened(void) {
-    sem_post(&events);
+void happened(int event) {
+    sem_post(&events[event]);
 }
 
-int awaitEvent(void) {
-    return isPosted(&events) && !hasStopped();
+int awaitEvent(int event) {
+    return isPosted(&events[event]) && !hasStopped();
 }
 
 int closeSession(void* quarlo, int isGood) {
@@ -148,11 +152,23 @@ void userOpens(void* quarlo, const char* app) {
     quarlo_StartApp(quarlo, url, NULL, NULL);
 }
 
+/* Where the simulator draws the rows of its lists. */
+static UInt16 middleOf(int row) {
+    return (UInt16)(HEIGHT * (0.185 + 0.13 * (row + 0.5)));
+}
+
+static void touch(void* quarlo, TouchType event, UInt16 y) {
+    TouchEvent finger = {event, WIDTH / 2, y, 1};
+    quarlo_TouchEvents(quarlo, &finger, 1);
+}
+
 void userTaps(void* quarlo, int row) {
-    /* Where the simulator draws its lists. */
-    const double y = HEIGHT * (0.185 + 0.13 * (row + 0.5));
-    TouchEvent finger = {eTOUCHTYPE_Down, WIDTH / 2, (UInt16)y, 1};
-    quarlo_TouchEvents(quarlo, &finger, 1);
-    finger.event = eTOUCHTYPE_Up;
-    quarlo_TouchEvents(quarlo, &finger, 1);
+    touch(quarlo, eTOUCHTYPE_Down, middleOf(row));
+    touch(quarlo, eTOUCHTYPE_Up, middleOf(row));
+}
+
+void userScrolls(void* quarlo) {
+    touch(quarlo, eTOUCHTYPE_Down, HEIGHT - 30);
+    touch(quarlo, eTOUCHTYPE_Moved, 30);
+    touch(quarlo, eTOUCHTYPE_Up, 30);
 }

@@ -16,17 +16,21 @@ void* openSession(int argc, char** argv);
 /** Starts the instance; 1 when the session has reached RUN, 0 when it came to nothing. */
 int startSession(void* quarlo);
 
-/** Tells the main thread that what it waits for has happened. Any thread. */
-void happened(void);
+enum { EVENTS = 4 }; /* each program names its own, from 0 on */
 
-/** Waits for the next happened(); 0 when the session ended, or nothing came within ten seconds. */
-int awaitEvent(void);
+/** Tells the main thread that what it waits for has happened. Any thread. */
+void happened(int event);
+
+/** Waits until it has happened once more; 0 when the session ended, or after ten seconds. */
+int awaitEvent(int event);
 
 /** Hangs up and frees everything; what main() returns. */
 int closeSession(void* quarlo, int isGood);
 
-/** Somebody opens an app of the phone simulator, and taps on a row of the list it shows. */
+/** Somebody opens an app of the phone simulator, taps on the n-th row of the list that it shows,
+ * and scrolls nearly a screen. */
 void userOpens(void* quarlo, const char* app);
 void userTaps(void* quarlo, int row);
+void userScrolls(void* quarlo);
 
 #endif

@@ -5,6 +5,7 @@
 #include "../common.h"
 
 enum { ICON = 48, MOST = 255 };
+enum { CATALOGUE, ICONS, STARTED }; /* what the main thread waits for */
 
 /* guide: catalogue */
 typedef struct {
@@ -17,7 +18,7 @@ typedef struct {
 /* Receiver thread: there is a new catalogue. Copy it on a thread that has time. */
 static void onAppListChanged(void* context) {
     (void)context;
-    happened();
+    happened(CATALOGUE);
 }
 
 /* Takes what the launcher needs out of the library's copy, and gives that back. */
@@ -39,11 +40,11 @@ static int copyCatalogue(Launcher* launcher) {
 static void requestNextIcon(Launcher* launcher) {
     const char* url;
     if (launcher->icons == launcher->count) {
-        happened(); /* all are there */
+        happened(ICONS); /* all are there */
         return;
     }
     url = launcher->urls[launcher->icons];
-    if (quarlo_RequestAppIcon(launcher->quarlo, url, ICON, ICON) != eRETURN_OKAY) happened();
+    if (quarlo_RequestAppIcon(launcher->quarlo, url, ICON, ICON) != eRETURN_OKAY) happened(ICONS);
 }
 
 /* Receiver thread. One request at a time, so the answer asks for the next; copy the pixels. */
@@ -62,25 +63,23 @@ static void onIcon(void* context, AppIconResponse* icon) {
 static void onStarted(void* context, const char* identifierURL, AppStartStatus status) {
     (void)context;
     printf("start of %s: status %d\n", identifierURL, (int)status);
-    if (status != eAPPSTARTSTATUS_InProgress) happened();
+    if (status != eAPPSTARTSTATUS_InProgress) happened(STARTED);
 }
 
 static int start(void* quarlo, const char* url) {
     char key[] = "mode", value[] = "resume";
     KeyValue mode = {key, value};
     KeyValueList modes = {1, &mode}; /* copied by the call */
-    return quarlo_StartApp(quarlo, url, &modes, NULL) == eRETURN_OKAY && awaitEvent();
+    return quarlo_StartApp(quarlo, url, &modes, NULL) == eRETURN_OKAY && awaitEvent(STARTED);
 }
 /* guide end */
 
 /* guide: session */
 static int launch(Launcher* launcher) {
     /* A catalogue that came before RUN is kept without a callback: look first, then wait. */
-    if (!copyCatalogue(launcher) && !(awaitEvent() && copyCatalogue(launcher))) return 0;
+    if (!copyCatalogue(launcher) && !(awaitEvent(CATALOGUE) && copyCatalogue(launcher))) return 0;
     requestNextIcon(launcher);
-    while (launcher->icons < launcher->count) {
-        if (!awaitEvent()) return 0;
-    }
+    if (!awaitEvent(ICONS) || launcher->icons < launcher->count) return 0;
     return start(launcher->quarlo, launcher->urls[0]);
 }
 /* guide end */

@@ -3,6 +3,8 @@
 
 #include "../common.h"
 
+enum { REQUEST }; /* what the main thread waits for */
+
 /* guide: request */
 /* What the car's amplifier can do; here it can do everything at once. */
 static int openChannel(AudioType type) {
@@ -28,7 +30,7 @@ static void onAudioRequest(void* context, AudioControl command, UInt32 requestID
                                        eAUDIOREQUESTRESULTCODE_NoError);
     }
     if (result != eRETURN_OKAY) printf("not answered: %d\n", (int)result);
-    happened();
+    happened(REQUEST);
 }
 /* guide end */
 
@@ -46,10 +48,11 @@ static int interrupt(void* quarlo, UInt32 requestID) {
 /* guide end */
 
 static int listen(void* quarlo) {
+    userOpens(quarlo, "music");
     userTaps(quarlo, 0); /* "Play" */
-    if (!awaitEvent() || !interrupt(quarlo, 1)) return 0;
+    if (!awaitEvent(REQUEST) || !interrupt(quarlo, 1)) return 0;
     userTaps(quarlo, 3); /* "Stop" */
-    return awaitEvent() && interrupt(quarlo, 1);
+    return awaitEvent(REQUEST) && interrupt(quarlo, 1);
 }
 
 int main(int argc, char** argv) {

@@ -4,13 +4,15 @@
 
 #include "../common.h"
 
+enum { MESSAGE }; /* what the main thread waits for */
+
 /* guide: receive */
 /* Receiver thread, all of them; texts and bytes are gone when they return. */
 static void onText(void* context, ServerCustomDataStringType type, StringEncoding encoding,
                    char* text) {
     (void)context;
     printf("text %d, encoding %d: %s\n", (int)type, (int)encoding, text);
-    happened();
+    happened(MESSAGE);
 }
 
 static void onNumber(void* context, ServerCustomDataIntType type, UInt16 length, UInt8* value) {
@@ -19,13 +21,13 @@ static void onNumber(void* context, ServerCustomDataIntType type, UInt16 length,
     /* The bytes are as the phone sent them: agree on an order, here the lowest first. */
     for (UInt16 i = 0; i < length; ++i) number |= (unsigned long long)value[i] << (8 * i);
     printf("number %d: %llu\n", (int)type, number);
-    happened();
+    happened(MESSAGE);
 }
 
 static void onKey(void* context, ServerCustomDataKeyType type, ServerCustomDataKeyCode code) {
     (void)context;
     printf("key %d, type %d\n", (int)code, (int)type);
-    happened();
+    happened(MESSAGE);
 }
 
 static void onCan(void* context, ServerCustomDataCanType type, UInt32 identifier,
@@ -34,7 +36,7 @@ static void onCan(void* context, ServerCustomDataCanType type, UInt32 identifier
     printf("bus message 0x%X:", (unsigned)identifier);
     for (UInt8 i = 0; i < dataLengthCode; ++i) printf(" %02X", data[i]);
     printf("\n");
-    happened();
+    happened(MESSAGE);
 }
 /* guide end */
 
@@ -64,6 +66,7 @@ static void onRaw(void* context, ServerCustomDataRawType opcode, UInt16 identifi
             store->length = 0;
             break;
     }
+    happened(MESSAGE);
 }
 /* guide end */
 
@@ -85,13 +88,19 @@ static int sendAll(void* quarlo) {
 /* guide end */
 
 static int receiveAll(void* quarlo) {
-    for (int row = 0; row < 4; ++row) { /* a text, a number, a key, a bus message */
-        userTaps(quarlo, row);
-        if (!awaitEvent()) return 0;
+    const int rows[] = {0, 2, 3, 4}; /* a text, a number, a key, a bus message */
+    userOpens(quarlo, "link");
+    for (int i = 0; i < 4; ++i) {
+        userTaps(quarlo, rows[i]);
+        if (!awaitEvent(MESSAGE)) return 0;
     }
-    userTaps(quarlo, 4); /* parks six bytes at the instance, */
-    userTaps(quarlo, 5); /* and fetches them: the library answers */
-    return 1;
+    userTaps(quarlo, 5); /* parks bytes at the instance, */
+    userScrolls(quarlo);
+    userTaps(quarlo, 0); /* and fetches them: the library answers */
+    userScrolls(quarlo);
+    userTaps(quarlo, 3); /* the same at the host, */
+    userTaps(quarlo, 4); /* which answers itself */
+    return awaitEvent(MESSAGE) && awaitEvent(MESSAGE);
 }
 
 int main(int argc, char** argv) {

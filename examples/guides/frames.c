@@ -4,16 +4,20 @@
 
 #include "../common.h"
 
+enum { WHOLE, CHANGES }; /* kinds of update that the main thread waits for */
+
 /* guide: screen */
 typedef struct {
     void* quarlo;
     UInt8 pixels[HEIGHT][WIDTH][4]; /* receiver thread only, until the session is over */
+    unsigned long inUpdate;         /* pixels drawn since the start callback */
     unsigned long updates, drawn, refused;
 } Screen;
 
 /* Receiver thread. Both this and onUpdateEnd have to be set. */
 static void onUpdateStart(void* context, UInt8 numberOfRectangles) {
-    (void)context, (void)numberOfRectangles; /* a host with two buffers chooses the hidden one */
+    (void)numberOfRectangles; /* a host with two buffers chooses the hidden one here */
+    ((Screen*)context)->inUpdate = 0;
 }
 
 static void onRectangle(void* context, UInt8 index, UInt16 x, UInt16 y, UInt16 width, UInt16 height,
@@ -28,14 +32,15 @@ static void onRectangle(void* context, UInt8 index, UInt16 x, UInt16 y, UInt16 w
     for (UInt16 row = 0; row < height; ++row) {
         memcpy(screen->pixels[y + row][x], data + 4UL * width * row, 4UL * width);
     }
-    screen->drawn += 1UL * width * height;
+    screen->inUpdate += 1UL * width * height;
 }
 
 /* Now everything of this update is there: show it, and ask for what changes next. */
 static void onUpdateEnd(void* context) {
     Screen* screen = context;
     screen->updates++;
-    happened();
+    screen->drawn += screen->inUpdate;
+    happened(screen->inUpdate < WIDTH * HEIGHT ? CHANGES : WHOLE);
     quarlo_FramebufferUpdateRequest(screen->quarlo, 0, 0, WIDTH, HEIGHT, eFLAG_TRUE);
 }
 /* guide end */
@@ -57,17 +62,12 @@ static int configure(Screen* screen) {
 }
 /* guide end */
 
-static int awaitUpdates(int count) {
-    while (count > 0 && awaitEvent()) --count;
-    return count == 0;
-}
-
 /* guide: session */
 static int show(Screen* screen) {
     void* quarlo = screen->quarlo;
     /* In RUN. The first request is for everything; onUpdateEnd makes the others. */
     quarlo_FramebufferUpdateRequest(quarlo, 0, 0, WIDTH, HEIGHT, eFLAG_FALSE);
-    if (!awaitUpdates(3)) return 0;
+    if (!awaitEvent(WHOLE) || !awaitEvent(CHANGES)) return 0;
 
     /* Another view covers the phone's: it need not draw for nobody. */
     if (quarlo_FrameRequestStatus(quarlo, eFLAG_TRUE) != eRETURN_OKAY) return 0;
@@ -76,7 +76,7 @@ static int show(Screen* screen) {
     /* It is uncovered. From here on without compression. */
     quarlo_OverrideCompressionFormat(quarlo, eFRAMECOMPRESSION_Uncompressed);
     quarlo_FramebufferUpdateRequest(quarlo, 0, 0, WIDTH, HEIGHT, eFLAG_FALSE);
-    return awaitUpdates(2);
+    return awaitEvent(WHOLE);
 }
 /* guide end */
 

@@ -3,6 +3,8 @@
 
 #include "../common.h"
 
+enum { REQUEST }; /* what the main thread waits for */
+
 /* guide: call */
 /* Receiver thread. Both texts are gone when it returns; the name may be null. */
 static void onDial(void* context, char* number, char* displayName) {
@@ -13,7 +15,7 @@ static void onDial(void* context, char* number, char* displayName) {
     quarlo_PhoneCallStatusResponse(quarlo, ePHONECALLSTATUS_Started);
     quarlo_PhoneCallStatusResponse(quarlo, ePHONECALLSTATUS_Active);
     quarlo_PhoneCallStatusResponse(quarlo, ePHONECALLSTATUS_Ended);
-    happened();
+    happened(REQUEST);
 }
 /* guide end */
 
@@ -34,7 +36,7 @@ static void onNavigateTo(void* context, char* displayName, NavigateToType type, 
     printf("guide to %s\n", displayName != NULL ? displayName : "a place without a name");
     if (type != eNAVIGATETOTYPE_PlacemarkOnly) printf("    %.4f %.4f\n", latitude, longitude);
     if (location != NULL) printPlace(location);
-    happened();
+    happened(REQUEST);
 }
 /* guide end */
 
@@ -52,22 +54,23 @@ static void onVoiceRequest(void* context, VoiceRequest request) {
     }
     printf("voice request %d\n", (int)request);
     quarlo_VoiceSessionStatus(quarlo, status, eVOICESESSIONSTATUSCONSTRAINT_NoConstraint);
-    happened();
+    happened(REQUEST);
 }
 /* guide end */
 
 static int use(void* quarlo) {
+    userOpens(quarlo, "phone");
     userTaps(quarlo, 0); /* the first contact */
-    if (!awaitEvent()) return 0;
+    if (!awaitEvent(REQUEST)) return 0;
     userOpens(quarlo, "places");
     for (int row = 0; row < 4; row += 3) { /* a place with a position, and one without */
         userTaps(quarlo, row);
-        if (!awaitEvent()) return 0;
+        if (!awaitEvent(REQUEST)) return 0;
     }
     userOpens(quarlo, "voice");
     for (int row = 0; row < 4; row += 3) { /* "Speak", "Done" */
         userTaps(quarlo, row);
-        if (!awaitEvent()) return 0;
+        if (!awaitEvent(REQUEST)) return 0;
     }
     return 1;
 }

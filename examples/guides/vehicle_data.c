@@ -4,6 +4,8 @@
 
 #include "../common.h"
 
+enum { REQUEST }; /* what the main thread waits for */
+
 /* guide: values */
 enum { KEYS = 16 };
 
@@ -49,9 +51,17 @@ static void onVehicleDataRequest(void* context, Flag isOn, UInt8 numberOfKeys, U
         /* A new key gets the present value at once; calling the library from here is fine. */
         if (isOn) deliver(vehicle, keys[i], value);
     }
-    happened();
+    happened(REQUEST);
 }
 /* guide end */
+
+static int use(Vehicle* vehicle) {
+    userOpens(vehicle->quarlo, "vehicle"); /* the dashboard asks for six keys */
+    if (!awaitEvent(REQUEST) || changeValue(vehicle, 1, 83.5) != eRETURN_OKAY) return 0;
+    if (deliver(vehicle, 14, 1) != eRETURN_PARAM_VALUE) return 0; /* nobody asked for it */
+    userOpens(vehicle->quarlo, "music");                          /* the dashboard closes */
+    return awaitEvent(REQUEST);
+}
 
 int main(int argc, char** argv) {
     Vehicle vehicle = {.quarlo = openSession(argc, argv), .lock = PTHREAD_MUTEX_INITIALIZER};
@@ -59,10 +69,6 @@ int main(int argc, char** argv) {
     vehicle.values[1] = 50;
     quarlo_SetCallbackContext(vehicle.quarlo, &vehicle);
     quarlo_SetVehicleDataRequestCallback(vehicle.quarlo, onVehicleDataRequest);
-    isGood = startSession(vehicle.quarlo) && awaitEvent() &&
-             changeValue(&vehicle, 1, 83.5) == eRETURN_OKAY &&
-             deliver(&vehicle, 14, 1) == eRETURN_PARAM_VALUE; /* not in the phone's filter */
-    userOpens(vehicle.quarlo, "music");                       /* the dashboard closes */
-    isGood = isGood && awaitEvent();
+    isGood = startSession(vehicle.quarlo) && use(&vehicle);
     return closeSession(vehicle.quarlo, isGood);
 }

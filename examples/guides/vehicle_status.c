@@ -3,6 +3,8 @@
 
 #include "../common.h"
 
+enum { BLOCK_STATUS }; /* what the main thread waits for */
+
 /* guide: state */
 /* What the head unit knows. The library remembers none of it but the language. */
 typedef struct {
@@ -24,7 +26,7 @@ static void tell(void* quarlo, const Car* car) {
 static void onBlockStatus(void* context, Flag isBlocked) {
     (void)context;
     printf("the phone's screen is %s\n", isBlocked ? "blocked" : "shown");
-    happened();
+    happened(BLOCK_STATUS);
 }
 /* guide end */
 
@@ -34,12 +36,12 @@ static int drive(void* quarlo) {
                "$GPGGA,120000,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,*47"};
     UInt8 french[3] = {'f', 'r', 'a'};
     tell(quarlo, &car);
-    if (!awaitEvent()) return 0; /* every block mode is answered */
+    if (!awaitEvent(BLOCK_STATUS)) return 0; /* every block mode is answered */
 
     car.isMoving = eFLAG_TRUE;
     car.block = eBLOCKMODE_UseWhitelist;
     tell(quarlo, &car);
-    if (!awaitEvent()) return 0;
+    if (!awaitEvent(BLOCK_STATUS)) return 0;
 
     return quarlo_SetISO639LanguageCode(quarlo, french) == eRETURN_OKAY;
 }
@@ -54,6 +56,8 @@ int main(int argc, char** argv) {
     quarlo_SetISO639LanguageCode(quarlo, german);
     quarlo_SetBlockStatusCallback(quarlo, onBlockStatus);
     /* guide end */
-    isGood = startSession(quarlo) && drive(quarlo);
+    isGood = startSession(quarlo);
+    userOpens(quarlo, "news"); /* not for those who drive */
+    isGood = isGood && drive(quarlo);
     return closeSession(quarlo, isGood);
 }
