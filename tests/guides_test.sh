@@ -25,7 +25,7 @@ phone() {
     [ -z "$phone" ] || { kill "$phone"; wait "$phone"; } 2>/dev/null
     rm -f "$work/port"
     : >"$work/host"
-    "$phone_program" --listen 127.0.0.1:0 --port-file "$work/port" --max-seconds 120 --verbose "$@" \
+    "$phone_program" --listen 127.0.0.1:0 --port-file "$work/port" --max-seconds 240 --verbose "$@" \
         >"$work/log" 2>&1 &
     phone=$!
     for ((i = 0; i < 600; ++i)); do
