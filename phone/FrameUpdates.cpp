@@ -59,6 +59,9 @@ class FrameUpdates : public Feature {
         session.on<packetClientState>([this](const auto& packet) { onState(packet); });
     }
 
+    /// Touches find the screen also when no picture of it was asked for yet.
+    void begin(TimePoint) override { adopt(); }
+
     void tick(TimePoint now) override {
         if (!isDue() || now < notBefore_) return;
         // Without a change the request stays open until there is one.

@@ -4,6 +4,7 @@
  * may replace them.
  */
 #include <cstring>
+#include <utility>
 
 #include "QUARLO-Core-Strings.h"
 #include "QUARLO-Core-Utilities.h"
@@ -22,29 +23,42 @@ UInt16 getText(void* instanceHandle, qrString* quarlo_CoreInstance::*field, cons
     });
 }
 
-/** One touch of a call, into the packet's list; false without memory. */
-bool fillTouch(quarlo_CoreInstance* obj, const TouchEvent& touch, qrTouch*& entry) {
-    trace(obj, eTRACECLASS_VERBOSE, "    position = (%d, %d), event = %d, uniqueID = %d",
-          touch.xPosition, touch.yPosition, touch.event, static_cast<int>(touch.fingerId));
-    entry = wire::Heap::make<qrTouch>();
-    if (entry == nullptr) return false;
-    *entry = {touch.event, touch.xPosition, touch.yPosition, touch.fingerId};
-    return true;
-}
+/** The touches of one call. The list and its touches share one block, because a finger that moves
+ * makes a call for every sample; the packet borrows them. */
+struct Touches {
+    quarlo_CoreInstance* obj;
+    const TouchEvent* touches;
+    UInt8 count;
+    UInt32 timestamp;
 
-eReturnCode fillTouches(quarlo_CoreInstance* obj, packetTouchEvent& packet,
-                        const TouchEvent* touches, UInt8 count, UInt32 timestamp) {
-    constexpr const char* failed = "memory allocation failed for touch events list.";
-    qrTouchList& list = *packet.TouchEvents;
-    list.paTouches = wire::Heap::make<qrTouch*>(count);
-    if (list.paTouches == nullptr) return outOfMemory(obj, failed);
-    list.Length = count;
-    packet.Timestamp = timestamp != 0 ? timestamp : quarlo_GetTimestamp();
-    for (unsigned i = 0; i < count; ++i) {
-        if (!fillTouch(obj, touches[i], list.paTouches[i])) return outOfMemory(obj, failed);
+    eReturnCode operator()(packetTouchEvent& packet) const {
+        auto* block = wire::Heap::make<UInt8>(count * (sizeof(qrTouch*) + sizeof(qrTouch)));
+        if (block == nullptr) {
+            return outOfMemory(obj, "memory allocation failed for touch events list.");
+        }
+        auto** list = reinterpret_cast<qrTouch**>(block);
+        fill(list, reinterpret_cast<qrTouch*>(list + count));
+        packet.TouchEvents->paTouches = list;
+        packet.TouchEvents->Length = count;
+        packet.Timestamp = timestamp != 0 ? timestamp : quarlo_GetTimestamp();
+        return eRETURN_OKAY;
     }
-    return eRETURN_OKAY;
-}
+    static void takeBack(packetTouchEvent& packet) {
+        packet.TouchEvents->Length = 0;
+        quarlo_free(std::exchange(packet.TouchEvents->paTouches, nullptr));
+    }
+
+  private:
+    void fill(qrTouch** list, qrTouch* entries) const {
+        for (unsigned i = 0; i < count; ++i) {
+            const TouchEvent& touch = touches[i];
+            trace(obj, eTRACECLASS_VERBOSE, "    position = (%d, %d), event = %d, uniqueID = %d",
+                  touch.xPosition, touch.yPosition, touch.event, static_cast<int>(touch.fingerId));
+            entries[i] = {touch.event, touch.xPosition, touch.yPosition, touch.fingerId};
+            list[i] = &entries[i];
+        }
+    }
+};
 
 /** The vehicle's state is sent in RUN only, silently dropped otherwise, and never remembered. */
 void sendState(quarlo_CoreInstance* obj, ClientDataType type, UInt8 value, const char* failed) {
@@ -145,10 +159,8 @@ void quarlo_TouchEventsTimed(void* instanceHandle, TouchEvent* eventArray, UInt8
             trace(obj, eTRACECLASS_WARNING, "touch event array is NULL.");
             return;
         }
-        send<packetTouchEvent>(
-            obj, "creation of TouchEvent packet failed.", [&](packetTouchEvent& packet) {
-                return fillTouches(obj, packet, eventArray, numberOfEvents, timestamp);
-            });
+        send<packetTouchEvent>(obj, "creation of TouchEvent packet failed.",
+                               Touches{obj, eventArray, numberOfEvents, timestamp});
     });
 }
 

@@ -173,7 +173,8 @@ eReturnCode fillPacket(P& packet, Fill& fill) {
 /**
  * The only way in which the library sends: creates the packet, lets fill set its fields, builds,
  * sends and deletes it. A packet that cannot be created or built gives the text and
- * eRETURN_PACKET_MEMORY; a fill that fails ends the call with its result.
+ * eRETURN_PACKET_MEMORY; a fill that fails ends the call with its result. A fill that lent memory
+ * to the packet gets it back through its takeBack, before the packet frees what it holds.
  */
 template <class P, class Fill>
 eReturnCode send(quarlo_CoreInstance* obj, const char* creationFailed, Fill fill,
@@ -190,6 +191,9 @@ eReturnCode send(quarlo_CoreInstance* obj, const char* creationFailed, Fill fill
         if (outgoing.packet != nullptr) filled = fillPacket(*outgoing.packet, fill);
         if (outgoing.packet != nullptr && filled == eRETURN_OKAY) {
             wire::build(&buffer, &size, *outgoing.packet);
+        }
+        if constexpr (requires { fill.takeBack(*outgoing.packet); }) {
+            if (outgoing.packet != nullptr) fill.takeBack(*outgoing.packet);
         }
         thisThread.heldFailure = outer;
     }

@@ -58,6 +58,9 @@ says_version "pkg-config, C" "$work/c"
 says_version "pkg-config, C++" "$work/cxx"
 says_version "pkg-config, links" "$work/links"
 unset LD_LIBRARY_PATH
+for guide in examples/guides/*.c; do
+    run "pkg-config, $guide" cc -std=c11 -o "$work/guide" "$guide" examples/common.c "${options[@]}" -pthread
+done
 
 # Programs that were installed find the library and its plug-ins without help.
 for program in "$prefix"/bin/*; do
