@@ -38,6 +38,7 @@ std::vector<Bytes> sessionPackets() {
     packets.push_back(packet(26, u8(3) + rectangle(8, 8, 2, 100, deflated(pixels)) +
                                      rectangle(8, 8, 4, 100, pixels) +
                                      rectangle(4, 4, 2, 50, deflated(Bytes(64, 9)))));
+    packets.push_back(packet(68, u8(3) + u16(0x8001) + u16(2) + Bytes{1, 2}));
     packets.push_back(packet(72, text("a://1") + u32(7) + u32(4) + u32(4) + Bytes(4)));
     packets.push_back(packet(74, text("a://1") + u8(2)));
     packets.push_back(packet(128, u32(3)));
@@ -124,7 +125,8 @@ class Ends : public ::testing::Test {
         EXPECT_EQ(withoutAnnouncement(sent).size() + (isAnnounced ? 1 : 0), sent.size());
     }
     static std::vector<Bytes> withoutAnnouncement(std::vector<Bytes> packets) {
-        std::erase_if(packets, [](const Bytes& p) { return p[0] == 67 && p[wire::headerSize] == 1; });
+        std::erase_if(packets,
+                      [](const Bytes& p) { return p[0] == 67 && p[wire::headerSize] == 1; });
         return packets;
     }
 
@@ -179,6 +181,152 @@ TEST_F(Ends, AfterASlowPhoneNothingIsMissing) {
         player.remove();
         EXPECT_EQ(player.lines(), expected(length, Player::Closed, false));
         EXPECT_EQ(withoutAnnouncement(player.sent()), withoutAnnouncement(whole().sent));
+    }
+}
+
+/* ---- deletes while the host's code blocks ---- */
+
+/** Generous: a loaded machine must not fail the test; a delete that hangs does. */
+constexpr auto slack = std::chrono::seconds(5);
+
+/** How long a delete takes in the library's seconds, which are short here. */
+void expectDeletedWithin(Player& player, unsigned seconds) {
+    const auto start = std::chrono::steady_clock::now();
+    player.remove();
+    const auto limit = std::chrono::milliseconds(seconds * supervision::second) + slack;
+    EXPECT_LT(std::chrono::steady_clock::now() - start, limit);
+    EXPECT_EQ(supervision::unjoined(), 0);
+}
+
+/** Plays until the host's code stays somewhere for ever, and deletes without asking it to return.
+ */
+void expectCancelled(const Recording& recording, const Player::Plan& plan) {
+    for (const UInt8 joinTime : {UInt8{0}, UInt8{1}}) {
+        const long before = allocations::live();
+        {
+            const Library library;
+            Player player(recording, plan);
+            quarlo_SetEndReceiverRequestCallback(player.handle(), nullptr);
+            quarlo_SetWaitForJoinTimeout(player.handle(), joinTime);
+            player.play();
+            expectDeletedWithin(player, 1);
+        }
+        EXPECT_EQ(allocations::live(), before) << "leaked";
+    }
+}
+
+TEST_F(Ends, InsideEveryCallbackThatNeverReturns) {
+    const std::set<std::string> callbacks(whole().lines.begin(), whole().lines.end());
+    EXPECT_EQ(callbacks.size(), 24U);
+    for (const std::string& name : callbacks) {
+        SCOPED_TRACE(name);
+        expectCancelled(recording(), {.stuckIn = name});
+    }
+}
+
+TEST_F(Ends, InsideEverySendThatNeverReturns) {
+    for (std::size_t packet = 1; packet <= whole().sent.size(); ++packet) {
+        SCOPED_TRACE("packet " + std::to_string(packet));
+        expectCancelled(recording(), {.stuckSend = packet});
+    }
+}
+
+TEST_F(Ends, WaitForACallbackThatReturns) {
+    for (const char* name : {"thread start", "state RUN", "frame", "apps", "error PROTOCOL_STOP",
+                             "state STOP", "thread end"}) {
+        SCOPED_TRACE(name);
+        const Library library;
+        Player player(recording(), {.stuckIn = name});
+        player.play();
+        std::atomic<bool> isDeleted{false};
+        std::thread host([&] {
+            expectDeletedWithin(player, 0);
+            isDeleted = true;
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        EXPECT_FALSE(isDeleted);
+        player.release();
+        host.join();
+        EXPECT_EQ(player.lines().back(), "thread end");
+    }
+}
+
+/* ---- deletes on threads of another instance ---- */
+
+/** A host that deletes another one when it is told something, on the library's thread that tells.
+ */
+class Deleter : public Host {
+  public:
+    explicit Deleter(std::string line) : trigger(std::move(line)) {
+        victim.run();
+        quarlo_EnablePingWatchdog(victim.handle(), 1, 200);
+        quarlo_SetClientCapabilities(handle(), eCLIENTCAPABILITIES_AudioHandling, 1);
+        quarlo_SetProtocolCallback(handle(), [](void* context, eProtocolState state) {
+            told(context, std::string("state ") + _quarlo_getStateName(state));
+        });
+        quarlo_SetErrorCallback(handle(), [](void* context, eErrorCode code) {
+            told(context, std::string("error ") + _quarlo_getErrorName(code));
+        });
+        quarlo_SetAudioRequestCallback(
+            handle(), [](void* context, AudioControl control, UInt32 id, AudioType) {
+                if (control == eAUDIOCONTROL_Release) return told(context, "audio over");
+                quarlo_SetAudioStatus(hostOf(context).handle(), id, eAUDIOSTATUS_Open,
+                                      eAUDIOREQUESTRESULTCODE_NoError);
+            });
+        quarlo_SetOnMainThreadEndCallback(handle(),
+                                          [](void* context) { told(context, "thread end"); });
+    }
+    ~Deleter() { remove(); }
+    Deleter(const Deleter&) = delete;
+    Deleter& operator=(const Deleter&) = delete;
+
+  private:
+    static void told(void* context, const std::string& line) {
+        auto& self = static_cast<Deleter&>(hostOf(context));
+        if (line == self.trigger) self.victim.remove();
+        self.note(line);
+    }
+
+    Host victim;
+    const std::string trigger;
+};
+
+TEST_F(Ends, OnEveryThreadOfAnotherInstance) {
+    struct Way {
+        const char* line;
+        std::function<void(Host&)> bring;
+    };
+    const Way ways[] = {
+        {"state RUN", [](Host& host) { host.run(); }},
+        {"thread end",
+         [](Host& host) {
+             host.start();
+             host.endLink();
+         }},
+        {"error INITIALIZATION_TIMEOUT",
+         [](Host& host) {
+             quarlo_SetInitialisationTimeout(host.handle(), 1);
+             host.start();
+         }},
+        {"error CONNECTION_TIMEOUT",
+         [](Host& host) {
+             host.run();
+             quarlo_EnablePingWatchdog(host.handle(), 1, 1);
+         }},
+        {"audio over",
+         [](Host& host) {
+             host.run();
+             host.feed(packet(58, u32(1) + u8(1) + u8(3) + u16(1)));
+         }},
+    };
+    for (const Way& way : ways) {
+        SCOPED_TRACE(way.line);
+        const Library library;
+        Deleter deleter(way.line);
+        way.bring(deleter);
+        EXPECT_TRUE(deleter.waitFor(way.line));
+        deleter.remove();
+        EXPECT_EQ(supervision::unjoined(), 0);
     }
 }
 

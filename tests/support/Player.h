@@ -1,8 +1,8 @@
 /*
  * A host whose phone is a recording: the receiver link plays it packet by packet (or in smaller
- * pieces) up to a given byte, and then ends or says "nothing now" for ever. The host registers every
- * callback, answers the phone inside of them, and can stay in one of them, or in its sender link,
- * for ever. Between plays nothing is shared: everything runs on the receiver thread.
+ * pieces) up to a given byte, and then ends or says "nothing now" for ever. The host registers
+ * every callback, answers the phone inside of them, and can stay in one of them, or in its sender
+ * link, for ever. Between plays nothing is shared: everything runs on the receiver thread.
  */
 #ifndef QUARLO_TESTS_PLAYER_H
 #define QUARLO_TESTS_PLAYER_H
@@ -55,18 +55,18 @@ class Player : public Host {
         End end = Closed;
         std::size_t piece = static_cast<std::size_t>(-1);  // most bytes of one read
         bool keepsPackets = true;                          // no read goes beyond a packet's end
-        std::string stuckIn = {};     // name of the callback that never returns
+        std::string stuckIn = {};   // name of the callback that never returns
         std::size_t stuckSend = 0;  // number of the packet whose sending never returns; from 1
     };
 
-    Player(const Recording& recording, Plan what)
-        : played(recording), plan(std::move(what)) {
+    Player(const Recording& recording, Plan what) : played(recording), plan(std::move(what)) {
         plan.length = std::min(plan.length, played.size());
         quarlo_SetTraceClass(handle(), static_cast<eTraceClass>(0));
         quarlo_SetReceiverLink(handle(), &Player::read);
         quarlo_SetSenderLink(handle(), &Player::write);
         configure();
         listen();
+        forgetLines();
     }
     ~Player() { remove(); }
     Player(const Player&) = delete;
@@ -84,9 +84,7 @@ class Player : public Host {
     [[nodiscard]] const std::vector<std::size_t>& sentAt() const { return sentBefore; }
 
   private:
-    static Player& of(void* context) {
-        return *static_cast<Player*>(static_cast<Host*>(context));
-    }
+    static Player& of(void* context) { return *static_cast<Player*>(static_cast<Host*>(context)); }
 
     void configure() const {
         quarlo_SetClientCapabilities(handle(), eCLIENTCAPABILITIES_All, 1);

@@ -15,7 +15,7 @@ inline std::vector<Bytes> handshakePackets() {
 }
 
 inline Bytes rectangle(unsigned width, unsigned height, unsigned compression, unsigned percentage,
-                const Bytes& data) {
+                       const Bytes& data) {
     return u16(2) + u16(3) + u16(width) + u16(height) + u8(3) + u8(2) + u32(compression) + u8(4) +
            u8(percentage) + u8(percentage) + u32(data.size()) + data;
 }
