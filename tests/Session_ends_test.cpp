@@ -4,12 +4,12 @@
  * and what came before it was delivered.
  */
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <chrono>
 #include <set>
 
 #include "Calls.h"
+#include "Deflated.h"
 #include "Player.h"
 #include "Recording.h"
 #include "Supervision.h"
@@ -19,14 +19,6 @@ namespace quarlo::test {
 namespace {
 
 using Seconds = std::chrono::duration<double>;
-
-Bytes deflated(const Bytes& bytes) {
-    uLongf size = compressBound(static_cast<uLong>(bytes.size()));
-    Bytes packed(size);
-    compress(packed.data(), &size, bytes.data(), static_cast<uLong>(bytes.size()));
-    packed.resize(size);
-    return packed;
-}
 
 std::vector<Bytes> sessionPackets() {
     std::vector<Bytes> packets = handshakePackets();
