@@ -200,7 +200,8 @@ void Pair::session() {
     std::optional<HeadUnit> unit(std::in_place, exchange, setting, link, random.between(0, ~0U));
     ++tally.sessions;
     const auto longest = rounds.end();
-    const unsigned length = random.oneIn(30) ? 600000 : random.of<unsigned>({20, 200, 1000, 3000});
+    const unsigned length =
+        random.oneIn(30) ? 600000 : random.of<unsigned>({20, 20, 200, 200, 1000, 3000});
     const auto until = std::min(longest, Clock::now() + milliseconds(random.between(1, length)));
     if (random.oneIn(10)) {
         current = "a handshake that fails";
