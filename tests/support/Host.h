@@ -89,9 +89,11 @@ class Host {
     /** Waits until everything fed has been handled, or the receiver has ended. */
     void settle();
 
+  protected:
+    static void send(void* context, UInt8* buffer, std::size_t size, void* connection);
+
   private:
     static std::size_t receive(void* context, UInt8* buffer, std::size_t size, void* connection);
-    static void send(void* context, UInt8* buffer, std::size_t size, void* connection);
     static void endRequest(void* context);
     void registerCallbacks();
 

@@ -1,0 +1,326 @@
+/*
+ * A whole session that ends at every byte, and an instance that is deleted at every stage, from
+ * every thread that may, and while the host's code blocks: the end comes, nothing is left behind,
+ * and what came before it was delivered.
+ */
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <set>
+
+#include "Calls.h"
+#include "Deflated.h"
+#include "Player.h"
+#include "Recording.h"
+#include "Supervision.h"
+#include "Wire.h"
+
+namespace quarlo::test {
+namespace {
+
+using Seconds = std::chrono::duration<double>;
+
+std::vector<Bytes> sessionPackets() {
+    std::vector<Bytes> packets = handshakePackets();
+    const std::vector<Bytes> features = phonePackets();
+    packets.insert(packets.end(), features.begin(), features.end());
+    for (unsigned type = 1; type <= 5; ++type) packets.push_back(packet(36, u8(type) + u8(1)));
+    Bytes pixels(std::size_t{8 * 8 * 4});
+    std::iota(pixels.begin(), pixels.end(), std::uint8_t{0});
+    packets.push_back(packet(26, u8(3) + rectangle(8, 8, 2, 100, deflated(pixels)) +
+                                     rectangle(8, 8, 4, 100, pixels) +
+                                     rectangle(4, 4, 2, 50, deflated(Bytes(64, 9)))));
+    packets.push_back(packet(68, u8(3) + u16(0x8001) + u16(2) + Bytes{1, 2}));
+    packets.push_back(packet(72, text("a://1") + u32(7) + u32(4) + u32(4) + Bytes(4)));
+    packets.push_back(packet(74, text("a://1") + u8(2)));
+    packets.push_back(packet(128, u32(3)));
+    return packets;
+}
+
+class Ends : public ::testing::Test {
+  protected:
+    /** Everything the session makes a host see and send; it is played once. */
+    struct Whole {
+        Lines lines;
+        std::vector<Bytes> sent;
+        std::vector<std::size_t> seenAt;
+        std::vector<std::size_t> sentAt;
+    };
+    static const Whole& whole() {
+        static const Whole instance = [] {
+            const Library library;
+            Player player(recording(), {.end = Player::Stall});
+            player.play();
+            return Whole{player.lines(), player.sent(), player.seenAt(), player.sentAt()};
+        }();
+        return instance;
+    }
+    static const Recording& recording() {
+        static const Recording instance(sessionPackets());
+        return instance;
+    }
+    static std::size_t handshakeLength() { return recording().ends[handshakePackets().size() - 1]; }
+
+    /** What the host has seen when so many bytes have been played and the link has ended so. */
+    static Lines expected(std::size_t length, Player::End end, bool isTimed) {
+        const std::size_t whole = recording().wholeIn(length);
+        const Lines& all = Ends::whole().lines;
+        const std::size_t count = Ends::whole().seenAt[whole];
+        Lines lines(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(count));
+        const bool reachedRun = length >= handshakeLength();
+        if (end == Player::Failed) lines.emplace_back("error CONNECTION_EOF_ZERO");
+        // RUN counts from the first look at the link in it.
+        const bool hasRun = length > handshakeLength();
+        if (end != Player::Stall && hasRun) lines.emplace_back("error PROTOCOL_STOP");
+        if (end != Player::Stall) lines.emplace_back("state STOP");
+        if (isTimed && !reachedRun) lines.emplace_back("error INITIALIZATION_ABORT");
+        lines.emplace_back("thread end");
+        return lines;
+    }
+
+    /** Plays so much, deletes, and compares what was seen and sent with the whole session. */
+    static void expectEnd(std::size_t length, Player::End end, bool isTimed = false) {
+        SCOPED_TRACE("end " + std::to_string(end) + " after byte " + std::to_string(length));
+        Player player(recording(), {.length = length, .end = end});
+        if (isTimed) {
+            quarlo_SetInitialisationTimeout(player.handle(), 200);
+            quarlo_EnablePingWatchdog(player.handle(), 1, 200);
+        }
+        player.play();
+        player.remove();
+        EXPECT_EQ(supervision::unjoined(), 0);
+        EXPECT_EQ(player.lines(), expected(length, end, isTimed));
+        expectSent(length, end, player.sent());
+    }
+
+    /** Every byte of every packet; leaks are looked for when the library's own tables are gone. */
+    static void expectEndsAtEveryByte(Player::End end) {
+        std::size_t length = 0;
+        for (const std::size_t packetEnd : recording().ends) {
+            const long before = allocations::live();
+            {
+                const Library library;
+                for (; length < packetEnd; ++length) expectEnd(length, end);
+                expectEnd(length, end);
+            }
+            EXPECT_EQ(allocations::live(), before) << "leaked before byte " << length;
+        }
+    }
+
+    /** The announcement of the version goes out with the first look at the link in RUN. */
+    static void expectSent(std::size_t length, Player::End end, const std::vector<Bytes>& sent) {
+        std::vector<Bytes> all = whole().sent;
+        all.resize(whole().sentAt[recording().wholeIn(length)]);
+        EXPECT_EQ(withoutAnnouncement(sent), withoutAnnouncement(all));
+        const bool isAnnounced =
+            length > handshakeLength() || (length == handshakeLength() && end == Player::Stall);
+        EXPECT_EQ(withoutAnnouncement(sent).size() + (isAnnounced ? 1 : 0), sent.size());
+    }
+    static std::vector<Bytes> withoutAnnouncement(std::vector<Bytes> packets) {
+        std::erase_if(packets,
+                      [](const Bytes& p) { return p[0] == 67 && p[wire::headerSize] == 1; });
+        return packets;
+    }
+
+    // Outside of the tests: it has a library of its own.
+    static void SetUpTestSuite() { whole(); }
+    void TearDown() override { EXPECT_EQ(supervision::wrongJoins(), 0); }
+};
+
+/* ---- ends at every byte ---- */
+
+TEST_F(Ends, TheRecordingHasEveryPacketOfThePhone) {
+    std::set<unsigned> recorded;
+    for (const Bytes& bytes : sessionPackets()) recorded.insert(bytes[0]);
+    std::set<unsigned> known;
+    for (const PacketCase& c : packetCases()) {
+        const unsigned type = c.whole.bytes[0];
+        if (type % 2 == 0) known.insert(type);
+    }
+    EXPECT_EQ(recorded, known);
+    EXPECT_GT(recording().size(), 1000U);
+}
+
+TEST_F(Ends, WhereverTheConnectionIsCut) {
+    expectEndsAtEveryByte(Player::Closed);
+}
+
+TEST_F(Ends, WhereverTheLinkFails) {
+    expectEndsAtEveryByte(Player::Failed);
+}
+
+TEST_F(Ends, WhereverThePhoneFallsSilentAndTheHostDeletes) {
+    expectEndsAtEveryByte(Player::Stall);
+}
+
+TEST_F(Ends, WithSupervisionInTheMiddleOfEveryPacket) {
+    const Library library;
+    std::size_t start = 0;
+    for (const std::size_t end : recording().ends) {
+        const std::size_t middle = std::midpoint(start, end);
+        for (const auto how : {Player::Closed, Player::Stall}) expectEnd(middle, how, true);
+        start = end;
+    }
+}
+
+TEST_F(Ends, AfterASlowPhoneNothingIsMissing) {
+    const std::size_t length = recording().size();
+    for (const std::size_t piece : {1, 2, 7}) {
+        SCOPED_TRACE("pieces of " + std::to_string(piece));
+        const Library library;
+        Player player(recording(), {.piece = piece, .keepsPackets = false});
+        player.play();
+        player.remove();
+        EXPECT_EQ(player.lines(), expected(length, Player::Closed, false));
+        EXPECT_EQ(withoutAnnouncement(player.sent()), withoutAnnouncement(whole().sent));
+    }
+}
+
+/* ---- deletes while the host's code blocks ---- */
+
+/** Generous: a loaded machine must not fail the test; a delete that hangs does. */
+constexpr auto slack = std::chrono::seconds(5);
+
+/** How long a delete takes in the library's seconds, which are short here. */
+void expectDeletedWithin(Player& player, unsigned seconds) {
+    const auto start = std::chrono::steady_clock::now();
+    player.remove();
+    const auto limit = std::chrono::milliseconds(seconds * supervision::second) + slack;
+    EXPECT_LT(std::chrono::steady_clock::now() - start, limit);
+    EXPECT_EQ(supervision::unjoined(), 0);
+}
+
+/** Plays until the host's code stays somewhere for ever, and deletes without asking it to return.
+ */
+void expectCancelled(const Recording& recording, const Player::Plan& plan) {
+    for (const UInt8 joinTime : {UInt8{0}, UInt8{1}}) {
+        const long before = allocations::live();
+        {
+            const Library library;
+            Player player(recording, plan);
+            quarlo_SetEndReceiverRequestCallback(player.handle(), nullptr);
+            quarlo_SetWaitForJoinTimeout(player.handle(), joinTime);
+            player.play();
+            expectDeletedWithin(player, 1);
+        }
+        EXPECT_EQ(allocations::live(), before) << "leaked";
+    }
+}
+
+TEST_F(Ends, InsideEveryCallbackThatNeverReturns) {
+    const std::set<std::string> callbacks(whole().lines.begin(), whole().lines.end());
+    EXPECT_EQ(callbacks.size(), 24U);
+    for (const std::string& name : callbacks) {
+        SCOPED_TRACE(name);
+        expectCancelled(recording(), {.stuckIn = name});
+    }
+}
+
+TEST_F(Ends, InsideEverySendThatNeverReturns) {
+    for (std::size_t packet = 1; packet <= whole().sent.size(); ++packet) {
+        SCOPED_TRACE("packet " + std::to_string(packet));
+        expectCancelled(recording(), {.stuckSend = packet});
+    }
+}
+
+TEST_F(Ends, WaitForACallbackThatReturns) {
+    for (const char* name : {"thread start", "state RUN", "frame", "apps", "error PROTOCOL_STOP",
+                             "state STOP", "thread end"}) {
+        SCOPED_TRACE(name);
+        const Library library;
+        Player player(recording(), {.stuckIn = name});
+        player.play();
+        std::atomic<bool> isDeleted{false};
+        std::thread host([&] {
+            expectDeletedWithin(player, 0);
+            isDeleted = true;
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        EXPECT_FALSE(isDeleted);
+        player.release();
+        host.join();
+        EXPECT_EQ(player.lines().back(), "thread end");
+    }
+}
+
+/* ---- deletes on threads of another instance ---- */
+
+/** A host that deletes another one when it is told something, on the library's thread that tells.
+ */
+class Deleter : public Host {
+  public:
+    explicit Deleter(std::string line) : trigger(std::move(line)) {
+        victim.run();
+        quarlo_EnablePingWatchdog(victim.handle(), 1, 200);
+        quarlo_SetClientCapabilities(handle(), eCLIENTCAPABILITIES_AudioHandling, 1);
+        quarlo_SetProtocolCallback(handle(), [](void* context, eProtocolState state) {
+            told(context, std::string("state ") + _quarlo_getStateName(state));
+        });
+        quarlo_SetErrorCallback(handle(), [](void* context, eErrorCode code) {
+            told(context, std::string("error ") + _quarlo_getErrorName(code));
+        });
+        quarlo_SetAudioRequestCallback(
+            handle(), [](void* context, AudioControl control, UInt32 id, AudioType) {
+                if (control == eAUDIOCONTROL_Release) return told(context, "audio over");
+                quarlo_SetAudioStatus(hostOf(context).handle(), id, eAUDIOSTATUS_Open,
+                                      eAUDIOREQUESTRESULTCODE_NoError);
+            });
+        quarlo_SetOnMainThreadEndCallback(handle(),
+                                          [](void* context) { told(context, "thread end"); });
+    }
+    ~Deleter() { remove(); }
+    Deleter(const Deleter&) = delete;
+    Deleter& operator=(const Deleter&) = delete;
+
+  private:
+    static void told(void* context, const std::string& line) {
+        auto& self = static_cast<Deleter&>(hostOf(context));
+        if (line == self.trigger) self.victim.remove();
+        self.note(line);
+    }
+
+    Host victim;
+    const std::string trigger;
+};
+
+TEST_F(Ends, OnEveryThreadOfAnotherInstance) {
+    struct Way {
+        const char* line;
+        std::function<void(Host&)> bring;
+    };
+    const Way ways[] = {
+        {"state RUN", [](Host& host) { host.run(); }},
+        {"thread end",
+         [](Host& host) {
+             host.start();
+             host.endLink();
+         }},
+        {"error INITIALIZATION_TIMEOUT",
+         [](Host& host) {
+             quarlo_SetInitialisationTimeout(host.handle(), 1);
+             host.start();
+         }},
+        {"error CONNECTION_TIMEOUT",
+         [](Host& host) {
+             host.run();
+             quarlo_EnablePingWatchdog(host.handle(), 1, 1);
+         }},
+        {"audio over",
+         [](Host& host) {
+             host.run();
+             host.feed(packet(58, u32(1) + u8(1) + u8(3) + u16(1)));
+         }},
+    };
+    for (const Way& way : ways) {
+        SCOPED_TRACE(way.line);
+        const Library library;
+        Deleter deleter(way.line);
+        way.bring(deleter);
+        EXPECT_TRUE(deleter.waitFor(way.line));
+        deleter.remove();
+        EXPECT_EQ(supervision::unjoined(), 0);
+    }
+}
+
+}  // namespace
+}  // namespace quarlo::test
