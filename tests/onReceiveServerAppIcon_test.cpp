@@ -175,6 +175,23 @@ TEST(Icon, WithoutUrlOrMemoryForItIsDropped) {
     refuseAllocationsFrom(0);
 }
 
+TEST(Icon, WithoutRoomForTheAnswerIsDropped) {
+    Icons icons;
+    quarlo_CoreInstance* obj = icons.session.host.record();
+    UInt8 letter = 'u';
+    qrString url{eSTRINGENCODING_UTF8, 1, &letter};
+    packetServerAppIcon packet{};
+    packet.IconCompression = uncompressed;
+    packet.IdentifierURL = &url;
+    // The scratch memory is full and cannot grow.
+    obj->scratch.make<UInt8>(wire::Scratch::ordinarySize);
+    refuseAllocationsFrom(1);
+    EXPECT_EQ(icons.session.during([&] { onReceiveServerAppIcon(obj, &packet); }),
+              compression(4) + Lines{"WRN allocation for AppIconResponse failed."});
+    refuseAllocationsFrom(0);
+    obj->scratch.reset();
+}
+
 TEST(Icon, WithoutCallbackStillEndsTheRequest) {
     Icons icons;
     icons.ask("u", 10, 10);
