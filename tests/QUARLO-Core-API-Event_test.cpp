@@ -283,6 +283,17 @@ TEST(Description, SoftkeysStayTheInstances) {
     EXPECT_EQ(keys[0], eSOFTKEY_Home);
     EXPECT_EQ(keys[1], eSOFTKEY_Back);
 
+    // Another description leaves what was handed out in place.
+    const Softkey* const handedOut = keys;
+    session.host.record()->currentState = ePROTOCOL_STATE_INIT_SERVER;
+    session.host.feed(Host::serverInit("phone", {3, 4, 5}));
+    ASSERT_TRUE(session.host.waitUntil([&] {
+        quarlo_GetAvailableSoftkeys(session.handle(), &count, &keys);
+        return count == 3;
+    }));
+    EXPECT_EQ(handedOut[0], eSOFTKEY_Home);
+    EXPECT_EQ(handedOut[1], eSOFTKEY_Back);
+
     quarlo_GetAvailableSoftkeys(session.handle(), nullptr, &keys);
     EXPECT_EQ(keys, nullptr);
     quarlo_GetAvailableSoftkeys(session.handle(), &count, nullptr);

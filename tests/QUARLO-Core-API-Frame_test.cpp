@@ -303,7 +303,9 @@ TEST(FrameCalls, TheFrameSizesTheReceiveBuffer) {
     for (const Case& c :
          {Case{1280, 1024, 4, 5308416}, Case{801, 3, 2, 70342}, Case{0, 0, 4, 65536},
           // 0 and 65536 in 32 bits
-          Case{32768, 32768, 4, 0}, Case{0x10000, 0x10000, 1, 0}, Case{0xFFFFFFFF, 2, 255, 0}}) {
+          Case{32768, 32768, 4, 0}, Case{0x10000, 0x10000, 1, 0}, Case{0xFFFFFFFF, 2, 255, 0},
+          // 65536 in 64 bits
+          Case{0x80000000, 0x80000000, 4, 0}}) {
         SCOPED_TRACE(c.width);
         Host host;
         quarlo_SetFrameSize(host.handle(), c.width, c.height, 1, 1);

@@ -17,6 +17,7 @@ class AudioTimer : public ::testing::Test {
   protected:
     void TearDown() override {
         supervision::refuseThread(0);
+        supervision::holdThreads(false);
         EXPECT_EQ(supervision::wrongJoins(), 0);
     }
     /** Timers created and not yet joined; the rest are receivers. */
@@ -341,6 +342,22 @@ TEST_F(AudioTimer, IsClosedByManyAtOnce) {
         EXPECT_TRUE(radio.host.waitUntil([&] { return Radio::sources().empty(); }));
         EXPECT_EQ(timers(), 0);
     }
+}
+
+TEST_F(AudioTimer, IsJoinedByTheFirstOfThree) {
+    Radio radio;
+    radio.ask(5, eAUDIOTYPE_Main, never);
+    supervision::holdThreads(true);
+    radio.answer(5, eAUDIOSTATUS_Open);
+    std::thread first([&] { EXPECT_EQ(radio.answer(5, eAUDIOSTATUS_Close), eRETURN_OKAY); });
+    EXPECT_TRUE(radio.host.waitUntil([] { return Radio::source(5).isJoining != 0; }));
+    // The others find it waiting for the timer and leave both timer and source to it.
+    EXPECT_EQ(listFreeElementDataAudio(listGetFirstElement(&audioSourceList)), eRETURN_OKAY);
+    EXPECT_EQ(radio.answer(5, eAUDIOSTATUS_Reject), eRETURN_OKAY);
+    EXPECT_EQ(Radio::sources(), Lines{});
+    EXPECT_EQ(timers(), 0);  // the join is under way
+    supervision::holdThreads(false);
+    first.join();
 }
 
 }  // namespace

@@ -96,6 +96,16 @@ TEST(VehicleFilter, MoreKeysThanCanBeCountedAreAFailedAllocation) {
     EXPECT_EQ(vehicle.items(), (Lines{"1", "6"}));
 }
 
+TEST(VehicleFilter, KeysWithoutAnItemMayBeRemoved) {
+    const Library library;
+    Vehicle vehicle;
+    vehicle.want({1, 2});
+    _clearVehicleDataList(vehicle.host.record());
+    EXPECT_EQ(vehicle.want({2, 3}), (Lines{lineOf(false, {1}), lineOf(true, {3})}));
+    EXPECT_EQ(vehicle.filter(), (Keys{2, 3}));
+    EXPECT_EQ(vehicle.items(), Lines{"3"});
+}
+
 TEST(VehicleFilter, IsEmptyWithoutMemory) {
     const Library library;
     Vehicle vehicle;

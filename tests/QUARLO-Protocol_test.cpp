@@ -185,6 +185,17 @@ TEST_F(Protocol, IgnoresPacketsInTheWrongState) {
     EXPECT_TRUE(host.has("WRN ServerProtocolAcknowledge received in wrong state; ignored."));
 }
 
+TEST_F(Protocol, SavesAStateThatItDoesNotKnow) {
+    quarlo_Protocol(nullptr);
+    host.record()->currentState = static_cast<eProtocolState>(42);
+    for (int step = 0; step < 2; ++step) quarlo_Protocol(host.handle());
+    const std::string warning = "WRN unknown protocol state; ignored (but saved).";
+    EXPECT_EQ(host.lines(),
+              (std::vector<std::string>{"VER protocol state changed to *** UNKNOWN ***", warning,
+                                        warning}));
+    EXPECT_TRUE(host.sent().empty());
+}
+
 TEST_F(Protocol, KeepsWhatThePhoneDeclares) {
     startUpTo(ePROTOCOL_STATE_INIT_SERVER);
     answer(2, packet(12, u8(1)));

@@ -36,7 +36,11 @@ Bytes state(unsigned type, unsigned value) {
 }
 
 TEST_F(Dispatcher, WaitsForWholePackets) {
-    EXPECT_EQ(dispatch(Bytes(8, 36)), 0);
+    // A type is not judged before its whole header is there.
+    for (std::size_t size = 1; size < 9; ++size) {
+        EXPECT_EQ(dispatch(Bytes(size, 36)), 0);
+        EXPECT_EQ(dispatch(Bytes(size, 255)), 0);
+    }
     Bytes large = u8(36) + u32(0) + u32(1000);
     large.resize(9 + 999, 1);
     EXPECT_EQ(dispatch(large), 0);

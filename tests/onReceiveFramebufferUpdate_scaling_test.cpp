@@ -228,6 +228,16 @@ TEST(PictureBuffers, TheLimitGrowsWithTheConfiguredFrame) {
               Lines{"frame 0 10,20 4097x4096 #67125248"});
 }
 
+TEST(PictureBuffers, TheLimitOfAnAbsurdFrameIsWhatTheLengthCanSay) {
+    // Its size wraps to 0 in 64 bits.
+    Screen screen("unscaled");
+    quarlo_SetFrameSize(screen.host.handle(), 0x80000000, 0x80000000, 1, 1);
+    const Rect zlib = compressed(eFRAMECOMPRESSION_ZLIB);
+    EXPECT_EQ(outcome(screen.show({zlib.sized(65535, 16385)})), noPicture);
+    EXPECT_EQ(outcome(screen.show({zlib.sized(4097, 4096)})),
+              Lines{"frame 0 10,20 4097x4096 #67125248"});
+}
+
 TEST(PictureBuffers, FailedAllocationsEndTheUpdate) {
     Screen screen("unscaled");
     const Rect zlib = compressed(eFRAMECOMPRESSION_ZLIB).sized(1000, 100);

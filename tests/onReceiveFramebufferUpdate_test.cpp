@@ -183,6 +183,8 @@ TEST(Decompression, EachFailureIsReportedAndEndsTheUpdate) {
         {9, 9, {}},
         {-1, 9, {}},
         {INT_MAX, 9, {}},
+        // The library's own mark for "no plug-in" is no result of one.
+        {INT_MIN, 9, {}},
     };
     Screen screen;
     screen.show({compressed(eFRAMECOMPRESSION_JPEG)});  // makes the buffer

@@ -150,9 +150,10 @@ TEST(Icon, SizesThatCannotBeAreDropped) {
     const Lines dropped{"WRN onReceiveServerAppIcon could not allocate uncompressed buffer."};
     const Bytes good = order({0, 0, 0x55, 0});
     EXPECT_EQ(icons.answer("unasked", zlib, good), compression(2) + dropped);
-    // 4 x 65535 x 65535 does not fit 32 bits; 4 x 8192 x 2049 is above 64 MiB.
-    const std::pair<unsigned, unsigned> sizes[] = {{65535, 65535}, {8192, 2049}, {0, 0},
-                                                   {0, 10},        {10, 0},      {32768, 32768}};
+    // 4 x 65535 x 65535 does not fit 32 bits, 4 x 65535 x 16385 is 196604 there; 4 x 8192 x 2049 is
+    // above 64 MiB.
+    const std::pair<unsigned, unsigned> sizes[] = {
+        {65535, 65535}, {65535, 16385}, {8192, 2049}, {0, 0}, {0, 10}, {10, 0}, {32768, 32768}};
     for (const auto& [width, height] : sizes) {
         icons.ask("u", width, height);
         EXPECT_EQ(icons.answer("u", zlib, good), compression(2) + dropped);
@@ -173,6 +174,23 @@ TEST(Icon, WithoutUrlOrMemoryForItIsDropped) {
     refuseAllocationsFrom(1);
     EXPECT_EQ(icons.answer(std::string(65535, 'u'), uncompressed, {1}), compression(4) + failed);
     refuseAllocationsFrom(0);
+}
+
+TEST(Icon, WithoutRoomForTheAnswerIsDropped) {
+    Icons icons;
+    quarlo_CoreInstance* obj = icons.session.host.record();
+    UInt8 letter = 'u';
+    qrString url{eSTRINGENCODING_UTF8, 1, &letter};
+    packetServerAppIcon packet{};
+    packet.IconCompression = uncompressed;
+    packet.IdentifierURL = &url;
+    // The scratch memory is full and cannot grow.
+    obj->scratch.make<UInt8>(wire::Scratch::ordinarySize);
+    refuseAllocationsFrom(1);
+    EXPECT_EQ(icons.session.during([&] { onReceiveServerAppIcon(obj, &packet); }),
+              compression(4) + Lines{"WRN allocation for AppIconResponse failed."});
+    refuseAllocationsFrom(0);
+    obj->scratch.reset();
 }
 
 TEST(Icon, WithoutCallbackStillEndsTheRequest) {

@@ -241,5 +241,24 @@ TEST(CustomDataReceived, LongTextsWithoutMemoryAreDropped) {
               "ERR Error reading content from string in _quarlo_ProcessCustomDataString()");
 }
 
+TEST(CustomDataReceived, WithoutRoomForTheirRecordsAreDropped) {
+    const Library library;
+    Channels channels;
+    quarlo_CoreInstance* obj = channels.host.record();
+    // The scratch memory is full and cannot grow.
+    obj->scratch.make<UInt8>(wire::Scratch::ordinarySize);
+    allocations::restart(1, true);
+    Bytes can = u32(1) + u8(0);
+    Bytes string = text("x");
+    EXPECT_EQ(channels.during([&] {
+        EXPECT_EQ(_quarlo_ProcessCustomDataCan(obj, 1, 5, can.data()), eRETURN_MEM_ALLOC);
+        EXPECT_EQ(_quarlo_ProcessCustomDataString(obj, 1, 4, string.data()), eRETURN_MEM_ALLOC);
+    }),
+              (Lines{"ERR error reading CAN message from data",
+                     "ERR Error reading string in _quarlo_ProcessCustomDataString()"}));
+    allocations::restart();
+    obj->scratch.reset();
+}
+
 }  // namespace
 }  // namespace quarlo::test

@@ -40,6 +40,12 @@ forbid "allocates beside the platform layer and cannot report failure" \
     '\bstd::(string|vector|deque|list|forward_list|map|multimap|set|multiset|unordered_\w+|function|any|shared_ptr|make_shared|make_unique|thread|jthread|async|[io]?stringstream)\b' \
     "${elsewhere[@]}"
 forbid "writes without a bound" '\b(v?sprintf|strcpy|strcat|stpcpy|gets)\s*\(' "${all[@]}"
+# What the phone makes grow must not be searched for every element.
+others=()
+for file in "${all[@]}"; do
+    [[ $file == src/QUARLO-Core-List.* ]] || others+=("$file")
+done
+forbid "searches the whole list; use listAppendFresh" '\blistAppendElement\b' "${others[@]}"
 forbid "asks sizeOf_PacketHeader instead of knowing the header's size" '(?<![\w.])9[uUlLzZ]*(?![\w.])' \
     src/QUARLO_Receive*.cpp
 

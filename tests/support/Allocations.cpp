@@ -27,6 +27,8 @@ void* __wrap_quarlo_malloc(std::size_t amount) {
     }
     const long refused = refusedRequest;
     if (number == refused || (refusesOnwards && number > refused)) return nullptr;
+    // As on platforms whose allocator has no empty blocks.
+    if (amount == 0) return nullptr;
     void* block = __real_quarlo_malloc(amount);
     if (block != nullptr) liveBlocks.fetch_add(1, relaxed);
     return block;

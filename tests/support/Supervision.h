@@ -1,6 +1,7 @@
 /*
- * Short seconds and refused threads: a program linked with quarlo_watch_threads() sleeps a
- * hundredth of what the library asks for, and lets a test refuse the creation of threads.
+ * Short seconds, refused and late threads: a program linked with quarlo_watch_threads() sleeps a
+ * fiftieth of what the library asks for, and lets a test refuse the creation of threads, keep new
+ * ones from their first instruction, or let one end before its creator goes on.
  */
 #ifndef QUARLO_TESTS_SUPERVISION_H
 #define QUARLO_TESTS_SUPERVISION_H
@@ -12,6 +13,10 @@ constexpr unsigned second = 20;
 
 /** Refuses the n-th thread created from now on with EAGAIN; none for 0. */
 void refuseThread(long nth);
+/** Threads created while this is set begin only when it is reset. */
+void holdThreads(bool isHeld);
+/** The next thread created has ended when its creation returns. */
+void finishNextThread();
 /** Threads created and not yet joined. */
 long unjoined();
 /** Joins of threads that had been joined before or never created, or of the caller itself. */

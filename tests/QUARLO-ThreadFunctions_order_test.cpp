@@ -1,0 +1,120 @@
+/* Threads that begin late or end early: none of their flags may be lost, and none waited for in
+ * vain. */
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "Host.h"
+#include "Supervision.h"
+
+namespace quarlo::test {
+namespace {
+
+class ThreadOrder : public ::testing::Test {
+  protected:
+    Library library;
+    Host host;
+
+    void TearDown() override {
+        supervision::holdThreads(false);
+        host.remove();
+        EXPECT_EQ(supervision::unjoined(), 0);
+        EXPECT_EQ(supervision::wrongJoins(), 0);
+    }
+    /** Runs end on another thread while new threads wait, and lets them begin once it has asked. */
+    template <class End, class IsAsked>
+    void endBeforeTheBegin(End end, IsAsked isAsked) {
+        std::thread other(end);
+        EXPECT_TRUE(host.waitUntil(isAsked));
+        supervision::holdThreads(false);
+        other.join();
+    }
+};
+
+TEST_F(ThreadOrder, InstanceIsDeletedBeforeItsThreadsBegin) {
+    quarlo_SetInitialisationTimeout(host.handle(), 60);
+    supervision::holdThreads(true);
+    host.start();
+    quarlo_CoreInstance* const obj = host.record();
+    endBeforeTheBegin([&] { host.remove(); }, [&] { return obj->waitForInitEndFlag != 0; });
+    EXPECT_FALSE(host.has("INF WaitForInitThread: wait time is over."));
+    EXPECT_TRUE(host.has("INF WaitForInitThread: ends now."));
+}
+
+TEST_F(ThreadOrder, WatchdogIsSwitchedOffBeforeItBegins) {
+    host.run();
+    supervision::holdThreads(true);
+    quarlo_EnablePingWatchdog(host.handle(), 1, 60);
+    endBeforeTheBegin([&] { quarlo_EnablePingWatchdog(host.handle(), 0, 60); },
+                      [&] { return host.record()->watchdogEndFlag != 0; });
+    EXPECT_FALSE(host.has("WRN watchdog timeout"));
+    EXPECT_TRUE(host.has("INF watchdog thread ends now."));
+    EXPECT_EQ(host.record()->watchdogIsRunning, 0);
+}
+
+TEST_F(ThreadOrder, TimerEndsBeforeItsCreatorGoesOn) {
+    quarlo_SetInitialisationTimeout(host.handle(), 60);
+    quarlo_SetTraceOutput(host.handle(), [](void* context, eTraceClass, char* line) {
+        const bool isTimer = std::string(line).rfind("WaitForInitThread: started", 0) == 0;
+        if (isTimer) static_cast<Host*>(context)->record()->waitForInitEndFlag = eFLAG_TRUE;
+    });
+    supervision::finishNextThread();
+    host.start();
+    // Set by the creator afterwards, the flag would say for ever that the timer runs.
+    EXPECT_EQ(host.record()->waitForInitThreadRunning, 0);
+    EXPECT_EQ(host.record()->needJoinThreadInit, 1);
+}
+
+TEST_F(ThreadOrder, WatchdogIsSwitchedOffBeforeRun) {
+    quarlo_EnablePingWatchdog(host.handle(), 1, 5);
+    quarlo_EnablePingWatchdog(host.handle(), 0, 5);
+    EXPECT_TRUE(host.has("VER set watchdogStartPending to FALSE"));
+    host.run();
+    EXPECT_EQ(host.record()->watchdogIsRunning, 0);
+}
+
+TEST_F(ThreadOrder, ReceiverEndsWithoutItsLink) {
+    host.run();
+    quarlo_SetReceiverLink(host.handle(), nullptr);
+    host.feed(packet(128, u32(2)));
+    EXPECT_TRUE(host.waitUntil([&] { return host.record()->mainThreadTerminatedRegular != 0; }));
+}
+
+/** A link that returns now and then: nobody has to be cancelled. */
+TEST_F(ThreadOrder, ReceiverEndsInTime) {
+    const std::string byTimer = "INF WaitForJoinThread: cancel main receiver now.";
+    const std::string byHost = "INF DeleteInstance: cancel main receiver now.";
+    for (const UInt8 joinTime : {UInt8{2}, UInt8{0}}) {
+        Host polling;
+        quarlo_SetEndReceiverRequestCallback(polling.handle(), nullptr);
+        quarlo_SetWaitForJoinTimeout(polling.handle(), joinTime);
+        quarlo_SetReceiverLink(polling.handle(), [](void*, UInt8*, std::size_t, void*) {
+            quarloPosix_pause(1);
+            return std::size_t{0};
+        });
+        polling.start();
+        polling.waitForSent(1);
+        polling.remove();
+        EXPECT_EQ(polling.has("INF main receiver thread terminated regularly."), joinTime != 0);
+        EXPECT_FALSE(polling.has(byTimer));
+        EXPECT_FALSE(polling.has(byHost));
+        EXPECT_EQ(supervision::unjoined(), 0);
+    }
+}
+
+TEST_F(ThreadOrder, BodiesRefuseWhatTheyCannotRunOn) {
+    for (const auto body : {&quarlo_MainInstanceThread, &quarlo_WatchdogThread,
+                            &quarlo_WaitForInitThread, &quarlo_WaitForJoinThread}) {
+        EXPECT_EQ(body(nullptr), nullptr);
+    }
+    quarlo_SetWaitForJoinTimeout(host.handle(), 0);
+    std::thread([&] {
+        quarlo_WaitForInitThread(host.record());
+        quarlo_WaitForJoinThread(host.record());
+    }).join();
+    EXPECT_TRUE(host.has("INF WaitForInitThread: should run with wait time 0; denied."));
+    EXPECT_TRUE(host.has("INF WaitForJoinThread: should run with wait time 0; denied."));
+}
+
+}  // namespace
+}  // namespace quarlo::test
