@@ -39,6 +39,9 @@ class Mailbox {
     /** Of many that are not taken the latest are kept. */
     void happened(Event what);
 
+    /** Ends a wait without news. */
+    void wake() { signal(); }
+
     /** Lets a waiting post() go; later ones are dropped. */
     void close();
 

@@ -17,9 +17,20 @@ Mirror::Mirror(const Options& given, Log& output, Mailbox& receiver, Session& mi
       session(mirrored),
       interrupts(interruptDescriptor) {}
 
+Mirror::~Mirror() {
+    if (board != nullptr) board->closed(failure);
+}
+
+void Mirror::showOn(Board& shown, HeadUnit& unit) {
+    board = &shown;
+    driven = &unit;
+    board->opened(mailbox);
+}
+
 std::string Mirror::run() {
     beginSeconds = log.seconds();
-    if (std::string problem = session.start(); !problem.empty()) return problem;
+    failure = session.start();
+    if (!failure.empty()) return failure;
     while (!hasEnded) step();
     return failure;
 }
@@ -33,15 +44,29 @@ void Mirror::step() {
         if (!hasEnded) handle(update);
     }
     inform(news);
+    if (!hasEnded) serveBoard(news);
     if (!hasEnded && isRunning) runScript();
     if (hasEnded) return;
     if (!news.failure.empty()) return fail(news.failure);
     const std::string reason = endReason();
     if (reason.empty()) return;
     log.line("HOST", reason);
-    // Without a number of updates asked for, any number is what was asked for.
-    if (options.frames != 0 || updates == 0 || runner != nullptr) return fail(reason);
+    if (!isEndWanted()) return fail(reason);
     hasEnded = true;
+}
+
+// Without a number of updates asked for, any number is what was asked for.
+bool Mirror::isEndWanted() const {
+    if (board != nullptr && board->isDone()) return true;
+    return options.frames == 0 && updates != 0 && runner == nullptr;
+}
+
+void Mirror::serveBoard(const News& news) {
+    if (board == nullptr) return;
+    for (const Event& event : news.events) board->happened(event);
+    if (!news.updates.empty()) board->show(session.picture());
+    board->count(session.stream().bytesReceived(), session.stream().bytesSent());
+    for (const Board::Act& act : board->takeActs()) act(*driven, session.extent());
 }
 
 void Mirror::inform(const News& news) {
@@ -92,6 +117,7 @@ void Mirror::becomeRunning() {
     isRunning = true;
     runSeconds = log.seconds();
     session.settle();
+    if (board != nullptr) board->running();
     makeChanges();
     requestNext();
 }

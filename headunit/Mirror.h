@@ -7,6 +7,7 @@
 
 #include <string>
 
+#include "Board.h"
 #include "Log.h"
 #include "Mailbox.h"
 #include "Options.h"
@@ -19,9 +20,15 @@ class Mirror {
   public:
     /** @param interrupts a descriptor that is readable when the user wants the end */
     Mirror(const Options& options, Log& log, Mailbox& mailbox, Session& session, int interrupts);
+    ~Mirror();
+    Mirror(const Mirror&) = delete;
+    Mirror& operator=(const Mirror&) = delete;
 
     /** From RUN on the script is played, and the session ends with it. */
     void play(Runner& script) { runner = &script; }
+
+    /** Shows the session on the board and does there what the board asks for. */
+    void showOn(Board& shown, HeadUnit& unit);
 
     /** Runs the session to its end. @return empty for success, or what went wrong */
     std::string run();
@@ -40,6 +47,8 @@ class Mirror {
     void step();
     void inform(const News& news);
     void runScript();
+    void serveBoard(const News& news);
+    bool isEndWanted() const;
     void becomeRunning();
     void handle(const Update& update);
     void makeChanges();
@@ -59,6 +68,8 @@ class Mirror {
     Session& session;
     const int interrupts;
     Runner* runner = nullptr;
+    Board* board = nullptr;
+    HeadUnit* driven = nullptr;
 
     bool hasEnded = false;
     std::string failure;

@@ -46,6 +46,10 @@ struct Options {
     eTraceClass trace = eTRACECLASS_ERROR | eTRACECLASS_WARNING;
     std::string dump;
     bool quiet = false;
+
+    bool window = false;
+    std::string windowScreenshot;
+    Size largest;  ///< frame that a window may come to; 0 without one
 };
 
 /**

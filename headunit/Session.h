@@ -48,6 +48,7 @@ class Session {
     void* handle() const { return instance; }
     Picture picture() { return screen.copy(); }
     Size extent() const { return size; }
+    const Transport& stream() const { return transport; }
 
   private:
     static void traced(void* context, eTraceClass traceClass, char* text);

@@ -1,0 +1,120 @@
+#include "Board.h"
+
+#include <utility>
+
+namespace quarlo::headunit {
+namespace {
+
+// "Request 7 Music" or "Release 7 Music".
+std::string soundAfter(const std::string& audio) {
+    const std::size_t type = audio.rfind(' ');
+    if (!audio.starts_with("Request") || type == std::string::npos) return {};
+    return audio.substr(type + 1);
+}
+
+}  // namespace
+
+void Board::say(const std::string& state) {
+    {
+        const std::lock_guard guard(lock);
+        current.state = state;
+    }
+    notify();
+}
+
+void Board::opened(Mailbox& mailbox) {
+    {
+        const std::lock_guard guard(lock);
+        recipient = &mailbox;
+        current.phone.clear();
+        current.sound.clear();
+        current.received = current.sent = 0;
+    }
+    say("connected, not running yet");
+}
+
+void Board::running() {
+    {
+        const std::lock_guard guard(lock);
+        current.isRunning = true;
+        ++current.sessions;
+    }
+    say("running");
+}
+
+void Board::happened(const Event& event) {
+    {
+        const std::lock_guard guard(lock);
+        if (event.callback == "state" || event.callback == "softkeys") return;
+        if (event.callback == "phone") {
+            current.phone = event.text;
+        } else {
+            if (event.callback == "audio") current.sound = soundAfter(event.text);
+            current.notes.push_front({event, std::chrono::system_clock::now()});
+            if (current.notes.size() > Status::mostNotes) current.notes.pop_back();
+        }
+    }
+    notify();
+}
+
+void Board::show(Picture shown) {
+    {
+        const std::lock_guard guard(lock);
+        current.frame = shown.size;
+        ++current.updates;
+        picture = std::move(shown);
+    }
+    notify();
+}
+
+void Board::count(UInt64 received, UInt64 sent) {
+    const std::lock_guard guard(lock);
+    current.received = received;
+    current.sent = sent;
+}
+
+std::vector<Board::Act> Board::takeActs() {
+    const std::lock_guard guard(lock);
+    return std::exchange(acts, {});
+}
+
+void Board::closed(const std::string& why) {
+    {
+        const std::lock_guard guard(lock);
+        recipient = nullptr;
+        acts.clear();
+        current.isRunning = false;
+        current.sound.clear();
+    }
+    say(why.empty() ? "the session has ended" : why);
+}
+
+bool Board::isDone() const {
+    const std::lock_guard guard(lock);
+    return hasFinished;
+}
+
+bool Board::ask(Act act) {
+    const std::lock_guard guard(lock);
+    if (recipient == nullptr || !current.isRunning) return false;
+    acts.push_back(std::move(act));
+    recipient->wake();
+    return true;
+}
+
+Status Board::status() const {
+    const std::lock_guard guard(lock);
+    return current;
+}
+
+std::optional<Picture> Board::takePicture() {
+    const std::lock_guard guard(lock);
+    return std::exchange(picture, std::nullopt);
+}
+
+void Board::finish() {
+    const std::lock_guard guard(lock);
+    hasFinished = true;
+}
+
+}  // namespace quarlo::headunit
