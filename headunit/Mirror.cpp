@@ -108,7 +108,9 @@ int Mirror::waitMilliseconds() const {
 
 std::string Mirror::endReason() const {
     pollfd watched{interrupts, POLLIN, 0};
-    if (poll(&watched, 1, 0) > 0) return "interrupted";
+    if (poll(&watched, 1, 0) > 0) {
+        return board != nullptr && board->isDone() ? "the window was closed" : "interrupted";
+    }
     const bool isLate = options.seconds != 0 && secondsLeft() == 0;
     return isLate ? "the time is over" : "";
 }

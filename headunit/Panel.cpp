@@ -18,8 +18,8 @@ using phone::Weight;
 
 constexpr double margin = 16;
 constexpr double inside = Panel::width - 2 * margin;
-constexpr double rowHeight = 19;
-constexpr double headingHeight = 30;
+constexpr double rowHeight = 18;
+constexpr double headingHeight = 28;
 
 constexpr Paint ground{0x151A23, 1};
 constexpr Paint rule{0x2B3444, 1};
@@ -31,9 +31,9 @@ constexpr Paint good{0x4CD07D, 1};
 constexpr Paint bad{0xF0635F, 1};
 
 constexpr std::array keys{
-    std::pair{"Home", "Home"},      std::pair{"Esc", "Back"},     std::pair{"M", "Menu"},
-    std::pair{"F", "Search"},       std::pair{"N", "Night mode"}, std::pair{"V", "Moving"},
-    std::pair{"B", "Blocked apps"}, std::pair{"Q", "Quit"},       std::pair{"P", "Screenshot"},
+    std::pair{"Home", "Home"},    std::pair{"Esc", "Back"},     std::pair{"M", "Menu"},
+    std::pair{"F", "Search"},     std::pair{"N", "Night mode"}, std::pair{"V", "Moving"},
+    std::pair{"B", "Block mode"}, std::pair{"Q", "Quit"},       std::pair{"P", "Screenshot"},
 };
 
 std::string amount(double bytes) {
@@ -168,13 +168,11 @@ void Panel::drawKeys(Canvas& canvas, const PanelContent& content, double top) {
     const std::size_t count = keys.size() - (content.writesShots ? 0 : 1);
     for (std::size_t i = 0; i < count; ++i) {
         const bool isRight = i % 2 != 0;
-        const double left = margin + (isRight ? 118 : 0);
-        const double keyWidth = isRight ? 20 : 44;
-        const Box cap{left, y + 1, keyWidth, rowHeight - 3};
+        const Box cap{margin + (isRight ? inside / 2 : 0), y + 1, 42, rowHeight - 3};
         canvas.fillRounded(cap, 3, rule);
         canvas.text(cap, keys[i].first, {11, bright, Weight::Bold, Align::Centre});
-        canvas.text({cap.right() + 7, y, inside - cap.right() + margin - 7, rowHeight},
-                    keys[i].second, {11.5, plain});
+        canvas.text({cap.right() + 7, y, inside / 2 - cap.width - 9, rowHeight}, keys[i].second,
+                    {11.5, plain});
         if (isRight) y += rowHeight;
     }
 }

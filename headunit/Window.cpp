@@ -147,14 +147,15 @@ void Window::onMode(SDL_Keycode key) {
     if (key == SDLK_p) isDirty = wantsShot = content.writesShots;
     if (content.modes == before) return;
     renew();
-    tellModes();
+    tellModes(before);
 }
 
-void Window::tellModes() {
-    board.ask([modes = content.modes](HeadUnit& unit, Size) {
-        unit.night(modes.isNight);
-        unit.moving(modes.isMoving);
-        unit.block(modes.block);
+// @param known what the phone has been told; without it everything
+void Window::tellModes(const std::optional<Modes>& known) {
+    board.ask([now = content.modes, known](HeadUnit& unit, Size) {
+        if (!known || known->isNight != now.isNight) unit.night(now.isNight);
+        if (!known || known->isMoving != now.isMoving) unit.moving(now.isMoving);
+        if (!known || known->block != now.block) unit.block(now.block);
     });
 }
 
@@ -177,7 +178,7 @@ void Window::resizeFrame() {
 void Window::greet() {
     greeted = content.status.sessions;
     if (wanted) board.ask([size = *wanted](HeadUnit& unit, Size) { unit.change(SetSize{size}); });
-    tellModes();
+    tellModes({});
     if (!owed.empty()) board.ask(touching(std::exchange(owed, {})));
     fingers.liftAll();
 }

@@ -44,7 +44,7 @@ class Window {
     void handle(const SDL_Event& event);
     void onKey(const SDL_KeyboardEvent& event);
     void onMode(SDL_Keycode key);
-    void tellModes();
+    void tellModes(const std::optional<Modes>& known);
     void sendTouches();
     void resizeFrame();
     void greet();

@@ -46,7 +46,7 @@ int runInWindow(Options options, Log& log, int interrupts, const Sessions& sessi
         isClosed = !window->turn(patience);
     }
     const bool wasRunning = !hasEnded;
-    board.finish();
+    if (isClosed) board.finish();
     // Whatever the sessions wait for, they wait for an interrupt too.
     if (wasRunning) kill(getpid(), SIGTERM);
     session.join();
