@@ -1,6 +1,8 @@
 #include "SdlWindow.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <iterator>
 
 namespace quarlo::display {
 namespace {
@@ -16,6 +18,15 @@ void setHints() {
     SDL_SetHint(SDL_HINT_VIDEO_ALLOW_SCREENSAVER, "1");
     SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
     SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "linear");
+}
+
+// SDL would go on to a driver whose windows nobody sees; somebody may want that, or the console.
+bool mayHaveDisplay() {
+    constexpr const char* names[] = {"SDL_VIDEODRIVER", "DISPLAY", "WAYLAND_DISPLAY"};
+    return std::any_of(std::begin(names), std::end(names), [](const char* name) {
+        const char* const value = std::getenv(name);
+        return value != nullptr && *value != 0;
+    });
 }
 
 SDL_Window* createWindow(const std::string& title, int width, int height) {
@@ -58,8 +69,12 @@ void Texture::load(SDL_Renderer* renderer, const void* pixels, int width, int he
 std::unique_ptr<SdlWindow> SdlWindow::open(const std::string& title, int width, int height,
                                            std::string& problem) {
     setHints();
+    if (!mayHaveDisplay()) {
+        problem = "no display to open a window on: neither DISPLAY nor WAYLAND_DISPLAY is set";
+        return nullptr;
+    }
     if (SDL_Init(SDL_INIT_VIDEO) != 0) {
-        problem = std::string("there is no display to open a window on: ") + SDL_GetError();
+        problem = std::string("no display to open a window on: ") + SDL_GetError();
         return nullptr;
     }
     SDL_Window* const window = createWindow(title, width, height);

@@ -1,5 +1,7 @@
 #include "Board.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace quarlo::headunit {
@@ -10,6 +12,13 @@ std::string soundAfter(const std::string& audio) {
     const std::size_t type = audio.rfind(' ');
     if (!audio.starts_with("Request") || type == std::string::npos) return {};
     return audio.substr(type + 1);
+}
+
+// These change with every app that comes to the front.
+bool isOfInterest(const Event& event) {
+    constexpr const char* others[] = {"state",    "softkeys", "transition",
+                                      "launcher", "inactive", "ptt"};
+    return std::find(std::begin(others), std::end(others), event.callback) == std::end(others);
 }
 
 }  // namespace
@@ -26,6 +35,7 @@ void Board::opened(Mailbox& mailbox) {
     {
         const std::lock_guard guard(lock);
         recipient = &mailbox;
+        current.failure.clear();
         current.phone.clear();
         current.sound.clear();
         current.received = current.sent = 0;
@@ -45,16 +55,20 @@ void Board::running() {
 void Board::happened(const Event& event) {
     {
         const std::lock_guard guard(lock);
-        if (event.callback == "state" || event.callback == "softkeys") return;
+        if (event.callback == "audio") current.sound = soundAfter(event.text);
         if (event.callback == "phone") {
             current.phone = event.text;
-        } else {
-            if (event.callback == "audio") current.sound = soundAfter(event.text);
-            current.notes.push_front({event, std::chrono::system_clock::now()});
-            if (current.notes.size() > Status::mostNotes) current.notes.pop_back();
+        } else if (isOfInterest(event)) {
+            remember(event);
         }
     }
     notify();
+}
+
+void Board::remember(const Event& event) {
+    std::erase_if(current.notes, [&](const Note& note) { return note.event == event; });
+    current.notes.push_front({event, std::chrono::system_clock::now()});
+    if (current.notes.size() > Status::mostNotes) current.notes.pop_back();
 }
 
 void Board::show(Picture shown) {
@@ -84,6 +98,7 @@ void Board::closed(const std::string& why) {
         recipient = nullptr;
         acts.clear();
         current.isRunning = false;
+        current.failure = why;
         current.sound.clear();
     }
     say(why.empty() ? "the session has ended" : why);

@@ -30,14 +30,15 @@ struct Status {
 
     unsigned sessions = 0;  ///< that reached RUN; of the present one if isRunning
     bool isRunning = false;
-    std::string state;  ///< for people
-    std::string phone;  ///< what it said of itself
-    std::string sound;  ///< what the phone plays; empty for nothing
+    std::string state;    ///< for people
+    std::string failure;  ///< of the last session; empty while one goes on
+    std::string phone;    ///< what it said of itself
+    std::string sound;    ///< what the phone plays; empty for nothing
     Size frame;
     unsigned updates = 0;  ///< of all sessions
     UInt64 received = 0;   ///< bytes of the present session
     UInt64 sent = 0;
-    std::deque<Note> notes;  ///< the latest, last first
+    std::deque<Note> notes;  ///< the latest, last first; of equal ones the last
 };
 
 class Board {
@@ -70,6 +71,8 @@ class Board {
     void finish();
 
   private:
+    void remember(const Event& event);
+
     const std::function<void()> notify;
     mutable std::mutex lock;
     Mailbox* recipient = nullptr;

@@ -20,6 +20,8 @@ namespace quarlo::headunit {
 struct Event {
     std::string callback;
     std::string text;
+
+    friend bool operator==(const Event&, const Event&) = default;
 };
 
 struct News {

@@ -1,5 +1,6 @@
 #include "Panel.h"
 
+#include <algorithm>
 #include <array>
 #include <ctime>
 #include <utility>
@@ -55,6 +56,13 @@ const char* textOf(BlockMode mode) {
     return mode == eBLOCKMODE_UseWhitelist ? "some blocked" : "none blocked";
 }
 
+// "its name" on "its system", launcher ...
+std::string nameOf(std::string phone) {
+    phone.erase(std::min(phone.size(), phone.find(", launcher")));
+    std::erase(phone, '"');
+    return printable(phone);
+}
+
 double keysHeight(const PanelContent& content) {
     const std::size_t count = keys.size() - (content.writesShots ? 0 : 1);
     return headingHeight + static_cast<double>((count + 1) / 2) * rowHeight;
@@ -107,7 +115,7 @@ void Panel::drawState(Canvas& canvas, const PanelContent& content) {
     canvas.text({margin + 20, y, inside - 20, rowHeight}, content.endpoint, {12, faint});
     y += rowHeight;
     if (status.phone.empty()) return;
-    canvas.text({margin + 20, y, inside - 20, rowHeight}, printable(status.phone), {12, faint});
+    canvas.text({margin + 20, y, inside - 20, rowHeight}, nameOf(status.phone), {12, faint});
     y += rowHeight;
 }
 

@@ -271,7 +271,7 @@ void Window::writeShot() {
     Picture picture;
     picture.size = {static_cast<unsigned>(shot.width), static_cast<unsigned>(shot.height)};
     picture.rgb = std::move(shot.rgb);
-    const std::string problem = writePng(picture, options.windowScreenshot);
+    const std::string problem = writePng(picture, options.windowScreenshot, Effort::Small);
     log.line("WIND", problem.empty() ? "written to " + options.windowScreenshot
                                      : "cannot write " + problem);
 }

@@ -45,12 +45,12 @@ int runInWindow(Options options, Log& log, int interrupts, const Sessions& sessi
     while (!isInterrupted(interrupts) && !isClosed && !(hasEnded && endsBySelf(options))) {
         isClosed = !window->turn(patience);
     }
-    const bool wasRunning = !hasEnded;
-    if (isClosed) board.finish();
+    const bool isWanted = isClosed && board.status().failure.empty();
+    if (isWanted) board.finish();
     // Whatever the sessions wait for, they wait for an interrupt too.
-    if (wasRunning) kill(getpid(), SIGTERM);
+    if (!hasEnded) kill(getpid(), SIGTERM);
     session.join();
-    return isClosed && wasRunning ? exitDone : status;
+    return isWanted ? exitDone : status;
 }
 
 }  // namespace quarlo::headunit

@@ -37,7 +37,7 @@ int mirrorPhone(const Options& options, Log& log, int interrupts, Board* board) 
     if (board != nullptr) board->say("connecting");
     Descriptor connected = connectTo(options.endpoint, options.connectTimeout, error);
     if (!connected) {
-        if (board != nullptr) board->say(error);
+        if (board != nullptr) board->closed(error);
         return report(error);
     }
     log.line("HOST", "connected to " + options.endpoint.text());
