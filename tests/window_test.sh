@@ -118,14 +118,14 @@ for wish in "257 audio Request" "545 navigate" "63 call"; do
 done
 picture small
 
-xdotool windowsize --sync "$window" 1020 560
-phone_got "SetFrameSize.*ScreenWidth=720, ScreenHeight=560"
-await "no frame of the new size" grep -qE "of 720 x 560," "$work/unit.log"
-click 719 559
-touched 1 719 559
+xdotool windowsize --sync "$window" 980 540
+phone_got "SetFrameSize.*ScreenWidth=680, ScreenHeight=540"
+await "no frame of the new size" grep -qE "of 680 x 540," "$work/unit.log"
+click 679 539
+touched 1 679 539
 xdotool key Home
-click 360 300
-touched 2 360 300
+click 340 290
+touched 2 340 290
 await "not as many touches as were made" times 10 "TouchType=1"
 picture large
 picture large
