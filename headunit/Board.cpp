@@ -38,7 +38,6 @@ void Board::opened(Mailbox& mailbox) {
         current.failure.clear();
         current.phone.clear();
         current.sound.clear();
-        current.received = current.sent = 0;
     }
     say("connected, not running yet");
 }

@@ -36,7 +36,7 @@ struct Status {
     std::string sound;    ///< what the phone plays; empty for nothing
     Size frame;
     unsigned updates = 0;  ///< of all sessions
-    UInt64 received = 0;   ///< bytes of the present session
+    UInt64 received = 0;   ///< bytes, of all sessions
     UInt64 sent = 0;
     std::deque<Note> notes;  ///< the latest, last first; of equal ones the last
 };

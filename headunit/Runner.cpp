@@ -5,7 +5,7 @@ namespace {
 
 constexpr std::size_t maximumEvents = 16384;
 // A phone that does not answer in that time has nothing newer to show.
-constexpr Runner::Time screenshotPatience{2000};
+constexpr Runner::Time screenshotPatience{5000};
 
 std::string wanted(const std::string& callback, const std::string& text) {
     return "'" + callback + "'" + (text.empty() ? "" : " with '" + text + "'");
@@ -82,15 +82,21 @@ bool Runner::perform(const WaitFor& wait, Time now) {
                 std::to_string(wait.milliseconds) + " ms");
 }
 
-bool Runner::perform(const Expect& expect, Time) {
+// What the step before made happen at once reaches the runner only after this round: so a miss is
+// judged in the next.
+bool Runner::perform(const Expect& expect, Time now) {
     if (find(0, expect.callback, expect.text)) return true;
+    if (!hasBegun) {
+        due = now;
+        return false;
+    }
     return fail("there was no callback " + wanted(expect.callback, expect.text));
 }
 
 bool Runner::perform(const Screenshot& screenshot, Time now) {
     if (!hasBegun && unit.hasFrames()) {
         due = now + screenshotPatience;
-        const eReturnCode result = unit.update(true);
+        const eReturnCode result = unit.change(Refresh{});
         if (result != eRETURN_OKAY) return fail(std::string("refused: ") + nameOf(result));
     }
     if (due && !sawWhole && !isOver(now)) return false;

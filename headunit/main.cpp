@@ -33,19 +33,9 @@ int report(const std::string& problem) {
 
 /** @param board of the window, or null */
 int mirrorPhone(const Options& options, Log& log, int interrupts, Board* board) {
-    std::string error;
-    if (board != nullptr) board->say("connecting");
-    Descriptor connected = connectTo(options.endpoint, options.connectTimeout, error);
-    if (!connected) {
-        if (board != nullptr) board->closed(error);
-        return report(error);
-    }
-    log.line("HOST", "connected to " + options.endpoint.text());
-    Transport transport(std::move(connected));
-
     const Library library;
     Mailbox mailbox;
-    Session session(options, transport, log, mailbox);
+    Session session(options, log, mailbox);
     Mirror mirror(options, log, mailbox, session, interrupts);
     ScriptedUnit unit(session, mirror);
     std::optional<Runner> runner;
@@ -55,8 +45,8 @@ int mirrorPhone(const Options& options, Log& log, int interrupts, Board* board) 
     }
     if (board != nullptr) mirror.showOn(*board, unit);
     const std::string failure = mirror.run();
-    mirror.logStatistics(transport);
-    return failure.empty() ? exitDone : report("session failed: " + failure);
+    mirror.logStatistics();
+    return failure.empty() ? exitDone : report(failure);
 }
 
 #ifdef QUARLO_HEADUNIT_HAS_WINDOW

@@ -8,6 +8,7 @@ const std::array<AppEntry, appCount> apps{
      {"maps", "Maps", "Karte", "Carte", 0x6BB8FF, 0x2467D6, true, makeMapApp},
      {"music", "Music", "Musik", "Musique", 0xFF8A9B, 0xE0325A, true, makePlayerApp},
      {"news", "News", "Nachrichten", "Actualités", 0xC7CEDB, 0x77829A, false, makeListApp},
+     {"pictures", "Pictures", "Bilder", "Photos", 0xFFD36E, 0xC2557A, false, makePicturesApp},
      {"vehicle", "Vehicle", "Fahrzeug", "Véhicule", 0x8FD9FF, 0x2F8FD0, true, makeVehicleApp},
      {"places", "Places", "Orte", "Lieux", 0xFFC46B, 0xD9822B, true, makePlacesApp},
      {"voice", "Assistant", "Assistent", "Assistant", 0xA8A4FF, 0x5B54D6, true, makeVoiceApp},
@@ -18,6 +19,10 @@ int findApp(const std::string& id) {
         if (id == apps[static_cast<std::size_t>(i)].id) return i;
     }
     return -1;
+}
+
+std::string titleOf(const char* id, const Phone& phone) {
+    return apps[static_cast<std::size_t>(findApp(id))].label(phone);
 }
 
 void drawIcon(Canvas& canvas, const Box& box, const AppEntry& entry) {

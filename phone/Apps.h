@@ -30,6 +30,7 @@ struct AppEntry {
 };
 
 std::unique_ptr<App> makeListApp();
+std::unique_ptr<App> makePicturesApp();
 std::unique_ptr<App> makeMapApp();
 std::unique_ptr<App> makeVehicleApp();
 std::unique_ptr<App> makeDialApp();
@@ -38,11 +39,14 @@ std::unique_ptr<App> makePlayerApp();
 std::unique_ptr<App> makeVoiceApp();
 std::unique_ptr<App> makeLinkApp();
 
-constexpr int appCount = 8;
+constexpr int appCount = 9;
 extern const std::array<AppEntry, appCount> apps;
 
 /** The app's place in the table, -1 if there is none of this name. */
 int findApp(const std::string& id);
+
+/** What an app of the table is called. */
+std::string titleOf(const char* id, const Phone& phone);
 
 /** The icon: a coloured tile with the app's initial. */
 void drawIcon(Canvas& canvas, const Box& box, const AppEntry& entry);

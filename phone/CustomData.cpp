@@ -4,6 +4,7 @@
 
 #include "PacketLog.h"
 #include "QUARLO.Connector.IVI-API_C.h"
+#include "ServiceData.h"
 #include "Session.h"
 
 namespace quarlo::phone {
@@ -35,43 +36,40 @@ class CustomData : public Feature {
     void say(const std::string& text) { session_.phone().status["link"] = text; }
 
     void send(int which) {
-        const Bytes parked{'q', 'u', 'a', 'r', 'l', 'o'};
-        const Bytes light{0x30, 2, 0, 0, 3, 0xFF, 0x80, 0x20};  // bus identifier, length, colour
-        const Bytes battery{70, 0, 0, 0};
-        switch (which) {
-            case 0:
-                return sendName();
-            case 1:
-                return send(eCUSTOMDATAEVENT_Int, eSERVERCUSTOMDATAINTTYPE_BatteryLevel, battery);
-            case 2:
-                return send(eCUSTOMDATAEVENT_Key, eSERVERCUSTOMDATAKEYTYPE_Click,
-                            {eSERVERCUSTOMDATAKEYCODE_VolumeUp});
-            case 3:
-                return send(eCUSTOMDATAEVENT_Can, eSERVERCUSTOMDATACANTYPE_CanAmbientlight, light);
-            case 4:
-                return sendRaw(eSERVERCUSTOMDATARAWTYPE_StoreInstance, parked);
-            case 5:
-                return sendRaw(eSERVERCUSTOMDATARAWTYPE_GetInstance, {});
-            case 6:
-                return sendRaw(eSERVERCUSTOMDATARAWTYPE_StoreCore, parked);
+        const Shipment& shipment = shipments.at(static_cast<std::size_t>(which));
+        const bool isRaw = shipment.event == eCUSTOMDATAEVENT_Raw;
+        const auto type = static_cast<UInt16>(shipment.type | (isRaw ? parkingPlace : 0));
+        send(shipment.event, type, contentOf(shipment));
+    }
+
+    Bytes contentOf(const Shipment& shipment) const {
+        switch (shipment.event) {
+            case eCUSTOMDATAEVENT_String:
+                return shipment.type == eSERVERCUSTOMDATASTRINGTYPE_BTName
+                           ? textBytes(session_.options().appName.substr(0, 255))
+                           : textBytes("net.quarlo.phone");
+            case eCUSTOMDATAEVENT_Int:
+                return {70, 0, 0, 0};
+            case eCUSTOMDATAEVENT_Key:
+                return {eSERVERCUSTOMDATAKEYCODE_VolumeUp};
+            case eCUSTOMDATAEVENT_Can:
+                return {0x30, 2, 0, 0, 3, 0xFF, 0x80, 0x20};  // bus identifier, length, colour
             default:
-                return sendRaw(eSERVERCUSTOMDATARAWTYPE_GetCore, {});
+                return isStored(shipment.type) ? Bytes{'q', 'u', 'a', 'r', 'l', 'o'} : Bytes{};
         }
     }
 
-    void sendName() {
-        const std::string name = session_.options().appName.substr(0, 255);
-        Bytes bytes;
-        bytes.reserve(3 + name.size());
-        bytes.push_back(eSTRINGENCODING_UTF8);
-        bytes.push_back(static_cast<std::uint8_t>(name.size()));
-        bytes.push_back(0);
-        for (const char letter : name) bytes.push_back(static_cast<std::uint8_t>(letter));
-        send(eCUSTOMDATAEVENT_String, eSERVERCUSTOMDATASTRINGTYPE_BTName, bytes);
+    static bool isStored(UInt16 operation) {
+        return operation == eSERVERCUSTOMDATARAWTYPE_StoreInstance ||
+               operation == eSERVERCUSTOMDATARAWTYPE_StoreCore ||
+               operation == eSERVERCUSTOMDATARAWTYPE_StorePersistent ||
+               operation == eSERVERCUSTOMDATARAWTYPE_StoreHost;
     }
 
-    void sendRaw(int operation, const Bytes& bytes) {
-        send(eCUSTOMDATAEVENT_Raw, static_cast<UInt16>(operation | parkingPlace), bytes);
+    static Bytes textBytes(const std::string& text) {
+        Bytes bytes{eSTRINGENCODING_UTF8, static_cast<std::uint8_t>(text.size()), 0};
+        bytes.insert(bytes.end(), text.begin(), text.end());
+        return bytes;
     }
 
     void send(CustomDataEvent event, UInt16 type, const Bytes& bytes) {

@@ -21,7 +21,7 @@ struct Point {
 
 class MapApp : public App {
   public:
-    std::string title() const override { return apps[1].label(phone()); }
+    std::string title() const override { return titleOf("maps", phone()); }
     void drawBackdrop(Canvas& canvas, const Box& box) override {
         canvas.fill(box, {phone().isNight ? 0x1C2C40u : 0xE9E4D6u, 1});
     }

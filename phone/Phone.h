@@ -46,11 +46,33 @@ struct Phone {
 };
 
 /** The text in the language the head unit asked for; languages the phone lacks get English. */
+template <typename Text>
+const Text& inLanguage(const Phone& phone, const Text& english, const Text& german,
+                       const Text& french) {
+    const std::string& code = phone.language;
+    if (code == "de" || code == "deu" || code == "ger") return german;
+    return code == "fr" || code == "fra" || code == "fre" ? french : english;
+}
 inline const char* inLanguage(const Phone& phone, const char* english, const char* german,
                               const char* french) {
-    const std::string code = phone.language.substr(0, 2);
-    return code == "de" ? german : code == "fr" ? french : english;
+    return inLanguage<const char*>(phone, english, german, french);
 }
+
+/** A text that may differ by language. */
+struct Phrase {
+    Phrase(const char* everywhere) : Phrase(std::string(everywhere)) {}
+    Phrase(std::string everywhere) : Phrase(everywhere, everywhere, everywhere) {}
+    Phrase(std::string inEnglish, std::string inGerman, std::string inFrench)
+        : english(std::move(inEnglish)), german(std::move(inGerman)), french(std::move(inFrench)) {}
+
+    const std::string& in(const Phone& phone) const {
+        return inLanguage(phone, english, german, french);
+    }
+
+    std::string english;
+    std::string german;
+    std::string french;
+};
 
 }  // namespace quarlo::phone
 

@@ -9,10 +9,27 @@ namespace {
 /// A finger that strays no further than this part of a row still taps.
 constexpr double tapSlack = 0.25;
 
+Phrase headline(int number) {
+    const std::string which = std::to_string(number);
+    return {"Headline " + which, "Meldung " + which, "Nouvelle " + which};
+}
+
+Phrase topicOf(int number) {
+    static const Phrase topics[] = {{"Weather", "Wetter", "Météo"},
+                                    {"Traffic", "Verkehr", "Circulation"},
+                                    {"Sports", "Sport", "Sport"},
+                                    {"Science", "Wissenschaft", "Sciences"},
+                                    {"Culture", "Kultur", "Culture"}};
+    const Phrase& topic = topics[number % 5];
+    const std::string minutes = std::to_string(number * 3) + " min";
+    return {topic.english + " · " + minutes + " ago", topic.german + " · vor " + minutes,
+            topic.french + " · il y a " + minutes};
+}
+
 }  // namespace
 
 std::string ScrollList::title() const {
-    return apps[static_cast<std::size_t>(findApp(id_))].label(phone());
+    return titleOf(id_, phone());
 }
 
 double ScrollList::rowHeight(const Box& box) const {
@@ -54,9 +71,9 @@ void ScrollList::draw(Canvas& canvas, const Box& box, const Moment&) {
         canvas.fillRounded(row, height * 0.12, theme.card);
         const double left = row.x + height * 0.3;
         const double width = row.width - height * 0.6;
-        canvas.text({left, row.y + height * 0.1, width, height * 0.42}, rows_[i].title,
+        canvas.text({left, row.y + height * 0.1, width, height * 0.42}, rows_[i].title.in(phone()),
                     {height * 0.3, theme.text, Weight::Bold});
-        canvas.text({left, row.y + height * 0.5, width, height * 0.34}, rows_[i].detail,
+        canvas.text({left, row.y + height * 0.5, width, height * 0.34}, rows_[i].detail.in(phone()),
                     {height * 0.22, theme.soft});
     }
     cairo_restore(canvas.cairo());
@@ -95,11 +112,7 @@ void ScrollList::key(Softkey key) {
 
 std::unique_ptr<App> makeListApp() {
     std::vector<Row> rows;
-    const char* const topics[] = {"Weather", "Traffic", "Sports", "Science", "Culture"};
-    for (int i = 1; i <= 40; ++i)
-        rows.push_back({"Headline " + std::to_string(i),
-                        std::string(topics[i % 5]) + " · " + std::to_string(i * 3) + " min ago",
-                        std::nullopt, 0});
+    for (int i = 1; i <= 40; ++i) rows.push_back({headline(i), topicOf(i), std::nullopt, 0});
     return std::make_unique<ScrollList>("news", std::move(rows));
 }
 

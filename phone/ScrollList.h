@@ -14,8 +14,8 @@
 namespace quarlo::phone {
 
 struct Row {
-    std::string title;
-    std::string detail;
+    Phrase title;
+    Phrase detail;
     std::optional<Wish> wish;
     int which = 0;
 };

@@ -2,6 +2,8 @@
 // Session thread.
 #include "VehicleApp.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cmath>
 #include <cstdlib>
 
@@ -10,7 +12,7 @@ namespace {
 
 class VehicleApp : public App {
   public:
-    std::string title() const override { return apps[4].label(phone()); }
+    std::string title() const override { return titleOf("vehicle", phone()); }
     void drawBackdrop(Canvas& canvas, const Box& box) override {
         for (std::size_t i = 0; i < vehicleKeys.size(); ++i)
             canvas.fillRounded(tile(box, i), tile(box, i).height * 0.08, themeOf(phone()).card);
@@ -37,11 +39,13 @@ class VehicleApp : public App {
         const Theme theme = themeOf(phone());
         const double size = std::min(box.height * 0.24, box.width * 0.16);
         const Box room = box.inner(size * 0.5);
-        canvas.text({room.x, room.y, room.width, size}, key.name, {size * 0.62, theme.soft});
+        canvas.text({room.x, room.y, room.width, size},
+                    inLanguage(phone(), key.english, key.german, key.french),
+                    {size * 0.62, theme.soft});
         const auto found = phone().vehicle.find(key.key);
         const std::string value = found == phone().vehicle.end() ? "–" : plain(found->second);
         canvas.text({room.x, room.y + size, room.width, size * 1.4}, value,
-                    {size, theme.text, Weight::Bold});
+                    {size * 0.82, theme.text, Weight::Bold});
         const Box track{room.x, room.bottom() - size * 0.3, room.width, size * 0.3};
         canvas.fillRounded(track, track.height / 2, {theme.text.rgb, 0.12});
         const double share = shareOf(value, key.most);
@@ -51,10 +55,24 @@ class VehicleApp : public App {
                 track.height / 2, {0xFF9A3C, 1});
     }
 
-    /// A JSON text as people read it.
-    static std::string plain(std::string text) {
-        std::erase_if(text, [](char c) { return c == '{' || c == '}' || c == '"'; });
-        return text;
+    /// A JSON text as people read it: a value with its unit. What is no JSON is shown as it came.
+    static std::string plain(const std::string& text) {
+        using nlohmann::json;
+        const json parsed = json::parse(text, nullptr, false);
+        if (parsed.is_discarded()) return text;
+        if (!parsed.is_object()) return plainValue(parsed);
+        std::string line;
+        for (const char* part : {"value", "unit"}) {
+            if (!parsed.contains(part)) continue;
+            line += (line.empty() ? "" : " ") + plainValue(parsed[part]);
+        }
+        return line.empty() ? text : line;
+    }
+
+    static std::string plainValue(const nlohmann::json& value) {
+        return value.is_string()
+                   ? value.get<std::string>()
+                   : value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
     }
 
     /// The first number in the text as a part of the most; 0 if there is none.

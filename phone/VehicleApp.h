@@ -11,15 +11,17 @@ namespace quarlo::phone {
 
 struct VehicleKey {
     UInt32 key;
-    const char* name;
+    const char* english;
+    const char* german;
+    const char* french;
     double most;
 };
-constexpr std::array<VehicleKey, 6> vehicleKeys{{{1, "Speed", 240},
-                                                 {2, "Engine speed", 8000},
-                                                 {3, "Fuel", 100},
-                                                 {4, "Outside", 50},
-                                                 {5, "Range", 900},
-                                                 {6, "Odometer", 300000}}};
+constexpr std::array<VehicleKey, 6> vehicleKeys{{{1, "Speed", "Tempo", "Vitesse", 240},
+                                                 {2, "Engine speed", "Drehzahl", "Régime", 8000},
+                                                 {3, "Fuel", "Tank", "Carburant", 100},
+                                                 {4, "Outside", "Außen", "Extérieur", 50},
+                                                 {5, "Range", "Reichweite", "Autonomie", 900},
+                                                 {6, "Odometer", "Kilometer", "Compteur", 300000}}};
 
 }  // namespace quarlo::phone
 

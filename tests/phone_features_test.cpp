@@ -78,7 +78,7 @@ TEST(PhoneInput, FingersAndKeysOperateWhatIsInFront) {
     drive.key(eSOFTKEY_Menu, eSOFTKEYEVENTTYPE_Press);
     EXPECT_NE(drive.pixels(), top) << "a key that is held is drawn";
     drive.key(eSOFTKEY_Menu, eSOFTKEYEVENTTYPE_Release);
-    EXPECT_EQ(drive.screen.front(), findApp("vehicle"));
+    EXPECT_EQ(drive.screen.front(), findApp("pictures"));
     drive.tap(20, 236);  // the softkey drawn at the lower left
     EXPECT_EQ(drive.screen.front(), -1);
     for (const int wrong : {0, 5, 255}) {
@@ -294,6 +294,7 @@ TEST(PhoneApps, TheCatalogueIsAnnouncedIconsDrawnAndAppsStarted) {
     other.tellInit();
     other.tellDone();
     other.settle();
+    other.step(100);
     other.take<packetServerProtocolAcknowledge>();
     other.take<packetServerInitAcknowledge>();
     EXPECT_EQ(other.take<packetServerInit>()->Capabilities,
@@ -303,7 +304,7 @@ TEST(PhoneApps, TheCatalogueIsAnnouncedIconsDrawnAndAppsStarted) {
         other.take<packetServerState>();
     const auto catalogue = other.take<packetServerAppInfo>();
     ASSERT_NE(catalogue, nullptr);
-    ASSERT_EQ(catalogue->Info->NumberOfApps, 8U);
+    ASSERT_EQ(catalogue->Info->NumberOfApps, static_cast<UInt32>(appCount));
     const std::string url = text(catalogue->Info->paInfo[1]->IdentifierURL);
 
     drive.stream.fromPhone.clear();
@@ -343,6 +344,26 @@ TEST(PhoneApps, TheCatalogueIsAnnouncedIconsDrawnAndAppsStarted) {
     EXPECT_EQ(drive.screen.front(), findApp("maps"));
 }
 
+TEST(PhonePictures, AFingerTurnsThemButNotAtTheWheel) {
+    Drive drive;
+    drive.open("pictures");
+    const auto first = drive.pixels();
+    const auto drag = [&drive](int from, int to) {
+        drive.touch({{eTOUCHTYPE_Down, from, 120}});
+        drive.touch({{eTOUCHTYPE_Moved, to, 120}});
+        drive.touch({{eTOUCHTYPE_Up, to, 120}});
+        return drive.pixels();
+    };
+    EXPECT_EQ(drag(200, 180), first) << "too short to turn";
+    EXPECT_EQ(drag(80, 240), first) << "nothing before the first";
+    const auto second = drag(240, 80);
+    EXPECT_NE(second, first);
+    EXPECT_EQ(drag(80, 240), first);
+    drive.screen.phone().isMoving = true;
+    const auto moving = drive.pixels();
+    EXPECT_EQ(drag(240, 80), moving);
+}
+
 TEST(PhoneCustomData, AllChannelsSpeakAndListen) {
     Drive drive;
     drive.open("link");
@@ -354,13 +375,23 @@ TEST(PhoneCustomData, AllChannelsSpeakAndListen) {
     const std::vector<std::uint8_t> parked{'q', 'u', 'a', 'r', 'l', 'o'};
     const std::vector<Said> said{
         {1, 1, {1, 12, 0, 'q', 'u', 'a', 'r', 'l', 'o', ' ', 'p', 'h', 'o', 'n', 'e'}},
+        {1,
+         2,
+         {1, 16, 0, 'n', 'e', 't', '.', 'q', 'u', 'a', 'r', 'l', 'o', '.', 'p', 'h', 'o', 'n',
+          'e'}},
         {2, 1, {70, 0, 0, 0}},
         {5, 4, {10}},
         {4, 0xFF01, {0x30, 2, 0, 0, 3, 0xFF, 0x80, 0x20}},
         {3, 0x1042, parked},
         {3, 0x2042, {}},
         {3, 0x3042, parked},
-        {3, 0x4042, {}}};
+        {3, 0x4042, {}},
+        {3, 0x5042, parked},
+        {3, 0x6042, {}},
+        {3, 0x7042, {}},
+        {3, 0x8042, parked},
+        {3, 0x9042, {}},
+        {3, 0xA042, {}}};
     for (std::size_t i = 0; i < said.size(); ++i) {
         drive.ask(Wish::Custom, static_cast<int>(i));
         const auto packet = drive.take<packetServerCustomData>();

@@ -39,7 +39,7 @@ await() {
 # begin_phone OPTIONS...: a phone that waits for a head unit
 begin_phone() {
     rm -f "$work/port" "$work/phone.log"
-    timeout 120 "$build/phone/quarlo-phone" --listen 127.0.0.1:0 --port-file "$work/port" --seed 1 \
+    timeout 120 "$build/phone/quarlo-phone" --unix "$work/phone" --port-file "$work/port" --seed 1 \
         --clock 12:00:00 --verbose "$@" >"$work/phone.log" 2>&1 &
     phone=$!
     await "the phone does not listen" test -s "$work/port"
@@ -47,8 +47,8 @@ begin_phone() {
 
 begin_unit() {
     rm -f "$work/unit.log" "$work/errors.log"
-    timeout 120 "$build/headunit/quarlo-headunit" --connect "127.0.0.1:$(cat "$work/port")" "$@" \
-        >"$work/unit.log" 2>"$work/errors.log" &
+    timeout 120 "$build/headunit/quarlo-headunit" --unix "$work/phone" "$@" >"$work/unit.log" \
+        2>"$work/errors.log" &
     unit=$!
 }
 
@@ -139,11 +139,29 @@ await "no frames" grep -q "end of update 3" "$work/unit.log"
 focus "quarlo head unit"
 kill "$phone"
 the_end "$phone" 0
-phone=
 await "nobody noticed" grep -q "closed the connection" "$work/errors.log"
 picture gone
 xdotool key q
 the_end "$unit" 1
+
+# A phone that comes back is told what was set meanwhile.
+begin_phone
+begin_unit --window --size 640x400 --reconnect
+await "no frames" grep -q "end of update 3" "$work/unit.log"
+focus "quarlo head unit"
+kill "$phone"
+the_end "$phone" 0
+await "nobody tries again" grep -q "next try" "$work/unit.log"
+xdotool key v
+begin_phone
+phone_got "SetFrameSize.*ScreenWidth=640, ScreenHeight=400"
+phone_got "Movement.*Value=1"
+click 320 200
+touched 2 320 200
+xdotool key q
+the_end "$unit" 0
+kill "$phone"
+the_end "$phone" 0
 
 # An app opened by a touch in the phone's own window is the app that the head unit is shown.
 begin_phone --window --size 800x480
@@ -151,7 +169,7 @@ focus "quarlo phone"
 click 352 395
 mkdir "$work/touched" "$work/opened"
 await "the touch opened no app" "$build/headunit/quarlo-headunit" --quiet --frames 1 \
-    --connect "127.0.0.1:$(cat "$work/port")" --size 800x480 --output "$work/touched"
+    --unix "$work/phone" --size 800x480 --output "$work/touched"
 kill "$phone"
 the_end "$phone" 0
 begin_phone --app news

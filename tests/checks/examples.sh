@@ -8,8 +8,9 @@ blocks=0
 while IFS=: read -r page line marker; do
     path=$(sed -E 's/^<!-- file: (.*) -->$/\1/' <<<"$marker")
     blocks=$((blocks + 1))
-    # The block runs from the fence in the next line to the first closing fence.
-    tail -n "+$((line + 1))" "$page" | awk 'NR == 1 { if (!/^```./) exit; next } /^```$/ { exit } { print }' |
+    # The block runs from the fence in the next line to the first closing fence. All is read to the end:
+    # a reader that stops early would end the writer of the pipe with a signal.
+    tail -n "+$((line + 1))" "$page" | awk 'NR == 1 { isOver = !/^```./; next } /^```$/ { isOver = 1 } !isOver { print }' |
         diff --label "$page:$line" --label "$path" -U 1 - "$path" || problems=$((problems + 1))
 done < <(grep -nHE '^<!-- file: .* -->$' docs/*.md)
 

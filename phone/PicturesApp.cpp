@@ -1,0 +1,105 @@
+// The picture viewer: a finger drags the photographs aside, and the one that covers most of the
+// screen stays. While the car moves none changes. Session thread.
+#include <array>
+#include <cmath>
+#include <optional>
+
+#include "Apps.h"
+#include "Photograph.h"
+
+namespace quarlo::phone {
+namespace {
+
+constexpr int pictureCount = 4;
+constexpr int photoWidth = 512;
+constexpr int photoHeight = 320;
+/// A drag over this part of the screen turns to the next picture.
+constexpr double turnAt = 0.2;
+
+class PicturesApp : public App {
+  public:
+    std::string title() const override { return titleOf("pictures", phone()); }
+    void drawBackdrop(Canvas& canvas, const Box& box) override {
+        canvas.fill(box, {phone().isNight ? 0x0B0D12u : 0xDDE3ECu, 1});
+    }
+    void draw(Canvas& canvas, const Box& box, const Moment& moment) override;
+    void touch(const Touch& touch, const Box& box) override;
+    void key(Softkey key) override {
+        if (key == eSOFTKEY_Search) current_ = 0;
+    }
+
+  private:
+    void drawPhoto(Canvas& canvas, const Box& box, int which);
+    void drawCaption(Canvas& canvas, const Box& box) const;
+    void settle(double width);
+
+    /// Taken when first looked at: one takes longer than a frame.
+    std::array<std::optional<Picture>, pictureCount> photos_;
+    int current_ = 0;
+    double dragged_ = 0;  ///< pixels to the right of where it rests
+    std::optional<UInt32> finger_;
+    double startX_ = 0;
+};
+
+void PicturesApp::drawPhoto(Canvas& canvas, const Box& box, int which) {
+    if (which < 0 || which >= pictureCount) return;
+    auto& photo = photos_[static_cast<std::size_t>(which)];
+    if (!photo)
+        photo = takePhotograph(photoWidth, photoHeight, 11 + 7 * static_cast<unsigned>(which));
+    const double margin = std::min(box.width, box.height) * 0.04;
+    canvas.photo(box.inner(margin), margin, *photo);
+}
+
+void PicturesApp::drawCaption(Canvas& canvas, const Box& box) const {
+    const double size = std::min(box.width, box.height) * 0.05;
+    const Box line{box.x + size * 1.6, box.bottom() - size * 2.6, box.width - size * 3.2,
+                   size * 1.4};
+    canvas.text(line,
+                std::string(inLanguage(phone(), "Picture ", "Bild ", "Photo ")) +
+                    std::to_string(current_ + 1) + " / " + std::to_string(pictureCount),
+                {size * 0.8, {0xFFFFFF, 0.95}, Weight::Bold});
+    for (int i = 0; i < pictureCount; ++i) {
+        canvas.fillCircle(line.right() - size * (pictureCount - i) * 0.8, line.centreY(),
+                          size * 0.22, {0xFFFFFF, i == current_ ? 1 : 0.45});
+    }
+}
+
+void PicturesApp::draw(Canvas& canvas, const Box& box, const Moment&) {
+    cairo_save(canvas.cairo());
+    canvas.clipRounded(box, 0);
+    const Box here{box.x + dragged_, box.y, box.width, box.height};
+    drawPhoto(canvas, here, current_);
+    if (dragged_ > 0)
+        drawPhoto(canvas, {here.x - box.width, here.y, here.width, here.height}, current_ - 1);
+    if (dragged_ < 0)
+        drawPhoto(canvas, {here.right(), here.y, here.width, here.height}, current_ + 1);
+    drawCaption(canvas, box);
+    cairo_restore(canvas.cairo());
+}
+
+void PicturesApp::settle(double width) {
+    if (std::abs(dragged_) > width * turnAt)
+        current_ = std::clamp(current_ + (dragged_ < 0 ? 1 : -1), 0, pictureCount - 1);
+    dragged_ = 0;
+}
+
+void PicturesApp::touch(const Touch& touch, const Box& box) {
+    if (touch.type == eTOUCHTYPE_Down && !finger_) {
+        finger_ = touch.finger;
+        startX_ = touch.x;
+    }
+    if (finger_ != touch.finger) return;
+    dragged_ = phone().isMoving ? 0 : std::clamp(touch.x - startX_, -box.width, box.width);
+    if (touch.type == eTOUCHTYPE_Cancelled) dragged_ = 0;
+    if (touch.type != eTOUCHTYPE_Up && touch.type != eTOUCHTYPE_Cancelled) return;
+    settle(box.width);
+    finger_.reset();
+}
+
+}  // namespace
+
+std::unique_ptr<App> makePicturesApp() {
+    return std::make_unique<PicturesApp>();
+}
+
+}  // namespace quarlo::phone
