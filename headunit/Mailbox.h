@@ -20,6 +20,8 @@ namespace quarlo::headunit {
 struct Event {
     std::string callback;
     std::string text;
+
+    friend bool operator==(const Event&, const Event&) = default;
 };
 
 struct News {
@@ -40,6 +42,9 @@ class Mailbox {
     void acknowledged();
     /** Of many that are not taken the latest are kept. */
     void happened(Event what);
+
+    /** Ends a wait without news. */
+    void wake() { signal(); }
 
     /** Lets a waiting post() go; later ones do not wait. */
     void close();

@@ -30,6 +30,16 @@ Mirror::Mirror(const Options& given, Log& output, Mailbox& receiver, Session& mi
       interrupts(interruptDescriptor),
       retry(given.reconnect) {}
 
+Mirror::~Mirror() {
+    if (board != nullptr) board->closed(failure);
+}
+
+void Mirror::showOn(Board& shown, HeadUnit& unit) {
+    board = &shown;
+    driven = &unit;
+    board->say("connecting");
+}
+
 std::string Mirror::run() {
     beginSeconds = log.seconds();
     while (!hasEnded) {
@@ -48,10 +58,12 @@ void Mirror::redial() {
     const double time = options.seconds == 0
                             ? options.connectTimeout
                             : std::clamp(secondsLeft(), 0.01, options.connectTimeout);
+    if (board != nullptr) board->say("connecting");
     std::string error;
     Link link = connectTo(options.endpoint, time, interrupts, error);
     if (link) {
         log.line("LINK", "connected to " + options.endpoint.text());
+        if (board != nullptr) board->opened(mailbox);
         error = session.start(std::move(link));
         if (!error.empty()) fail(error);
         return;
@@ -62,7 +74,9 @@ void Mirror::redial() {
 
 void Mirror::countDown(double seconds) {
     const double shown = std::ceil(seconds);
-    log.line("LINK", format("next try in %.0f s", shown));
+    const std::string text = format("next try in %.0f s", shown);
+    log.line("LINK", text);
+    if (board != nullptr) board->say(text);
     mailbox.wait(static_cast<int>(std::ceil((seconds - shown + 1) * 1000)), interrupts);
     look();
 }
@@ -71,6 +85,7 @@ void Mirror::countDown(double seconds) {
 void Mirror::lost(const std::string& why) {
     if (!retry.failed(log.seconds())) return fail((options.reconnect ? "gave up: " : "") + why);
     log.line("LINK", why);
+    if (board != nullptr) board->closed(why);
     if (isRunning) leftSeconds = log.seconds();
     isRunning = false;
     session.close();
@@ -93,6 +108,7 @@ void Mirror::step() {
         }
         runScript();
     }
+    serveBoard(news);
     if (hasEnded) return;
     if (!news.failure.empty()) return lost(news.failure);
     look();
@@ -103,9 +119,23 @@ void Mirror::look() {
     const std::string reason = endReason();
     if (reason.empty()) return;
     log.line("HOST", reason);
-    // Without a number of updates asked for, any number is what was asked for.
-    if (options.frames != 0 || updates == 0 || runner != nullptr) return fail(reason);
+    if (!isEndWanted()) return fail(reason);
     hasEnded = true;
+}
+
+// Without a number of updates asked for, any number is what was asked for.
+bool Mirror::isEndWanted() const {
+    if (board != nullptr && board->isDone()) return true;
+    return options.frames == 0 && updates != 0 && runner == nullptr;
+}
+
+void Mirror::serveBoard(const News& news) {
+    if (board == nullptr) return;
+    for (const Event& event : news.events) board->happened(event);
+    if (!news.updates.empty()) board->show(session.picture());
+    board->count(session.bytesReceived(), session.bytesSent());
+    if (hasEnded || !isRunning) return;
+    for (const Board::Act& act : board->takeActs()) act(*driven, session.extent());
 }
 
 void Mirror::take(const News& news) {
@@ -149,7 +179,9 @@ int Mirror::waitMilliseconds() const {
 
 std::string Mirror::endReason() const {
     pollfd watched{interrupts, POLLIN, 0};
-    if (poll(&watched, 1, 0) > 0) return "interrupted";
+    if (poll(&watched, 1, 0) > 0) {
+        return board != nullptr && board->isDone() ? "the window was closed" : "interrupted";
+    }
     const bool isLate = options.seconds != 0 && secondsLeft() == 0;
     return isLate ? "the time is over" : "";
 }
@@ -164,6 +196,7 @@ void Mirror::becomeRunning() {
         runSeconds = log.seconds();
     }
     session.settle();
+    if (board != nullptr) board->running();
     if (isSuspended) session.change(SetSuspended{true});
     makeChanges();
 }

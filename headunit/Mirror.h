@@ -8,6 +8,7 @@
 #include <deque>
 #include <string>
 
+#include "Board.h"
 #include "Fence.h"
 #include "Log.h"
 #include "Mailbox.h"
@@ -22,9 +23,15 @@ class Mirror {
   public:
     /** @param interrupts a descriptor that is readable when the user wants the end */
     Mirror(const Options& options, Log& log, Mailbox& mailbox, Session& session, int interrupts);
+    ~Mirror();
+    Mirror(const Mirror&) = delete;
+    Mirror& operator=(const Mirror&) = delete;
 
     /** From RUN on the script is played, and the session ends with it. */
     void play(Runner& script) { runner = &script; }
+
+    /** Shows the session on the board and does there what the board asks for. */
+    void showOn(Board& shown, HeadUnit& unit);
 
     /** Runs the session, over all its connections, to its end. @return empty for success, or what
      * went wrong */
@@ -49,6 +56,8 @@ class Mirror {
     void look();
     void take(const News& news);
     void runScript();
+    void serveBoard(const News& news);
+    bool isEndWanted() const;
     void becomeRunning();
     void handle(const Update& update);
     void makeChanges();
@@ -73,6 +82,8 @@ class Mirror {
     Session& session;
     const int interrupts;
     Runner* runner = nullptr;
+    Board* board = nullptr;
+    HeadUnit* driven = nullptr;
 
     bool hasEnded = false;
     std::string failure;

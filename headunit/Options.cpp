@@ -135,6 +135,17 @@ void addRun(CLI::App& app, Options& options) {
     app.add_flag("--quiet", options.quiet, "No session log, only what goes wrong");
 }
 
+void addWindow(CLI::App& app, Options& options) {
+    auto* window = app.add_flag("--window", options.window,
+                                "Show the phone in a window and take mouse, fingers and keys; "
+                                "without --frames, --seconds or --script it stays open until it "
+                                "is closed");
+    app.add_option("--window-screenshot", options.windowScreenshot,
+                   "Key P writes the whole window into this PNG file")
+        ->type_name("FILE")
+        ->needs(window);
+}
+
 // Places that cannot be written to are wrong arguments, too: better said before a session.
 void preparePlaces(const Options& options) {
     std::error_code error;
@@ -167,6 +178,7 @@ std::optional<int> readOptions(int argc, const char* const* argv, Options& optio
     addConnection(app, options);
     addScreen(app, options);
     addRun(app, options);
+    addWindow(app, options);
     try {
         app.parse(argc, argv);
         preparePlaces(options);

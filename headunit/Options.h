@@ -50,6 +50,10 @@ struct Options {
     std::string dump;
     std::string store;  ///< the file of what the phone parks for good
     bool quiet = false;
+
+    bool window = false;
+    std::string windowScreenshot;
+    Size largest;  ///< frame that a window may come to; 0 without one
 };
 
 /**

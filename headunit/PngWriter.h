@@ -10,8 +10,10 @@
 
 namespace quarlo::headunit {
 
+enum class Effort { Fast, Small };
+
 /** @return empty, or why the file could not be written */
-std::string writePng(const Picture& picture, const std::string& path);
+std::string writePng(const Picture& picture, const std::string& path, Effort effort = Effort::Fast);
 
 /** The name of the picture of an update: frame-0001.png for 1. */
 std::string frameName(unsigned update);

@@ -127,7 +127,8 @@ void Session::setSize(Size wanted) {
 // knows this cuts what is larger into several updates. So the largest frame that the session will
 // come to is declared first.
 void Session::declareLargest() {
-    Size largest = size;
+    Size largest{std::max(size.width, options.largest.width),
+                 std::max(size.height, options.largest.height)};
     PixelLayout deepest = layout;
     for (const Command& command : options.commands) {
         if (const auto* other = std::get_if<SetSize>(&command.change)) {

@@ -137,8 +137,7 @@ void Canvas::photo(const Box& box, double radius, Picture& picture) {
     cairo_restore(cairo_.get());
 }
 
-void Canvas::text(const Box& box, const std::string& text, const TextStyle& style) {
-    if (box.width < 1 || style.size < 1) return;
+void Canvas::layOut(double width, const std::string& text, const TextStyle& style) {
     PangoFontDescription* font = pango_font_description_from_string("DejaVu Sans");
     pango_font_description_set_absolute_size(font, style.size * PANGO_SCALE);
     pango_font_description_set_weight(
@@ -149,12 +148,27 @@ void Canvas::text(const Box& box, const std::string& text, const TextStyle& styl
     const std::unique_ptr<gchar, decltype(&g_free)> valid(
         g_utf8_make_valid(text.c_str(), static_cast<gssize>(text.size())), g_free);
     pango_layout_set_text(layout_.get(), valid.get(), -1);
-    pango_layout_set_width(layout_.get(), static_cast<int>(box.width * PANGO_SCALE));
+    pango_layout_set_width(layout_.get(), static_cast<int>(width * PANGO_SCALE));
+    pango_layout_set_height(layout_.get(), -style.lines);
+    pango_layout_set_wrap(layout_.get(), PANGO_WRAP_WORD_CHAR);
     pango_layout_set_ellipsize(layout_.get(), PANGO_ELLIPSIZE_END);
     pango_layout_set_alignment(layout_.get(), style.align == Align::Left     ? PANGO_ALIGN_LEFT
                                               : style.align == Align::Centre ? PANGO_ALIGN_CENTER
                                                                              : PANGO_ALIGN_RIGHT);
     pango_cairo_update_layout(cairo_.get(), layout_.get());
+}
+
+double Canvas::textHeight(double width, const std::string& text, const TextStyle& style) {
+    if (width < 1 || style.size < 1) return 0;
+    layOut(width, text, style);
+    int height = 0;
+    pango_layout_get_size(layout_.get(), nullptr, &height);
+    return static_cast<double>(height) / PANGO_SCALE;
+}
+
+void Canvas::text(const Box& box, const std::string& text, const TextStyle& style) {
+    if (box.width < 1 || style.size < 1) return;
+    layOut(box.width, text, style);
     int height = 0;
     pango_layout_get_size(layout_.get(), nullptr, &height);
     use(style.paint);

@@ -48,6 +48,7 @@ struct TextStyle {
     Paint paint = {0xFFFFFF, 1};
     Weight weight = Weight::Normal;
     Align align = Align::Left;
+    int lines = 1;
 };
 
 /** A picture as a cairo surface that shares its pixels; the picture outlives the surface. */
@@ -72,9 +73,11 @@ class Canvas {
     void line(double fromX, double fromY, double toX, double toY, double width, const Paint& paint);
     /** The middle of the picture, enlarged or reduced so that it covers the box. */
     void photo(const Box& box, double radius, Picture& picture);
-    /** One line of text in the box, vertically centred, ended with an ellipsis if it is too long.
-     */
+    /** As many lines of text as the style allows, vertically centred in the box, ended with an
+     * ellipsis if it is too long. */
     void text(const Box& box, const std::string& text, const TextStyle& style);
+    /** How high that would be. */
+    double textHeight(double width, const std::string& text, const TextStyle& style);
     /** Limits what is drawn until the next cairo_restore. */
     void clipRounded(const Box& box, double radius);
     /** For shapes that have no word of their own. */
@@ -83,6 +86,7 @@ class Canvas {
 
   private:
     void roundedPath(const Box& box, double radius);
+    void layOut(double width, const std::string& text, const TextStyle& style);
 
     Surface surface_;
     std::unique_ptr<cairo_t, decltype(&cairo_destroy)> cairo_;

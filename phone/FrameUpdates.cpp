@@ -2,7 +2,6 @@
 // what differs from that. Session thread.
 #include <array>
 #include <cstdio>
-#include <ctime>
 #include <deque>
 #include <numeric>
 
@@ -15,16 +14,6 @@ namespace {
 
 constexpr std::size_t mostChangedAreas = 24;
 constexpr std::uint32_t neverSent = 0;
-
-std::uint64_t timeOfDay() {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    tm local{};
-    localtime_r(&now.tv_sec, &local);
-    const int seconds = (local.tm_hour * 60 + local.tm_min) * 60 + local.tm_sec;
-    return static_cast<std::uint64_t>(seconds) * 1000 +
-           static_cast<std::uint64_t>(now.tv_nsec) / 1000000;
-}
 
 FrameCompression firstOf(FrameCompression candidates) {
     for (const FrameCompression one :
@@ -95,7 +84,7 @@ class FrameUpdates : public Feature {
 
     Moment nextMoment() {
         const Options& options = session_.options();
-        if (!options.clockMilliseconds) return {timeOfDay()};
+        if (!options.clockMilliseconds) return presentMoment();
         const std::uint64_t elapsed = framesDrawn_++ * 1000 / options.framesPerSecond;
         return {(*options.clockMilliseconds + elapsed) % 86400000};
     }

@@ -10,6 +10,19 @@
 #include "Options.h"
 #include "Session.h"
 #include "Socket.h"
+#ifdef QUARLO_PHONE_HAS_WINDOW
+#include "Window.h"
+#else
+namespace quarlo::phone {
+class Window {
+  public:
+    Window(const std::string&, Screen&) {
+        throw std::runtime_error("this program was built without SDL2, it opens no windows");
+    }
+    bool turn(bool) { return false; }
+};
+}  // namespace quarlo::phone
+#endif
 
 namespace quarlo::phone {
 namespace {
@@ -31,23 +44,24 @@ using Clock = std::chrono::steady_clock;
 /// When the program ends by itself, and how long it may wait until then.
 class Deadline {
   public:
-    explicit Deadline(const std::optional<double>& seconds) {
+    /** @param longest how many milliseconds it may wait at most */
+    Deadline(const std::optional<double>& seconds, int longest) : longest_(longest) {
         if (seconds)
             at_ = Clock::now() + std::chrono::duration_cast<Clock::duration>(
                                      std::chrono::duration<double>(*seconds));
     }
     bool isOver() const { return isStopRequested != 0 || Clock::now() >= at_; }
-    /** Milliseconds until `wake` or the end, at most a second so that a signal is never missed
-     * long. */
+    /** Milliseconds until `wake` or the end. */
     int waitingTime(TimePoint wake) const {
         const TimePoint now = Clock::now();
-        const TimePoint until = std::min({wake, at_, now + std::chrono::seconds(1)});
+        const TimePoint until = std::min({wake, at_, now + longest_});
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - now).count();
         return static_cast<int>(std::max<long>(0, left));
     }
 
   private:
     TimePoint at_ = TimePoint::max();
+    std::chrono::milliseconds longest_;
 };
 
 /// Another process that waits for the file finds it either absent or complete.
@@ -61,33 +75,55 @@ void writePortFile(const std::string& path, unsigned port) {
     if (!file || failure) throw std::runtime_error("cannot write " + path);
 }
 
+/// The window as far as there is one; closing it is a stop.
+class Display {
+  public:
+    Display(const Options& options, Screen& screen) {
+        if (!options.window) return;
+        screen.resize(options.renderWidth, options.renderHeight,
+                      static_cast<int>(options.renderPercent));
+        window_.emplace(options.appName, screen);
+    }
+    void turn(bool isMirrored) {
+        if (window_ && !window_->turn(isMirrored)) requestStop(0);
+    }
+
+  private:
+    std::optional<Window> window_;
+};
+
 /// Serves until the session or the program ends; true if the handshake was completed.
 bool serve(SocketStream& stream, Screen& screen, const Options& options, const Log& log,
-           const Deadline& deadline) {
+           const Deadline& deadline, Display& display) {
     Session session(stream, screen, options, log);
-    while (!deadline.isOver() && session.step(Clock::now()))
+    while (!deadline.isOver() && session.step(Clock::now())) {
+        display.turn(session.isRunning());
         stream.wait(session.wantsInput(), session.wantsOutput(),
                     deadline.waitingTime(session.nextWake()));
+    }
     stream.finish();
     return session.isRunning();
 }
 
 int listenAndServe(const Options& options) {
     const Log log(options.verbose ? LogLevel::Verbose : LogLevel::Normal);
-    const Deadline deadline(options.maxSeconds);
+    // A signal is never missed long, and a window never stands still.
+    const Deadline deadline(options.maxSeconds, options.window ? 15 : 1000);
     Listener listener = options.unixPath.empty() ? Listener::tcp(options.host, options.port)
                                                  : Listener::unixSocket(options.unixPath);
     // Taking the photograph lasts a moment: whoever reads that the phone listens finds it ready.
     Screen screen(makeHomeApp(options.appName, options.seed));
     screen.open(findApp(options.app));
+    Display display(options, screen);
     if (!options.portFile.empty()) writePortFile(options.portFile, listener.port());
     std::printf("listening on %s\n", listener.address().c_str());
     std::fflush(stdout);
     while (!deadline.isOver()) {
+        display.turn(false);
         const auto stream = listener.accept(deadline.waitingTime(TimePoint::max()));
         if (stream == nullptr) continue;
         log.note("a head unit connected");
-        const bool wasCompleted = serve(*stream, screen, options, log, deadline);
+        const bool wasCompleted = serve(*stream, screen, options, log, deadline, display);
         if (options.once) return wasCompleted ? 0 : 1;
     }
     return options.once ? 1 : 0;

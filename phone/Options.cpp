@@ -185,10 +185,14 @@ void addScreen(CLI::App& app, Options& options, Texts& texts) {
     app.add_option("--render-only", options.renderOnly,
                    "Draw the screen into this PNG file and exit")
         ->type_name("FILE");
+    app.add_flag("--window", options.window,
+                 "Show the screen in a window, too, which takes the mouse as a finger");
     app.add_option("--app", options.app, "Start with this app in front instead of the home screen")
         ->type_name("NAME")
         ->check(oneOf(appNames()));
-    app.add_option("--size", texts.size, "Size of the picture drawn by --render-only")
+    app.add_option("--size", texts.size,
+                   "Size of the picture drawn by --render-only, and of the window's screen until a "
+                   "head unit declares its own")
         ->type_name("WIDTHxHEIGHT")
         ->check(checkedBy("WIDTHxHEIGHT with each from 1 to 8192",
                           [](const std::string& text) {

@@ -39,6 +39,7 @@ struct Options {
     unsigned renderPercent = 100;
     std::string dumpDirectory;
     std::string renderOnly;
+    bool window = false;
     /** The app in front at the start; empty: the home screen. */
     std::string app;
     int renderWidth = 1280;

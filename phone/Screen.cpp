@@ -3,6 +3,7 @@
 #include "Screen.h"
 
 #include <cstdio>
+#include <ctime>
 
 #include "Apps.h"
 
@@ -41,6 +42,16 @@ void drawBattery(Canvas& canvas, const Box& box, double level) {
 }
 
 }  // namespace
+
+Moment presentMoment() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm local{};
+    localtime_r(&now.tv_sec, &local);
+    const int seconds = (local.tm_hour * 60 + local.tm_min) * 60 + local.tm_sec;
+    return {static_cast<std::uint64_t>(seconds) * 1000 +
+            static_cast<std::uint64_t>(now.tv_nsec) / 1000000};
+}
 
 void Screen::resize(int width, int height, int percent) {
     width_ = width;

@@ -15,6 +15,9 @@
 
 namespace quarlo::phone {
 
+/** The real time of day. */
+Moment presentMoment();
+
 class Screen {
   public:
     explicit Screen(std::unique_ptr<App> home);

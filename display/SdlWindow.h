@@ -1,0 +1,89 @@
+/*
+ * A window of SDL: pictures as textures, its pixels beside its own coordinates, and what the user
+ * does with mouse and fingers as fingers. Everything on the thread that opened it.
+ */
+#ifndef DISPLAY_SDLWINDOW_H
+#define DISPLAY_SDLWINDOW_H
+
+#include <SDL.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Fingers.h"
+
+namespace quarlo::display {
+
+/** A picture on the graphics side; it follows the size of what it is given. */
+class Texture {
+  public:
+    /** @param pixelFormat one of SDL's, e.g. SDL_PIXELFORMAT_RGB24 */
+    explicit Texture(Uint32 pixelFormat) : format(pixelFormat) {}
+
+    /** Rows without padding. */
+    void load(SDL_Renderer* renderer, const void* pixels, int width, int height);
+    bool isLoaded() const { return texture != nullptr; }
+    int width() const { return columns; }
+    int height() const { return rows; }
+    SDL_Texture* get() const { return texture.get(); }
+
+  private:
+    const Uint32 format;
+    int columns = 0;
+    int rows = 0;
+    std::unique_ptr<SDL_Texture, decltype(&SDL_DestroyTexture)> texture{nullptr,
+                                                                        SDL_DestroyTexture};
+};
+
+/** Rows of red, green and blue without padding. */
+struct Shot {
+    int width = 0;
+    int height = 0;
+    std::vector<Uint8> rgb;
+};
+
+class SdlWindow {
+  public:
+    /**
+     * Sizes are in the window's own coordinates; it is not made larger than the desktop.
+     * @return nothing and why
+     */
+    static std::unique_ptr<SdlWindow> open(const std::string& title, int width, int height,
+                                           std::string& problem);
+    ~SdlWindow();
+    SdlWindow(const SdlWindow&) = delete;
+    SdlWindow& operator=(const SdlWindow&) = delete;
+
+    /** The whole window in its pixels, of which there are scale() to a coordinate. */
+    Rect area() const;
+    double scale() const;
+    /** The pixels of the largest display. */
+    Point largest() const;
+    /** A mouse position in pixels. */
+    Point pointOf(Sint32 x, Sint32 y) const { return {x * scale(), y * scale()}; }
+
+    /** Lets the fingers know of the event. @return whether it was about them */
+    bool feed(const SDL_Event& event, Fingers& fingers) const;
+
+    void clear(Uint8 red, Uint8 green, Uint8 blue);
+    void draw(const Texture& texture, const Rect& where);
+    void present() { SDL_RenderPresent(renderer.get()); }
+    /** What was drawn; to be called before present(). */
+    Shot shot() const;
+    SDL_Renderer* graphics() const { return renderer.get(); }
+    SDL_Window* handle() const { return window.get(); }
+    void setTitle(const std::string& title) { SDL_SetWindowTitle(window.get(), title.c_str()); }
+
+  private:
+    SdlWindow(SDL_Window* opened, SDL_Renderer* drawer)
+        : window(opened, SDL_DestroyWindow), renderer(drawer, SDL_DestroyRenderer) {}
+    bool isOwn(Uint32 identifier) const { return identifier == SDL_GetWindowID(window.get()); }
+
+    std::unique_ptr<SDL_Window, decltype(&SDL_DestroyWindow)> window;
+    std::unique_ptr<SDL_Renderer, decltype(&SDL_DestroyRenderer)> renderer;
+};
+
+}  // namespace quarlo::display
+
+#endif

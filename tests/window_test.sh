@@ -1,0 +1,186 @@
+#!/usr/bin/env bash
+# The programs' windows on a display of their own, with somebody who moves the mouse and presses keys.
+#
+#   window_test.sh BUILD [DIRECTORY]
+#       DIRECTORY gets pictures of the head unit's window
+set -uo pipefail
+
+if [ "${QUARLO_WINDOW_TEST-}" != inside ]; then
+    export QUARLO_WINDOW_TEST=inside
+    exec timeout 170 xvfb-run -a -s "-screen 0 1600x1000x24 -nolisten tcp" "$0" "$@"
+fi
+
+build=$1 pictures=${2-}
+work=$(mktemp -d)
+phone='' unit=''
+finish() {
+    for process in $phone $unit; do kill "$process" 2>/dev/null; done
+    rm -rf "$work"
+}
+trap finish EXIT
+
+fail() {
+    echo "window_test: $*" >&2
+    tail -n 40 "$work"/*.log | cut -c 1-240 >&2
+    exit 1
+}
+
+# await WHAT COMMAND...: until the command succeeds
+await() {
+    local what=$1 i
+    shift
+    for ((i = 0; i < 400; ++i)); do
+        ! "$@" >/dev/null 2>&1 || return 0
+        sleep 0.05
+    done
+    fail "$what"
+}
+
+# begin_phone OPTIONS...: a phone that waits for a head unit
+begin_phone() {
+    rm -f "$work/port" "$work/phone.log"
+    timeout 120 "$build/phone/quarlo-phone" --unix "$work/phone" --port-file "$work/port" --seed 1 \
+        --clock 12:00:00 --verbose "$@" >"$work/phone.log" 2>&1 &
+    phone=$!
+    await "the phone does not listen" test -s "$work/port"
+}
+
+begin_unit() {
+    rm -f "$work/unit.log" "$work/errors.log"
+    timeout 120 "$build/headunit/quarlo-headunit" --unix "$work/phone" "$@" >"$work/unit.log" \
+        2>"$work/errors.log" &
+    unit=$!
+}
+
+# the_end PROCESS STATUS
+the_end() {
+    wait "$1"
+    local status=$?
+    [ "$status" -eq "$2" ] || fail "ended with status $status instead of $2"
+}
+
+focus() {
+    window=$(timeout 20 xdotool search --sync --onlyvisible --name "^$1\$" | head -n 1)
+    [ -n "$window" ] || fail "there is no window '$1'"
+    xdotool windowfocus --sync "$window" 2>/dev/null
+}
+
+point() { xdotool mousemove --sync --window "$window" "$1" "$2"; }
+click() {
+    point "$1" "$2"
+    xdotool click 1
+}
+
+phone_got() { await "the phone did not get: $1" grep -qE -- "<- .*$1" "$work/phone.log"; }
+times() { [ "$(grep -cE -- "<- .*$2" "$work/phone.log")" -eq "$1" ]; }
+touched() { phone_got "TouchType=$1 \([A-Za-z]+\), PositionX=$2, PositionY=$3, UniqueID=1"; }
+
+picture() {
+    rm -f "$work/window.png"
+    xdotool key p
+    await "there is no picture of the window" test -s "$work/window.png"
+    [ -z "$pictures" ] || cp "$work/window.png" "$pictures/$1.png"
+}
+
+[ -z "$pictures" ] || mkdir -p "$pictures"
+
+# The window is 300 wider than the phone's screen.
+begin_phone
+begin_unit --window --size 800x480 --window-screenshot "$work/window.png"
+await "no frames" grep -q "end of update 3" "$work/unit.log"
+focus "quarlo head unit"
+
+click 400 240
+touched 1 400 240
+touched 2 400 240
+click 900 240 # the panel
+point 799 479
+xdotool mousedown 1
+touched 1 799 479
+point 10 20
+touched 3 10 20
+# Outside of the window, with the button still down.
+xdotool mousemove 5 5
+await "the finger stays down" times 2 "TouchType=2"
+xdotool mouseup 1
+
+xdotool key n
+phone_got "DayNightMode.*Value=0"
+xdotool key n Escape
+phone_got "Softkey.*Back"
+await "the softkey stays pressed" times 2 SoftkeyEvent
+# Apps of the phone that want something: it is opened, its first row is touched.
+for wish in "257 audio Request" "545 navigate" "63 call"; do
+    click "${wish%% *}" 393
+    click 150 118
+    await "the phone does not want: ${wish#* }" grep -q "CALL  ${wish#* }" "$work/unit.log"
+    xdotool key Home
+done
+picture small
+
+xdotool windowsize --sync "$window" 980 540
+phone_got "SetFrameSize.*ScreenWidth=680, ScreenHeight=540"
+await "no frame of the new size" grep -qE "of 680 x 540," "$work/unit.log"
+click 679 539
+touched 1 679 539
+xdotool key Home
+click 340 290
+touched 2 340 290
+await "not as many touches as were made" times 10 "TouchType=1"
+picture large
+picture large
+xdotool key q
+the_end "$unit" 0
+[ ! -s "$work/errors.log" ] || fail "the head unit complained"
+
+# Without its phone the window stays, until it is closed.
+begin_unit --window --size 640x400 --window-screenshot "$work/window.png"
+await "no frames" grep -q "end of update 3" "$work/unit.log"
+focus "quarlo head unit"
+kill "$phone"
+the_end "$phone" 0
+await "nobody noticed" grep -q "closed the connection" "$work/errors.log"
+picture gone
+xdotool key q
+the_end "$unit" 1
+
+# A phone that comes back is told what was set meanwhile.
+begin_phone
+begin_unit --window --size 640x400 --reconnect
+await "no frames" grep -q "end of update 3" "$work/unit.log"
+focus "quarlo head unit"
+kill "$phone"
+the_end "$phone" 0
+await "nobody tries again" grep -q "next try" "$work/unit.log"
+xdotool key v
+begin_phone
+phone_got "SetFrameSize.*ScreenWidth=640, ScreenHeight=400"
+phone_got "Movement.*Value=1"
+click 320 200
+touched 2 320 200
+xdotool key q
+the_end "$unit" 0
+kill "$phone"
+the_end "$phone" 0
+
+# An app opened by a touch in the phone's own window is the app that the head unit is shown.
+begin_phone --window --size 800x480
+focus "quarlo phone"
+click 352 395
+mkdir "$work/touched" "$work/opened"
+await "the touch opened no app" "$build/headunit/quarlo-headunit" --quiet --frames 1 \
+    --unix "$work/phone" --size 800x480 --output "$work/touched"
+kill "$phone"
+the_end "$phone" 0
+begin_phone --app news
+begin_unit --frames 1 --size 800x480 --output "$work/opened"
+the_end "$unit" 0
+"$build/tools/quarlo-compare" "$work/touched/frame-0001.png" "$work/opened/frame-0001.png" ||
+    fail "the touch in the phone's window did not open the app"
+
+unset DISPLAY WAYLAND_DISPLAY SDL_VIDEODRIVER
+begin_unit --window
+the_end "$unit" 1
+unit=
+[ "$(wc -l <"$work/errors.log")" -eq 1 ] || fail "not one line about the missing display"
+grep -q "no display" "$work/errors.log" || fail "nothing says that there is no display"
