@@ -21,5 +21,9 @@ cmake_path(SET pkgconfig_dir NORMALIZE
   ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${pkgconfig_dir}
   OUTPUT_VARIABLE prefix_from_pkgconfig)
-configure_file(${PROJECT_SOURCE_DIR}/cmake/quarlo.pc.in ${CMAKE_CURRENT_BINARY_DIR}/quarlo.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/quarlo.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+foreach(package quarlo quarlo-links)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${package}.pc.in
+    ${CMAKE_CURRENT_BINARY_DIR}/${package}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${package}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

@@ -24,6 +24,9 @@ class Features {
     /** Before the start; the callbacks' context must be a Session with these features. */
     void attach(void* instanceHandle);
 
+    /** The instance does not exist any more. */
+    void detach() { instance = nullptr; }
+
     /** Logs a callback and makes it known to the script. */
     void tell(const char* callback, const std::string& text);
     /** What the phone said of itself in the handshake. */

@@ -37,8 +37,13 @@ void Mailbox::failed(const std::string& why) {
 void Mailbox::post(Update update) {
     std::unique_lock guard(lock);
     room.wait(guard, [this] { return isClosed || news.updates.size() < maximumWaiting; });
-    if (isClosed) return;
     news.updates.push_back(std::move(update));
+    signal();
+}
+
+void Mailbox::acknowledged() {
+    const std::lock_guard guard(lock);
+    ++news.acknowledgements;
     signal();
 }
 
@@ -55,6 +60,14 @@ void Mailbox::close() {
     room.notify_all();
 }
 
+void Mailbox::reopen() {
+    const std::lock_guard guard(lock);
+    isClosed = false;
+    news.isRunning = false;
+    news.acknowledgements = 0;
+    news.failure.clear();
+}
+
 void Mailbox::wait(int milliseconds, int otherDescriptor) {
     pollfd watched[] = {{event.get(), POLLIN, 0}, {otherDescriptor, POLLIN, 0}};
     poll(watched, 2, milliseconds);
@@ -66,7 +79,7 @@ News Mailbox::take() {
     const std::lock_guard guard(lock);
     room.notify_all();
     return {news.isRunning, std::exchange(news.updates, {}), std::exchange(news.events, {}),
-            news.failure};
+            std::exchange(news.acknowledgements, 0), news.failure};
 }
 
 }  // namespace quarlo::headunit

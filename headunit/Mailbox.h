@@ -11,8 +11,8 @@
 #include <mutex>
 #include <string>
 
+#include "Descriptor.h"
 #include "Screen.h"
-#include "Transport.h"
 
 namespace quarlo::headunit {
 
@@ -26,6 +26,7 @@ struct News {
     bool isRunning = false;
     std::deque<Update> updates;
     std::deque<Event> events;
+    unsigned acknowledgements = 0;
     std::string failure;  ///< the first; empty while all is well
 };
 
@@ -36,11 +37,14 @@ class Mailbox {
     void running();
     void failed(const std::string& why);
     void post(Update update);
+    void acknowledged();
     /** Of many that are not taken the latest are kept. */
     void happened(Event what);
 
-    /** Lets a waiting post() go; later ones are dropped. */
+    /** Lets a waiting post() go; later ones do not wait. */
     void close();
+    /** For the next connection: forgets that there was a RUN and a failure. */
+    void reopen();
 
     /**
      * Waits until there is news, the time is over or the other descriptor is readable.

@@ -1,15 +1,18 @@
 /*
- * The main thread's work: asks for updates, makes the changes that are due, writes the pictures and
- * decides when and how the session has ended.
+ * The main thread's work: connects and connects again, asks for updates, makes the changes that are
+ * due, writes the pictures and decides when and how the session has ended.
  */
 #ifndef HEADUNIT_MIRROR_H
 #define HEADUNIT_MIRROR_H
 
+#include <deque>
 #include <string>
 
+#include "Fence.h"
 #include "Log.h"
 #include "Mailbox.h"
 #include "Options.h"
+#include "Retry.h"
 #include "Runner.h"
 #include "Session.h"
 
@@ -23,27 +26,38 @@ class Mirror {
     /** From RUN on the script is played, and the session ends with it. */
     void play(Runner& script) { runner = &script; }
 
-    /** Runs the session to its end. @return empty for success, or what went wrong */
+    /** Runs the session, over all its connections, to its end. @return empty for success, or what
+     * went wrong */
     std::string run();
     /** What was received, for the log. */
-    void logStatistics(const Transport& transport);
+    void logStatistics();
 
     /* For the script. */
+    /** Made when nothing is under way that was sent before it. */
     void change(const Change& change);
-    void ask(bool isFull) { session.request(isFull); }
+    void ask(bool isFull);
     bool hasFrames() const { return isRunning && !isSuspended; }
     /** @return empty, or what went wrong */
     std::string screenshot(const std::string& name);
 
   private:
-    bool isComplete() const { return options.frames != 0 && updates == options.frames; }
+    bool isComplete() const { return options.frames != 0 && updates >= options.frames; }
+    void redial();
+    void countDown(double seconds);
+    void lost(const std::string& why);
     void step();
-    void inform(const News& news);
+    void look();
+    void take(const News& news);
     void runScript();
     void becomeRunning();
     void handle(const Update& update);
     void makeChanges();
+    void applyChanges();
+    void apply(const Change& change);
+    bool isQuiet();
+    void raiseFence();
     void requestNext();
+    void request(bool isFull);
     void save(const Update& update);
     void fail(const std::string& why);
     std::string progress() const;
@@ -62,15 +76,22 @@ class Mirror {
 
     bool hasEnded = false;
     std::string failure;
-    bool isRunning = false;
+    Retry retry;
+    Fence fence;
+    bool isRunning = false;  // at present
+    bool hasRun = false;
     bool isSuspended = false;
     bool needsFull = true;
     std::size_t nextCommand = 0;
+    std::deque<Change> changes;  // that wait for the frames sent before them
     unsigned updates = 0;
     unsigned pictures = 0;
     UInt64 rectangles = 0;
     UInt64 pixelBytes = 0;
+    UInt64 covered = 0;         // pixels since the last request for all
     double settledSeconds = 0;  // until then an update may be of the time before a change
+    double leftSeconds = 0;     // when RUN was left
+    double missedSeconds = 0;   // without RUN after the first: the script's clock stood still
     double beginSeconds = 0;
     double runSeconds = 0;
     double lastSeconds = 0;

@@ -58,14 +58,29 @@ void addScript(CLI::App& app, Options& options) {
         ->excludes("--at");
 }
 
+void addReconnect(CLI::App& app, Options& options) {
+    const auto read = [&options](const std::vector<double>& seconds) {
+        options.reconnect = seconds.empty() ? 0 : seconds.front();
+    };
+    app.add_option_function<std::vector<double>>(
+           "--reconnect", read,
+           "When the phone is not there or goes away, try again after a pause, which doubles from "
+           "0.5 to 10 seconds; give up when that has failed for this time, without it never")
+        ->type_name("[SECONDS]")
+        ->expected(0, 1)
+        ->check(CLI::Range(0.01, 1e6));
+}
+
 void addConnection(CLI::App& app, Options& options) {
-    auto* endpoint = app.add_option_group("Phone", "Where the phone listens");
-    addWords(*endpoint, "--connect", options.endpoint, parseTcp, tcpWords, "Connect over TCP");
+    auto* endpoint = app.add_option_group("Phone", "Where the phone is");
+    addWords(*endpoint, "--connect", options.endpoint, parseEndpoint, endpointWords,
+             "Connect to this place");
     endpoint->add_option("--unix", options.endpoint.path, "Connect to this Unix socket")
         ->type_name("PATH");
     endpoint->require_option(1);
     app.add_option("--connect-timeout", options.connectTimeout, "Time for connecting, in seconds")
         ->check(CLI::Range(0.01, 3600.0));
+    addReconnect(app, options);
     app.add_option("--init-timeout", options.initTimeout,
                    "Seconds from the start to RUN, 0 for no limit")
         ->check(CLI::Range(0U, 255U))

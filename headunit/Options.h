@@ -23,6 +23,9 @@ enum ExitStatus {
 struct Options {
     Endpoint endpoint;
     double connectTimeout = 5;
+    /** Nothing: a connection that cannot be made or breaks is the end; 0: tries again for ever,
+     * else that many seconds. */
+    std::optional<double> reconnect;
 
     std::string name = "quarlo head unit";
     std::string language;

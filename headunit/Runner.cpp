@@ -5,7 +5,7 @@ namespace {
 
 constexpr std::size_t maximumEvents = 16384;
 // A phone that does not answer in that time has nothing newer to show.
-constexpr Runner::Time screenshotPatience{2000};
+constexpr Runner::Time screenshotPatience{5000};
 
 std::string wanted(const std::string& callback, const std::string& text) {
     return "'" + callback + "'" + (text.empty() ? "" : " with '" + text + "'");
@@ -96,7 +96,7 @@ bool Runner::perform(const Expect& expect, Time now) {
 bool Runner::perform(const Screenshot& screenshot, Time now) {
     if (!hasBegun && unit.hasFrames()) {
         due = now + screenshotPatience;
-        const eReturnCode result = unit.update(true);
+        const eReturnCode result = unit.change(Refresh{});
         if (result != eRETURN_OKAY) return fail(std::string("refused: ") + nameOf(result));
     }
     if (due && !sawWhole && !isOver(now)) return false;

@@ -15,7 +15,7 @@ Flag flag(bool isOn) {
 }  // namespace
 
 ScriptedUnit::ScriptedUnit(Session& running, Mirror& screen)
-    : session(running), mirror(screen), instance(running.handle()) {}
+    : session(running), mirror(screen), instance{running} {}
 
 eReturnCode ScriptedUnit::touch(const std::vector<TouchEvent>& touches) {
     quarlo_TouchEvents(instance, const_cast<TouchEvent*>(touches.data()),

@@ -44,7 +44,12 @@ class ScriptedUnit : public HeadUnit {
   private:
     Session& session;
     Mirror& mirror;
-    void* const instance;
+    /** The library's instance, which is another after each reconnection. */
+    struct Instance {
+        const Session& session;
+        operator void*() const { return session.handle(); }
+    };
+    const Instance instance;
 };
 
 }  // namespace quarlo::headunit

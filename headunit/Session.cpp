@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "PlugIns.h"
+
 namespace quarlo::headunit {
 namespace {
 
@@ -12,24 +14,22 @@ char* asArgument(const std::string& text) {
 
 }  // namespace
 
-Session::Session(const Options& given, Transport& stream, Log& output, Mailbox& receiver)
+Session::Session(const Options& given, Log& output, Mailbox& receiver)
     : options(given),
-      transport(stream),
       log(output),
       mailbox(receiver),
       size(given.size),
       layout(given.layout),
+      compression(given.compression),
       screen(given.size, given.layout, given.output.empty() || given.script ? 0 : given.every),
-      services(given, output, receiver),
-      instance(quarlo_CreateInstance(&stream, given.name.c_str())) {}
+      services(given, output, receiver) {}
 
-Session::~Session() {
-    mailbox.close();
-    quarlo_DeleteInstance(instance);
-}
-
-std::string Session::start() {
+std::string Session::start(Link opened) {
+    link = std::move(opened);
+    instance = quarlo_CreateInstance(link.get(), options.name.c_str());
     if (instance == nullptr) return "no memory for the session";
+    mailbox.reopen();
+    setLastError({});
     registerCallbacks();
     if (std::string problem = configure(); !problem.empty()) return problem;
     declareLargest();
@@ -40,13 +40,29 @@ std::string Session::start() {
     return {};
 }
 
+void Session::close() {
+    mailbox.close();
+    quarlo_DeleteInstance(instance);
+    instance = nullptr;
+    services.detach();
+    earlierReceived = bytesReceived();
+    earlierSent = bytesSent();
+    link.reset();
+}
+
+UInt64 Session::bytesReceived() const {
+    return earlierReceived + quarloLink_GetBytesReceived(link.get());
+}
+
+UInt64 Session::bytesSent() const {
+    return earlierSent + quarloLink_GetBytesSent(link.get());
+}
+
 void Session::registerCallbacks() {
-    quarlo_SetCallbackContext(instance, this);
+    quarloLink_Attach(link.get(), instance, this);
     quarlo_SetTraceOutput(instance, traced);
     // Error traces are wanted for the reason of a failure, whether they are shown or not.
-    quarlo_SetTraceClass(instance, options.trace | eTRACECLASS_ERROR);
-    quarlo_SetReceiverLink(instance, Transport::receive);
-    quarlo_SetSenderLink(instance, Transport::send);
+    quarlo_SetTraceClass(instance, options.trace | eTRACECLASS_ERROR | eTRACECLASS_INFORMATION);
     quarlo_SetEndReceiverRequestCallback(instance, endRequested);
     quarlo_SetProtocolCallback(instance, stateChanged);
     quarlo_SetErrorCallback(instance, errorReported);
@@ -72,12 +88,30 @@ std::string Session::configure() {
                                      reinterpret_cast<UInt8*>(asArgument(options.language)));
     }
     quarlo_SetFrameOutputType(instance, options.rawOutput ? 1 : 0);
-    quarlo_OverrideCompressionFormat(instance, options.compression);
+    quarlo_OverrideCompressionFormat(instance, compression);
+    explainMissing(wantedCompressions());
     if (options.supported &&
         quarlo_SetSupportedCompressions(instance, *options.supported) != eRETURN_OKAY) {
         return "no plug-in decodes all of " + nameOfCompressions(*options.supported);
     }
     return {};
+}
+
+FrameCompression Session::wantedCompressions() const {
+    FrameCompression wanted = compression;
+    if (options.supported) wanted |= *options.supported;
+    for (const Command& command : options.commands) {
+        const auto* other = std::get_if<SetCompression>(&command.change);
+        if (other != nullptr) wanted |= other->compression;
+    }
+    return wanted;
+}
+
+// What the user has excluded himself is no news to him.
+void Session::explainMissing(FrameCompression wanted) {
+    if (options.rawOutput) return;
+    if (options.supported) wanted &= *options.supported;
+    for (const std::string& line : missingPlugIns(wanted)) log.line("LIB", line);
 }
 
 void Session::setLayout(PixelLayout wanted) {
@@ -128,16 +162,22 @@ void Session::request(bool isFull) {
                                     static_cast<UInt16>(size.height), isFull ? 0 : 1);
 }
 
+void Session::changeNothing() {
+    quarlo_OverrideCompressionFormat(instance, compression);
+}
+
 void Session::change(const Change& change) {
     if (const auto* suspended = std::get_if<SetSuspended>(&change)) {
         quarlo_FrameRequestStatus(instance, suspended->isSuspended ? 1 : 0);
-    } else if (const auto* compression = std::get_if<SetCompression>(&change)) {
-        quarlo_OverrideCompressionFormat(instance, compression->compression);
+    } else if (const auto* asked = std::get_if<SetCompression>(&change)) {
+        compression = asked->compression;
+        explainMissing(compression);
+        quarlo_OverrideCompressionFormat(instance, compression);
     } else if (const auto* other = std::get_if<SetSize>(&change)) {
         size = other->size;
         screen.reshape(size, layout);
         setSize(size);
-    } else {
+    } else if (!std::holds_alternative<Refresh>(change)) {
         if (const auto* format = std::get_if<SetFormat>(&change)) layout.format = format->format;
         if (const auto* order = std::get_if<SetOrder>(&change)) layout.order = order->order;
         screen.reshape(size, layout);

@@ -7,6 +7,12 @@ Session& sessionOf(void* context) {
     return *static_cast<Session*>(context);
 }
 
+// What is wrong with an update is judged when it ends.
+bool isOfAPicture(eErrorCode code) {
+    return code == eERRORCODE_Z_DATA_ERROR || code == eERRORCODE_JPEG_ERROR ||
+           code == eERRORCODE_FRAME_SIZE_MISMATCH;
+}
+
 }  // namespace
 
 void Session::traced(void* context, eTraceClass traceClass, char* text) {
@@ -15,11 +21,12 @@ void Session::traced(void* context, eTraceClass traceClass, char* text) {
     if ((session.options.trace & traceClass) != eTRACECLASS_NONE) {
         session.log.line(quarlo_getTraceClassPrefix(traceClass), line);
     }
+    // No callback says that the phone has acknowledged.
+    const bool isInformation = traceClass == eTRACECLASS_INFORMATION;
+    if (isInformation && line.starts_with("OverrideCompressionAcknowledge"))
+        session.mailbox.acknowledged();
     const bool isReport = line.starts_with("error callback with code");
-    if (traceClass == eTRACECLASS_ERROR && !isReport) {
-        const std::lock_guard guard(session.lock);
-        session.lastError = printable(line);
-    }
+    if (traceClass == eTRACECLASS_ERROR && !isReport) session.setLastError(printable(line));
 }
 
 void Session::stateChanged(void* context, eProtocolState state) {
@@ -37,7 +44,7 @@ void Session::stateChanged(void* context, eProtocolState state) {
 void Session::errorReported(void* context, eErrorCode code) {
     Session& session = sessionOf(context);
     session.services.tell("error", nameOf(code));
-    session.mailbox.failed(session.causeOf(code));
+    if (!isOfAPicture(code)) session.mailbox.failed(session.causeOf(code));
 }
 
 void Session::threadStarted(void* context) {
@@ -51,7 +58,7 @@ void Session::threadEnded(void* context) {
 void Session::endRequested(void* context) {
     Session& session = sessionOf(context);
     session.log.line("CALL", "end of the receiver requested");
-    session.transport.requestEnd();
+    quarloLink_EndReceiverRequest(context);
 }
 
 void Session::updateStarted(void* context, UInt8 rectangles) {
@@ -100,14 +107,25 @@ void Session::logRectangle(unsigned index, const Area& area, UInt32 length,
                          (remark.empty() ? "" : ": " + remark));
 }
 
+void Session::setLastError(const std::string& text) {
+    const std::lock_guard guard(lock);
+    lastError = text;
+}
+
 std::string Session::lastErrorText() {
     const std::lock_guard guard(lock);
     return lastError;
 }
 
+std::string Session::endOfLink() const {
+    char text[120];
+    quarloLink_GetEndText(link.get(), text, sizeof text);
+    return text;
+}
+
 // Why the library says STOP: the stream's own end, or what the last error trace says.
 std::string Session::stopCause() {
-    if (std::string fault = transport.fault(); !fault.empty()) return fault;
+    if (std::string end = endOfLink(); !end.empty()) return end;
     const std::string reason = lastErrorText();
     return "the session was stopped" + (reason.empty() ? "" : ": " + reason);
 }

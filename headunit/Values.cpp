@@ -124,6 +124,31 @@ std::optional<Change> parseChange(std::string_view text) {
     return {};
 }
 
+std::optional<Endpoint> parseTcp(std::string_view text) {
+    const auto parts = splitAt(text, text.rfind(':'));
+    if (!parts) return {};
+    std::string_view host = parts->before;
+    if (host.starts_with('[') && host.ends_with(']')) host = host.substr(1, host.size() - 2);
+    const auto port = parseNumber(parts->after, 65535);
+    if (host.empty() || !port || *port == 0) return {};
+    Endpoint endpoint;
+    endpoint.host = host;
+    endpoint.port = static_cast<UInt16>(*port);
+    return endpoint;
+}
+
+std::optional<Endpoint> parseLine(std::string_view text) {
+    constexpr unsigned fastest = 100'000'000;
+    const auto parts = splitAt(text, text.rfind('@'));
+    if (!parts) return {};
+    const auto rate = parseNumber(parts->after, fastest);
+    if (parts->before.empty() || !rate || *rate == 0) return {};
+    Endpoint endpoint;
+    endpoint.device = parts->before;
+    endpoint.baudRate = *rate;
+    return endpoint;
+}
+
 }  // namespace
 
 const char* const formatWords = "rgb888, rgb565, argb8888, rgba8888";
@@ -133,14 +158,17 @@ const char* const supportedWords = "zlib, jpeg and raw, with commas between them
 const char* const sizeWords = "WIDTHxHEIGHT with 1 to 8192 each";
 const char* const traceWords = "none, error, warning, info, verbose, all or a number up to 63";
 const char* const languageWords = "three small letters of ISO 639-2, e.g. eng";
-const char* const tcpWords = "HOST:PORT or [HOST]:PORT with a port of 1 to 65535";
+const char* const endpointWords =
+    "HOST:PORT or [HOST]:PORT with a port of 1 to 65535, unix:PATH, or a serial line as "
+    "/dev/NAME@BAUD or serial:PATH@BAUD";
 const char* const commandWords =
     "UPDATE:CHANGE with format=..., endian=..., size=WxH, compression=..., suspend or resume";
 
 std::string Endpoint::text() const {
     if (!path.empty()) return path;
+    if (!device.empty()) return device + " at " + std::to_string(baudRate) + " baud";
     const bool isNumeric6 = host.find(':') != std::string::npos;
-    return (isNumeric6 ? "[" + host + "]" : host) + ":" + port;
+    return (isNumeric6 ? "[" + host + "]" : host) + ":" + std::to_string(port);
 }
 
 std::optional<unsigned> parseNumber(std::string_view text, unsigned maximum) {
@@ -198,14 +226,16 @@ std::optional<std::string> parseLanguage(std::string_view text) {
     return std::string(text);
 }
 
-std::optional<Endpoint> parseTcp(std::string_view text) {
-    const auto parts = splitAt(text, text.rfind(':'));
-    if (!parts) return {};
-    std::string_view host = parts->before;
-    if (host.starts_with('[') && host.ends_with(']')) host = host.substr(1, host.size() - 2);
-    const auto port = parseNumber(parts->after, 65535);
-    if (host.empty() || !port || *port == 0) return {};
-    return Endpoint{std::string(host), std::string(parts->after), {}};
+std::optional<Endpoint> parseEndpoint(std::string_view text) {
+    constexpr std::string_view socketPrefix = "unix:";
+    constexpr std::string_view linePrefix = "serial:";
+    if (text.starts_with(linePrefix)) return parseLine(text.substr(linePrefix.size()));
+    if (text.starts_with('/')) return parseLine(text);
+    if (!text.starts_with(socketPrefix)) return parseTcp(text);
+    Endpoint endpoint;
+    endpoint.path = text.substr(socketPrefix.size());
+    if (endpoint.path.empty()) return {};
+    return endpoint;
 }
 
 std::optional<Command> parseCommand(std::string_view text) {

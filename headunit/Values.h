@@ -14,11 +14,13 @@
 
 namespace quarlo::headunit {
 
-/** Where the phone listens: a TCP host and port, or the path of a Unix socket. */
+/** Where the phone is: a TCP host and port, the path of a Unix socket, or a serial device. */
 struct Endpoint {
     std::string host;
-    std::string port;
+    UInt16 port = 0;
     std::string path;
+    std::string device;
+    UInt32 baudRate = 0;
 
     std::string text() const;
 };
@@ -38,7 +40,9 @@ struct SetCompression {
 struct SetSuspended {
     bool isSuspended;
 };
-using Change = std::variant<SetFormat, SetOrder, SetSize, SetCompression, SetSuspended>;
+/** Nothing is to be different, but what is shown next is to be newer than this. */
+struct Refresh {};
+using Change = std::variant<SetFormat, SetOrder, SetSize, SetCompression, SetSuspended, Refresh>;
 
 /** A change of the running session, made after the update of that number; 0: when RUN is reached.
  */
@@ -58,7 +62,7 @@ extern const char* const supportedWords;
 extern const char* const sizeWords;
 extern const char* const traceWords;
 extern const char* const languageWords;
-extern const char* const tcpWords;
+extern const char* const endpointWords;
 extern const char* const commandWords;
 
 /* Each gives nothing for a text that is not allowed; the words above say what is. */
@@ -70,7 +74,7 @@ std::optional<FrameCompression> parseSupported(std::string_view text);
 std::optional<Size> parseSize(std::string_view text);
 std::optional<eTraceClass> parseTrace(std::string_view text);
 std::optional<std::string> parseLanguage(std::string_view text);
-std::optional<Endpoint> parseTcp(std::string_view text);
+std::optional<Endpoint> parseEndpoint(std::string_view text);
 std::optional<Command> parseCommand(std::string_view text);
 
 const char* nameOf(PixelFormat format);

@@ -34,15 +34,9 @@ int runProgram(int argc, const char* const* argv) {
     const Descriptor interrupts = catchInterrupts();
     Log log(options.quiet);
 
-    std::string error;
-    Descriptor connected = connectTo(options.endpoint, options.connectTimeout, error);
-    if (!connected) return report(error);
-    log.line("HOST", "connected to " + options.endpoint.text());
-    Transport transport(std::move(connected));
-
     const Library library;
     Mailbox mailbox;
-    Session session(options, transport, log, mailbox);
+    Session session(options, log, mailbox);
     Mirror mirror(options, log, mailbox, session, interrupts.get());
     ScriptedUnit unit(session, mirror);
     std::optional<Runner> runner;
@@ -51,8 +45,8 @@ int runProgram(int argc, const char* const* argv) {
         mirror.play(runner.emplace(*options.script, unit, note));
     }
     const std::string failure = mirror.run();
-    mirror.logStatistics(transport);
-    return failure.empty() ? exitDone : report("session failed: " + failure);
+    mirror.logStatistics();
+    return failure.empty() ? exitDone : report(failure);
 }
 
 }  // namespace

@@ -37,6 +37,7 @@ bool enter(quarloLink& link, void* context) {
 
 // Undoes an earlier stop; a broken link stays broken, and awake.
 void rearm(quarloLink& link) {
+    link.isStopped.store(false);
     link.isStopSeen.store(false);
     if (!link.isBroken.load()) drain(link.wake);
 }

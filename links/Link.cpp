@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <new>
 
 #include "Wait.h"
@@ -69,8 +70,13 @@ bool wouldBlock(int error) {
 std::int32_t unreadable(quarloLink& link, int error, short events) {
     if (error == EINTR) return nothing;
     // Ready and yet without data: only a hang-up or a fault that persists would make that a spin.
-    if (wouldBlock(error)) return (events & (POLLHUP | POLLERR)) != 0 ? ended : nothing;
+    if (wouldBlock(error)) {
+        if ((events & (POLLHUP | POLLERR)) == 0) return nothing;
+        link.isEnded.store(true);
+        return ended;
+    }
     link.error.store(error);
+    link.isEnded.store(true);
     const bool isEnd =
         error == ECONNRESET || error == EIO || error == EPIPE || error == ENODEV || error == ENXIO;
     return isEnd ? ended : failed;
@@ -80,8 +86,20 @@ std::int32_t takeBytes(quarloLink& link, UInt8* buffer, size_t size, short event
     const size_t most = std::min(size, static_cast<size_t>(INT32_MAX));
     const ssize_t count = link.isInputSocket ? recv(link.input, buffer, most, MSG_DONTWAIT)
                                              : read(link.input, buffer, most);
-    if (count > 0) return static_cast<std::int32_t>(count);
-    return count == 0 ? ended : unreadable(link, errno, events);
+    if (count > 0) {
+        link.received.fetch_add(static_cast<std::uint64_t>(count), std::memory_order_relaxed);
+        return static_cast<std::int32_t>(count);
+    }
+    if (count < 0) return unreadable(link, errno, events);
+    link.isEnded.store(true);
+    return ended;
+}
+
+// A phone that went away may have sent its last packets before: they are still read.
+bool mayHoldMore(const quarloLink& link) {
+    const int error = link.error.load();
+    return link.isBroken.load() && !link.isStopped.load() &&
+           (error == EPIPE || error == ECONNRESET);
 }
 
 // A stop is the host's own doing and no end of the connection. Who goes on reading all the same is
@@ -96,8 +114,9 @@ std::int32_t receive(quarloLink& link, UInt8* buffer, size_t size) {
     pollfd watched[] = {{link.wake, POLLIN, 0}, {size > 0 ? link.input : -1, POLLIN, 0}};
     const int found = poll(watched, 2, pollTime);
     if (found < 0) return unreadable(link, errno, 0);
-    if (watched[0].revents != 0) return woken(link);
-    if (watched[1].revents == 0) return nothing;
+    const bool isReadable = watched[1].revents != 0;
+    if (watched[0].revents != 0 && !(isReadable && mayHoldMore(link))) return woken(link);
+    if (!isReadable) return nothing;
     return takeBytes(link, buffer, size, watched[1].revents);
 }
 
@@ -160,6 +179,7 @@ void sendWhole(quarloLink& link, const UInt8* bytes, size_t size) {
     while (size > 0) {
         const ssize_t count = putBytes(link, bytes, size);
         if (count > 0) {
+            link.sent.fetch_add(static_cast<std::uint64_t>(count), std::memory_order_relaxed);
             bytes += count;
             size -= static_cast<size_t>(count);
             continue;
@@ -168,6 +188,26 @@ void sendWhole(quarloLink& link, const UInt8* bytes, size_t size) {
         if (count < 0 && !wouldBlock(errno)) return breakLink(link, errno);
         const Waited result = waitFor(link.output, POLLOUT, link.wake, deadline);
         if (result != Waited::Ready) return breakLink(link, errorOf(result));
+    }
+}
+
+// What became of the connection, in words; null for other failures than these, empty while it is
+// open.
+const char* endOf(const quarloLink& link) {
+    switch (link.error.load()) {
+        case 0:
+            return link.isEnded.load() ? "the phone closed the connection" : "";
+        case EPIPE:
+            return "the phone closed the connection";
+        case ECONNRESET:
+            return "the phone reset the connection";
+        case ETIMEDOUT:
+            return link.isBroken.load() ? "the phone does not take what it is sent"
+                                        : "the phone does not answer any more";
+        case ECANCELED:
+            return "the connection was stopped";
+        default:
+            return nullptr;
     }
 }
 
@@ -218,11 +258,30 @@ void quarloLink_Send(void* /*context*/, UInt8* buffer, size_t size, void* connec
 
 void quarloLink_Stop(quarloLink* link) {
     if (link == nullptr) return;
+    link->isStopped.store(true);
     wakeUp(link->wake);
 }
 
 Int32 quarloLink_GetError(const quarloLink* link) {
     return link != nullptr ? link->error.load() : 0;
+}
+
+size_t quarloLink_GetEndText(const quarloLink* link, char* text, size_t size) {
+    char words[96];
+    const char* known = link != nullptr ? endOf(*link) : "";
+    const int length = known != nullptr
+                           ? snprintf(text, size, "%s", known)
+                           : snprintf(text, size, "connection lost: %s",
+                                      wordsFor(link->error.load(), words, sizeof words));
+    return static_cast<size_t>(std::max(length, 0));
+}
+
+UInt64 quarloLink_GetBytesReceived(const quarloLink* link) {
+    return link != nullptr ? link->received.load(std::memory_order_relaxed) : 0;
+}
+
+UInt64 quarloLink_GetBytesSent(const quarloLink* link) {
+    return link != nullptr ? link->sent.load(std::memory_order_relaxed) : 0;
 }
 
 void quarloLink_Close(quarloLink* link) {

@@ -19,8 +19,12 @@ struct quarloLink {
     bool isSerial = false;
     std::uint32_t baudRate = 0;  // 0: so fast that it does not matter
     std::atomic<std::uint32_t> sendLimit{5000};
+    std::atomic<bool> isStopped{false};
     std::atomic<bool> isStopSeen{false};  // the receiver has returned 0 for the stop
     std::atomic<bool> isBroken{false};
+    std::atomic<bool> isEnded{false};  // the receiver has met the end of the stream, or a failure
+    std::atomic<std::uint64_t> received{0};
+    std::atomic<std::uint64_t> sent{0};
     std::atomic<int> error{0};
     std::atomic<pthread_t> receiver{};
     std::mutex sending;  // held over one whole buffer

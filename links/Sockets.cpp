@@ -177,12 +177,17 @@ using namespace quarlo::links;
 
 quarloLink* quarloLink_ConnectTcp(const char* host, UInt16 port, UInt32 timeLimit,
                                   quarloLinkFailure* failure) {
+    return quarloLink_ConnectTcpInterruptibly(host, port, timeLimit, -1, failure);
+}
+
+quarloLink* quarloLink_ConnectTcpInterruptibly(const char* host, UInt16 port, UInt32 timeLimit,
+                                               int interrupt, quarloLinkFailure* failure) {
     if (host == nullptr) {
         describe(failure, EINVAL, "cannot connect to", "(null)");
         return nullptr;
     }
     const UInt32 limit = timeLimit != 0 ? timeLimit : defaultConnectLimit;
-    return connectTcp(host, port, -1, after(limit), failure);
+    return connectTcp(host, port, interrupt, after(limit), failure);
 }
 
 quarloLink* quarloLink_ConnectUnix(const char* path, quarloLinkFailure* failure) {

@@ -87,6 +87,14 @@ QUARLO_API quarloLink* quarloLink_FromDescriptors(int input, int output,
 QUARLO_API quarloLink* quarloLink_ConnectTcp(const char* host, UInt16 port, UInt32 timeLimit,
                                              quarloLinkFailure* failure);
 
+/**
+ * As quarloLink_ConnectTcp, and gives up with ECANCELED as soon as the descriptor interrupt is
+ * readable: an eventfd, a pipe, a signalfd. It is not read from; -1 for none.
+ */
+QUARLO_API quarloLink* quarloLink_ConnectTcpInterruptibly(const char* host, UInt16 port,
+                                                          UInt32 timeLimit, int interrupt,
+                                                          quarloLinkFailure* failure);
+
 /** Connects to a Unix stream socket. @param failure see quarloLink_ConnectTcp @return likewise */
 QUARLO_API quarloLink* quarloLink_ConnectUnix(const char* path, quarloLinkFailure* failure);
 
@@ -126,6 +134,7 @@ QUARLO_API eReturnCode quarloLink_Attach(quarloLink* link, void* instance, void*
  * The receiver link, of type quarloReceiverLink; connectionInfo is the link. Sleeps until there is
  * something to read, the link is stopped, or 250 ms have passed. Takes no lock and allocates
  * nothing. To be called by one thread at a time.
+ * What a phone had sent before it went away is delivered before the end.
  * @return the number of bytes read; 0 when nothing is there now, always with size 0, and for the
  * first call that finds the link stopped; -1 when the connection ended (end of file, reset,
  * hang-up, a send that failed or took too long, stopped before) or connectionInfo is null; -2 for
@@ -157,6 +166,19 @@ QUARLO_API void quarloLink_Stop(quarloLink* link);
  * any thread.
  */
 QUARLO_API Int32 quarloLink_GetError(const quarloLink* link);
+
+/**
+ * What became of the connection, as one line for people; empty while it is open, and after an end
+ * that the host itself asked for between two packets. From any thread.
+ * @param text receives at most size bytes with the zero at their end; may be null when size is 0
+ * @return the length of the whole text
+ */
+QUARLO_API size_t quarloLink_GetEndText(const quarloLink* link, char* text, size_t size);
+
+/** Bytes read so far: an instance that gets none hears nothing from its phone. From any thread. */
+QUARLO_API UInt64 quarloLink_GetBytesReceived(const quarloLink* link);
+/** Bytes that the system has taken for sending so far. From any thread. */
+QUARLO_API UInt64 quarloLink_GetBytesSent(const quarloLink* link);
 
 /**
  * Closes and frees a link; null is ignored. Nobody may be using it any more: delete the instance

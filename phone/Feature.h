@@ -19,7 +19,7 @@ using TimePoint = std::chrono::steady_clock::time_point;
 class Feature {
   public:
     virtual ~Feature() = default;
-    /** The handshake has been completed. */
+    /** The handshake has been completed, a moment ago. */
     virtual void begin(TimePoint) {}
     /** Called in every round of a running session. */
     virtual void tick(TimePoint) {}

@@ -155,12 +155,18 @@ void HomeApp::backdropPhoto(Canvas& canvas, const Box& card, double unit) {
     const double size = std::min(card.height * 0.085, card.width * 0.056);
     const Box texts = card.inner(unit);
     const double top = card.bottom() - unit * 0.9 - size * 3.1;
-    canvas.text({texts.x, top, texts.width, size * 0.8}, "WEEKEND",
+    canvas.text({texts.x, top, texts.width, size * 0.8},
+                inLanguage(phone(), "WEEKEND", "WOCHENENDE", "WEEK-END"),
                 {size * 0.46, accent, Weight::Bold});
-    canvas.text({texts.x, top + size * 0.75, texts.width, size * 1.4}, "Morning at the silver lake",
+    canvas.text({texts.x, top + size * 0.75, texts.width, size * 1.4},
+                inLanguage(phone(), "Morning at the silver lake", "Morgen am Silbersee",
+                           "Matin au lac d'argent"),
                 {size, white, Weight::Bold});
     canvas.text({texts.x, top + size * 2.15, texts.width, size},
-                "Clear until noon · 14° · light wind", {size * 0.54, soft});
+                inLanguage(phone(), "Clear until noon · 14° · light wind",
+                           "Klar bis Mittag · 14° · leichter Wind",
+                           "Clair jusqu'à midi · 14° · vent faible"),
+                {size * 0.54, soft});
 }
 
 void HomeApp::backdropMusic(Canvas& canvas, const Box& card, double unit) {
@@ -208,7 +214,8 @@ void HomeApp::backdropRoute(Canvas& canvas, const Box& card, double unit) {
     canvas.fillCircle(goal.x, goal.y, wide * 1.7, white);
     canvas.fillCircle(goal.x, goal.y, wide * 1.1, {0xFF5F57, 1});
     cairo_restore(cr);
-    canvas.text(at.street, "Lake Road", {at.text, white, Weight::Bold});
+    canvas.text(at.street, inLanguage(phone(), "Lake Road", "Seestraße", "Route du lac"),
+                {at.text, white, Weight::Bold});
 }
 
 void HomeApp::backdropDock(Canvas& canvas, const Box& dock, double unit) const {

@@ -49,8 +49,9 @@ struct Phone {
 template <typename Text>
 const Text& inLanguage(const Phone& phone, const Text& english, const Text& german,
                        const Text& french) {
-    const std::string code = phone.language.substr(0, 2);
-    return code == "de" ? german : code == "fr" ? french : english;
+    const std::string& code = phone.language;
+    if (code == "de" || code == "deu" || code == "ger") return german;
+    return code == "fr" || code == "fra" || code == "fre" ? french : english;
 }
 inline const char* inLanguage(const Phone& phone, const char* english, const char* german,
                               const char* french) {

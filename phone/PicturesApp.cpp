@@ -11,8 +11,8 @@ namespace quarlo::phone {
 namespace {
 
 constexpr int pictureCount = 4;
-constexpr int photoWidth = 640;
-constexpr int photoHeight = 400;
+constexpr int photoWidth = 512;
+constexpr int photoHeight = 320;
 /// A drag over this part of the screen turns to the next picture.
 constexpr double turnAt = 0.2;
 

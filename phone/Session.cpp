@@ -15,6 +15,9 @@ constexpr std::size_t readPiece = std::size_t{64} * 1024;
 constexpr std::size_t largestPacketTaken = std::size_t{4} * 1024 * 1024;
 constexpr std::size_t mostQueued = std::size_t{256} * 1024;
 constexpr std::chrono::seconds patience{10};
+/// A head unit that reads the end of the handshake together with what follows may not be ready for
+/// that yet.
+constexpr std::chrono::milliseconds settling{100};
 
 }  // namespace
 
@@ -49,13 +52,20 @@ bool Session::step(TimePoint now) {
     if (!wantsOutput()) lastProgress_ = now;
     if (wantsInput()) receive();
     handlePackets();
-    if (isRunning_ && !isMuted_ && !isClosing_) {
+    if (isRunning_ && !isMuted_ && !isClosing_ && now >= beginAt_) {
+        begin();
         grantWishes();
         for (const auto& feature : features_) feature->tick(now);
     }
     transmit();
     if (isClosing_ && !wantsOutput()) isOver_ = true;
     return !isOver_;
+}
+
+void Session::begin() {
+    if (hasBegun_) return;
+    hasBegun_ = true;
+    for (const auto& feature : features_) feature->begin(now_);
 }
 
 void Session::grantWishes() {
@@ -74,6 +84,7 @@ bool Session::hasRoom() const {
 TimePoint Session::nextWake() const {
     TimePoint wake = wantsOutput() ? lastProgress_ + patience : TimePoint::max();
     if (!isRunning_ || isMuted_) return wake;
+    if (!hasBegun_) return std::min(wake, beginAt_);
     for (const auto& feature : features_) wake = std::min(wake, feature->nextWake());
     return wake;
 }
@@ -149,7 +160,7 @@ void Session::run() {
     isRunning_ = true;
     log_.note("handshake completed with " + printable(headUnit_.name) + ", " +
               std::to_string(headUnit_.width) + "x" + std::to_string(headUnit_.height));
-    for (const auto& feature : features_) feature->begin(now_);
+    beginAt_ = now_ + settling;
 }
 
 void Session::endAfterSending(const std::string& reason) {

@@ -81,7 +81,7 @@ class Session {
     /** False if this is where the session was told to stall or end: the caller then goes no
      * further. */
     bool arriveAt(Stage stage);
-    /** The handshake has been completed; the features begin. */
+    /** The handshake has been completed; the features begin a little later. */
     void run();
     /** Sends what is queued and ends the session. */
     void endAfterSending(const std::string& reason);
@@ -92,6 +92,7 @@ class Session {
     void receive();
     void handlePackets();
     void handle(Bytes packet);
+    void begin();
     void grantWishes();
     void transmit();
     void end(const std::string& reason);
@@ -111,6 +112,8 @@ class Session {
     TimePoint now_{};
     TimePoint lastProgress_{};
     bool isRunning_ = false;
+    TimePoint beginAt_ = TimePoint::max();
+    bool hasBegun_ = false;
     bool isMuted_ = false;    ///< told to stall: hears everything, says nothing
     bool isClosing_ = false;  ///< ends as soon as everything queued is sent
     bool isOver_ = false;

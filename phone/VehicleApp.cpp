@@ -45,7 +45,7 @@ class VehicleApp : public App {
         const auto found = phone().vehicle.find(key.key);
         const std::string value = found == phone().vehicle.end() ? "–" : plain(found->second);
         canvas.text({room.x, room.y + size, room.width, size * 1.4}, value,
-                    {size, theme.text, Weight::Bold});
+                    {size * 0.82, theme.text, Weight::Bold});
         const Box track{room.x, room.bottom() - size * 0.3, room.width, size * 0.3};
         canvas.fillRounded(track, track.height / 2, {theme.text.rgb, 0.12});
         const double share = shareOf(value, key.most);

@@ -2,8 +2,8 @@
 if(TARGET headunit_parts)
   find_package(ZLIB REQUIRED)
   quarlo_test(headunit_test LABELS headunit threads
-    SOURCES headunit_options_test.cpp headunit_reports_test.cpp headunit_script_test.cpp
-      headunit_screen_test.cpp headunit_transport_test.cpp
+    SOURCES headunit_options_test.cpp headunit_reconnect_test.cpp headunit_reports_test.cpp
+      headunit_script_test.cpp headunit_screen_test.cpp
     LIBRARIES headunit_parts ZLIB::ZLIB)
 endif()
 
@@ -56,4 +56,21 @@ if(TARGET quarlo-phone AND TARGET quarlo-headunit)
   mirror_test(dropped.init fails "closed the connection" --drop-at-stage init --
     ${small} --frames 3)
   mirror_test(dropped.frames fails "after 2 of 3" --drop-after-frames 2 -- ${small} --frames 3)
+
+  set(scenarios tcp unix_socket script refused silent interrupted gives_up nobody)
+  if(TARGET QUARLO-Decomp01)
+    list(APPEND scenarios in_flight_zlib)
+  endif()
+  if(TARGET QUARLO-Decomp00)
+    list(APPEND scenarios in_flight_jpeg)
+  endif()
+  # Under a sanitizer it is the sanitizer's library that opens plug-ins, and it searches elsewhere.
+  if(TARGET QUARLO-Decomp01 AND NOT QUARLO_SANITIZE)
+    list(APPEND scenarios no_plug_in)
+  endif()
+  foreach(scenario IN LISTS scenarios)
+    add_test(NAME reconnect.${scenario} COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/reconnect_test.sh
+      ${PROJECT_BINARY_DIR} ${scenario})
+    set_tests_properties(reconnect.${scenario} PROPERTIES LABELS e2e TIMEOUT 120)
+  endforeach()
 endif()

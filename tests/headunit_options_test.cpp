@@ -50,6 +50,20 @@ TEST(Options, AreUnderstood) {
     EXPECT_FALSE(std::get<SetSuspended>(options.commands[2].change).isSuspended);
 
     EXPECT_EQ(readAll({"--unix", "/run/phone"}).options.endpoint.path, "/run/phone");
+    EXPECT_EQ(readAll({"--connect", "unix:phone"}).options.endpoint.path, "phone");
+    const Endpoint line = readAll({"--connect", "/dev/ttyUSB0@921600"}).options.endpoint;
+    EXPECT_EQ(line.device, "/dev/ttyUSB0");
+    EXPECT_EQ(line.baudRate, 921600U);
+    EXPECT_EQ(readAll({"--connect", "serial:a@b@9600"}).options.endpoint.device, "a@b");
+
+    const auto reconnect = [](std::vector<const char*> arguments) {
+        arguments.insert(arguments.begin(), {"--connect", "h:1"});
+        return readAll(std::move(arguments)).options.reconnect;
+    };
+    EXPECT_EQ(reconnect({}), std::nullopt);
+    EXPECT_EQ(reconnect({"--reconnect"}), 0);
+    EXPECT_EQ(reconnect({"--reconnect", "--frames", "3"}), 0);
+    EXPECT_EQ(reconnect({"--reconnect", "2.5", "--quiet"}), 2.5);
     EXPECT_EQ(readAll({"--help"}).status, exitDone);
 }
 
@@ -65,6 +79,12 @@ TEST(Options, WrongOnesAreNamedWithWhatIsAllowed) {
         {{"--connect", ":80"}, {"--connect", "HOST:PORT"}},
         {{"--connect", "h:0"}, {"--connect", "1 to 65535"}},
         {{"--connect", "h:65536"}, {"--connect", "1 to 65535"}},
+        {{"--connect", "unix:"}, {"--connect", "unix:PATH"}},
+        {{"--connect", "/dev/ttyS0"}, {"--connect", "/dev/NAME@BAUD"}},
+        {{"--connect", "serial:x@fast"}, {"--connect", "serial:PATH@BAUD"}},
+        {{"--connect", "serial:@9600"}, {"--connect", "serial:PATH@BAUD"}},
+        {{"--connect", "h:1", "--reconnect", "0"}, {"--reconnect"}},
+        {{"--connect", "h:1", "--reconnect", "soon"}, {"--reconnect", "soon"}},
         {{"--connect", "h:1", "--size", "0x10"}, {"--size", "1 to 8192"}},
         {{"--connect", "h:1", "--size", "8193x10"}, {"--size", "1 to 8192"}},
         {{"--connect", "h:1", "--size", "4294967297x10"}, {"--size", "1 to 8192"}},

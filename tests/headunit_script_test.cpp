@@ -325,20 +325,20 @@ TEST(Runner, TakesScreenshotsOfTheWholePresentScreen) {
     Play play("screenshot a\nwait-for update\nscreenshot b\nsuspend\nscreenshot c");
     play.runner.updated(true);
     play.runner.run(Time(0));
-    EXPECT_EQ(play.unit.lines, (Lines{"update full"})) << "what came before is too old";
+    EXPECT_EQ(play.unit.lines, (Lines{"change 5"})) << "what came before is too old";
     play.runner.updated(false);
     play.runner.run(Time(10));
     EXPECT_EQ(play.unit.lines.size(), 1U) << "a part of it is not enough";
     play.runner.updated(true);
     play.runner.run(Time(20));
-    EXPECT_EQ(play.unit.lines, (Lines{"update full", "screenshot a"}));
+    EXPECT_EQ(play.unit.lines, (Lines{"change 5", "screenshot a"}));
     play.runner.updated(false);
     play.runner.run(Time(30));
-    EXPECT_EQ(play.unit.lines.back(), "update full");
-    EXPECT_EQ(play.runner.wake(), Time(2030));
+    EXPECT_EQ(play.unit.lines.back(), "change 5");
+    EXPECT_EQ(play.runner.wake(), Time(5030));
     play.unit.areFramesOn = false;
-    play.runner.run(Time(2030));
-    EXPECT_EQ(play.unit.lines, (Lines{"update full", "screenshot a", "update full", "screenshot b",
+    play.runner.run(Time(5030));
+    EXPECT_EQ(play.unit.lines, (Lines{"change 5", "screenshot a", "change 5", "screenshot b",
                                       "change 4", "screenshot c"}))
         << "nothing newer comes from a phone that is silent or told to be";
 }

@@ -15,7 +15,6 @@ class Drive : public Rig {
         height = 240;
         unheard.clear();
         connect();
-        screen.resize(width, height);
     }
 
     std::vector<std::uint32_t> pixels() { return screen.draw({36000000}).pixels; }
@@ -294,6 +293,7 @@ TEST(PhoneApps, TheCatalogueIsAnnouncedIconsDrawnAndAppsStarted) {
     other.tellInit();
     other.tellDone();
     other.settle();
+    other.step(100);
     other.take<packetServerProtocolAcknowledge>();
     other.take<packetServerInitAcknowledge>();
     EXPECT_EQ(other.take<packetServerInit>()->Capabilities,

@@ -132,6 +132,7 @@ class Rig {
         tellDone();
         settle();
         ASSERT_TRUE(session->isRunning());
+        step(100);
         stream.fromPhone.clear();
         canvas = Picture(width, height, 0xFF000000);
     }

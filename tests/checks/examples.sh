@@ -23,8 +23,9 @@ text() {
 while IFS=: read -r page line marker; do
     read -r path piece <<<"$(sed -E 's/^<!-- file: (.*) -->$/\1/' <<<"$marker")"
     blocks=$((blocks + 1))
-    # The block runs from the fence in the next line to the first closing fence.
-    tail -n "+$((line + 1))" "$page" | awk 'NR == 1 { if (!/^```./) exit; next } /^```$/ { exit } { print }' |
+    # The block runs from the fence in the next line to the first closing fence. All is read to the end:
+    # a reader that stops early would end the writer of the pipe with a signal.
+    tail -n "+$((line + 1))" "$page" | awk 'NR == 1 { isOver = !/^```./; next } /^```$/ { isOver = 1 } !isOver { print }' |
         diff --label "$page:$line" --label "$path $piece" -U 1 - <(text "$path" "$piece") ||
         problems=$((problems + 1))
 done < <(grep -rnHE --include='*.md' '^<!-- file: .* -->$' docs)

@@ -35,22 +35,28 @@ run "cmake --install" cmake --install "$build" --prefix "$prefix"
 run "find_package(quarlo)" cmake -S tests/package -B "$work/build" -G Ninja \
     -DCMAKE_PREFIX_PATH="$prefix" -DQUARLO_VERSION="$version"
 run "building the consumers" cmake --build "$work/build"
-for program in consumer_c consumer_cxx consumer_static; do
+for program in consumer_c consumer_cxx consumer_static consumer_links consumer_links_static; do
     says_version "find_package, $program" "$work/build/$program"
 done
 
 pc=$(find "$prefix" -name quarlo.pc)
 flags() {
-    PKG_CONFIG_PATH=${pc%/*} pkg-config "$@" quarlo
+    PKG_CONFIG_PATH=${pc%/*} pkg-config "$@"
 }
-libdir=$(flags --variable=libdir)
-[ "$(flags --modversion)" = "$version" ] || { echo "install: quarlo.pc has another version"; exit 1; }
-read -ra options <<<"$(flags --cflags --libs)"
+libdir=$(flags --variable=libdir quarlo)
+for package in quarlo quarlo-links; do
+    [ "$(flags --modversion "$package")" = "$version" ] ||
+        { echo "install: $package.pc has another version"; exit 1; }
+done
+read -ra options <<<"$(flags --cflags --libs quarlo)"
 run "pkg-config, C" cc -std=c11 -o "$work/c" tests/package/consumer.c "${options[@]}"
 run "pkg-config, C++" c++ -std=c++17 -o "$work/cxx" tests/package/consumer.cpp "${options[@]}"
+read -ra options <<<"$(flags --cflags --libs quarlo-links)"
+run "pkg-config, links" cc -std=c11 -o "$work/links" tests/package/consumer_links.c "${options[@]}"
 export LD_LIBRARY_PATH=$libdir
 says_version "pkg-config, C" "$work/c"
 says_version "pkg-config, C++" "$work/cxx"
+says_version "pkg-config, links" "$work/links"
 unset LD_LIBRARY_PATH
 for guide in examples/guides/*.c; do
     run "pkg-config, $guide" cc -std=c11 -o "$work/guide" "$guide" examples/common.c "${options[@]}" -pthread

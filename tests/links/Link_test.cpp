@@ -1,5 +1,6 @@
 // The contract of links, for every kind of descriptor: what is delivered, when a read returns, what
 // ends a connection, and what a peer that does not read can and cannot do.
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -148,6 +149,83 @@ TEST_P(EveryLink, APeerThatLeavesWhileSendingRaisesNoSignal) {
     sigset_t pending;
     sigpending(&pending);
     EXPECT_FALSE(sigismember(&pending, SIGPIPE));
+}
+
+std::string endOf(const quarloLink* link) {
+    char text[100];
+    EXPECT_EQ(quarloLink_GetEndText(link, nullptr, 0),
+              quarloLink_GetEndText(link, text, sizeof text));
+    return text;
+}
+
+TEST_P(EveryLink, CountsItsBytesAndSaysWhatBecameOfIt) {
+    Wire wire(GetParam());
+    send(wire.link, pattern(5));
+    EXPECT_EQ(readFully(wire.farInput, 5).size(), 5U);
+    writeFully(wire.farOutput, pattern(7));
+    EXPECT_EQ(receiveAll(wire.link, 7).size(), 7U);
+    EXPECT_EQ(quarloLink_GetBytesReceived(wire.link), 7U);
+    EXPECT_EQ(quarloLink_GetBytesSent(wire.link), 5U);
+    EXPECT_EQ(endOf(wire.link), "");
+    quarloLink_SetSendLimit(wire.link, 100);
+    send(wire.link, pattern(tooMuch(GetParam())));
+    EXPECT_EQ(endOf(wire.link), "the phone does not take what it is sent");
+    EXPECT_GT(quarloLink_GetBytesSent(wire.link), 5U);
+}
+
+// The last packets of a phone often cross with a packet that it does not take any more.
+TEST(Link, ASendThatFailsDoesNotHideWhatHadArrived) {
+    for (const Kind kind : {Kind::Pair, Kind::Unix, Kind::Pipes}) {
+        Wire wire(kind);
+        writeFully(wire.farOutput, pattern(10));
+        wire.closeFar();
+        for (int i = 0; i < 3; ++i) send(wire.link, pattern(1000));
+        EXPECT_EQ(receiveAll(wire.link, 10), pattern(10));
+        Bytes none;
+        EXPECT_EQ(receive(wire.link, none, 10), -1);
+        EXPECT_EQ(endOf(wire.link), "the phone closed the connection");
+    }
+    // The host's own stop is no reason to read on.
+    Wire wire(Kind::Pipes);
+    writeFully(wire.farOutput, pattern(10));
+    close(wire.farInput);
+    wire.farInput = -1;
+    send(wire.link, pattern(10));
+    quarloLink_Stop(wire.link);
+    Bytes none;
+    EXPECT_EQ(receive(wire.link, none, 10), -1);
+}
+
+// A listener whose queue is full does not answer, like a host behind a wall.
+TEST(Link, ConnectingCanBeInterrupted) {
+    const int listening = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    bind(listening, reinterpret_cast<sockaddr*>(&address), size);
+    listen(listening, 0);
+    getsockname(listening, reinterpret_cast<sockaddr*>(&address), &size);
+    const UInt16 port = ntohs(address.sin_port);
+    quarloLinkFailure failure{};
+    std::vector<quarloLink*> queue;
+    do {
+        queue.push_back(quarloLink_ConnectTcp("127.0.0.1", port, 200, &failure));
+    } while (queue.back() != nullptr && queue.size() < 10);
+    EXPECT_EQ(failure.number, ETIMEDOUT);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    std::thread user([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        writeFully(ends[1], {1});
+    });
+    const Clock::time_point start = Clock::now();
+    EXPECT_EQ(quarloLink_ConnectTcpInterruptibly("127.0.0.1", port, 0, ends[0], &failure), nullptr);
+    EXPECT_LT(millisecondsSince(start), 3000);
+    EXPECT_EQ(failure.number, ECANCELED);
+    user.join();
+    for (quarloLink* link : queue) quarloLink_Close(link);
+    for (const int descriptor : {ends[0], ends[1], listening}) close(descriptor);
 }
 
 // Framing: the length, then so many bytes of the sender's number.

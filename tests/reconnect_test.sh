@@ -1,0 +1,187 @@
+#!/usr/bin/env bash
+# reconnect_test.sh BUILD SCENARIO: the head unit program with phones that go, come again, or never were
+# there. The scenarios are the functions below the helpers.
+set -uo pipefail
+
+build=$1 scenario=$2
+headunit=$build/headunit/quarlo-headunit
+work=$(mktemp -d)
+phone='' unit='' status=''
+finish() {
+    for process in $phone $unit; do kill "$process" 2>/dev/null; done
+    rm -rf "$work"
+}
+trap finish EXIT
+
+fail() {
+    echo "reconnect_test: $*" >&2
+    tail -n 50 "$work"/*.log "$work/errors" >&2
+    exit 1
+}
+
+# eventually WHAT COMMAND...: until the command succeeds.
+eventually() {
+    local what=$1
+    shift
+    for ((i = 0; i < 600; ++i)); do
+        ! "$@" 2>/dev/null || return 0
+        sleep 0.05
+    done
+    fail "$what"
+}
+
+# start_phone OPTIONS...: on the socket, which then exists, or on the port of the first one.
+listen=(--listen 127.0.0.1:0)
+start_phone() {
+    rm -f "$work/port"
+    "$build/phone/quarlo-phone" "${listen[@]}" --port-file "$work/port" --once --max-seconds 60 "$@" \
+        >>"$work/phone.log" 2>&1 &
+    phone=$!
+    if [ "${listen[0]}" = --unix ]; then
+        eventually "the phone does not listen" test -S "$work/socket"
+        place=unix:$work/socket
+    else
+        eventually "the phone does not listen" test -s "$work/port"
+        place=127.0.0.1:$(cat "$work/port")
+        listen=(--listen "$place")
+    fi
+}
+phone_leaves() {
+    wait "$phone"
+    phone=''
+}
+
+start_unit() {
+    "$headunit" --size 321x203 --init-timeout 0 "$@" >"$work/headunit.log" 2>"$work/errors" &
+    unit=$!
+}
+# ends STATUS [TEXT]: how the head unit ends, and what its one line on standard error says.
+ends() {
+    wait "$unit"
+    status=$?
+    unit=''
+    [ "$status" -eq "$1" ] || fail "the head unit ended with status $status instead of $1"
+    [ "$(wc -l <"$work/errors")" -eq $(($# - 1)) ] || fail "not $(($# - 1)) lines on standard error"
+    [ $# -eq 1 ] || grep -qF -- "$2" "$work/errors" || fail "standard error does not say '$2'"
+}
+# says COUNT PATTERN: so many lines of the log.
+says() {
+    [ "$(grep -cE -- "$2" "$work/headunit.log")" -eq "$1" ] || fail "not $1 lines with '$2'"
+}
+counts_down() {
+    eventually "no countdown" grep -qE 'LINK +next try in [1-9][0-9]* s' "$work/headunit.log"
+}
+
+# The pictures and the count go on where they stood.
+goes_on() {
+    start_phone --drop-after-frames 3
+    start_unit --connect "$place" --reconnect --frames 6 --output "$work/pictures"
+    phone_leaves
+    counts_down
+    start_phone
+    ends 0
+    says 1 'LINK +the phone (closed|reset) the connection'
+    says 2 'LINK +connected to'
+    says 2 'protocol state RUN'
+    [ "$(find "$work/pictures" -name 'frame-000[1-6].png' | wc -l)" -eq 6 ] || fail "not 6 pictures"
+}
+tcp() { goes_on; }
+unix_socket() {
+    listen=(--unix "$work/socket")
+    goes_on
+}
+
+# What was changed stays changed, and a step that waits goes on waiting.
+script() {
+    printf '%s\n' 'wait-for update' 'size 200x100' 'format rgb565' 'wait-for state STOP timeout 30000' \
+        'wait-for state RUN timeout 30000' 'wait-for update' 'screenshot after' >"$work/steps"
+    start_phone --drop-after-frames 5
+    start_unit --connect "$place" --reconnect 30 --script "$work/steps" --output "$work/pictures"
+    phone_leaves
+    counts_down
+    start_phone --verbose
+    ends 0
+    file "$work/pictures/after.png" 2>/dev/null | grep -qF '200 x 100' ||
+        [ "$(od -An -tu1 -j16 -N8 "$work/pictures/after.png" | tr -s ' ')" = ' 0 0 0 200 0 0 0 100' ] ||
+        fail "the screenshot has another size"
+}
+
+refused() {
+    start_phone --refuse init
+    start_unit --connect "$place" --reconnect --frames 2
+    phone_leaves
+    counts_down
+    start_phone
+    ends 0
+}
+
+silent() {
+    start_phone --stall frames
+    start_unit --connect "$place" --reconnect --watchdog 1 --frames 2
+    phone_leaves
+    counts_down
+    says 1 'LINK +no sign of life'
+    start_phone
+    ends 0
+}
+
+interrupted() {
+    start_unit --connect "unix:$work/socket" --reconnect
+    counts_down
+    kill -INT "$unit"
+    ends 1 'interrupted'
+}
+
+gives_up() {
+    start_unit --connect "unix:$work/socket" --reconnect 1
+    counts_down
+    ends 1 "gave up: cannot connect to $work/socket: No such file or directory"
+}
+
+# Without the option each is one line.
+nobody() {
+    start_phone
+    kill "$phone"
+    phone_leaves
+    start_unit --connect "$place"
+    ends 1 'Connection refused'
+    start_unit --unix "$work/socket"
+    ends 1 'No such file or directory'
+    start_unit --connect /dev/ttyNOWHERE@115200
+    ends 1 'cannot open serial line /dev/ttyNOWHERE: No such file or directory'
+    start_unit --connect serial:/dev/null@115200
+    ends 1 'Inappropriate ioctl'
+}
+
+# in_flight COMPRESSION: format and size change while updates are requested and under way.
+in_flight() {
+    {
+        echo 'wait-for update'
+        for size in 640x480 321x203 800x600; do
+            for format in rgb565 rgb888 argb8888; do
+                printf '%s\n' 'update full' 'update full' "wait $((RANDOM % 20))" "format $format" \
+                    'update full' "wait $((RANDOM % 20))" "size $size"
+            done
+        done
+        echo 'screenshot last'
+    } >"$work/steps"
+    start_phone --fps 240 --compression "$1"
+    start_unit --connect "$place" --script "$work/steps" --output "$work/pictures"
+    ends 0
+    says 0 'of the time before the change'
+}
+in_flight_zlib() { in_flight zlib; }
+in_flight_jpeg() { in_flight jpeg; }
+
+# The loader meets an empty file of the plug-in's name first.
+no_plug_in() {
+    start_phone
+    mkdir "$work/lib"
+    : >"$work/lib/libQUARLO-Decomp01.so"
+    LD_LIBRARY_PATH=$work/lib start_unit --connect "$place" --compression zlib --frames 1
+    ends 1 'compression not supported'
+    says 1 'LIB +no plug-in decodes zlib: libQUARLO-Decomp01.so'
+    says 1 "LIB +$work/lib/libQUARLO-Decomp01.so: file too short"
+}
+
+$scenario
