@@ -46,10 +46,11 @@ class FrameUpdates : public Feature {
         session.on<packetFramebufferUpdateRequest>(
             [this](const auto& packet) { onRequest(packet); });
         session.on<packetClientState>([this](const auto& packet) { onState(packet); });
+        // Touches find the screen also when no picture of it was asked for yet.
+        session.on<packetClientInitDone>([this](const auto&) {
+            if (session_.isRunning()) adopt();
+        });
     }
-
-    /// Touches find the screen also when no picture of it was asked for yet.
-    void begin(TimePoint) override { adopt(); }
 
     void tick(TimePoint now) override {
         if (!isDue() || now < notBefore_) return;

@@ -114,7 +114,7 @@ host '^text 1, encoding 1: quarlo phone$' '^number 1: 70$' '^key 10, type 4$' \
     '^bus message 0x230: FF 80 20$'
 sees '<- ClientCustomData.*String.*Type=2' '<- .*Int.*Type=65024, pData=\[42, 0\]' \
     '<- .*Key.*Type=4, pData=\[3,' '<- .*Can.*Type=1, pData=\[35, 1, 0, 0, 3, 255' \
-    '<- .*Raw.*Type=66, pData=\[1, 2, 3, 4\]' '-> .*Raw.*Type=8258' '-> .*Raw.*Type=36930' \
+    '<- .*Raw.*Type=66, pData=\[1, 2, 3, 4\]' '-> .*Raw.*Type=8258' \
     '<- .*Raw.*Type=66, pData=\[113,' '<- .*Raw.*Type=66, pData=\[113,'
 
 phone --render-percent 50

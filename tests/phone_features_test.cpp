@@ -15,7 +15,6 @@ class Drive : public Rig {
         height = 240;
         unheard.clear();
         connect();
-        screen.resize(width, height);
     }
 
     std::vector<std::uint32_t> pixels() { return screen.draw({36000000}).pixels; }
