@@ -308,5 +308,43 @@ TEST(Features, OfManyInstancesAndThreadsAtOnce) {
     EXPECT_GT(readSum, 0U);
 }
 
+/* What only one lock orders, without the traffic above, whose locks would order it by chance. */
+
+TEST(Features, OneStoreForManyPhonesAtOnce) {
+    const Library library;
+    Units units;
+    for (unsigned i = 0; i < 4; ++i) units.push_back(std::make_unique<Unit>());
+    Bytes blocks;
+    for (unsigned n = 0; n < 400; ++n) blocks = blocks + customData(3, 0x3000U | n, {1, 2, 3});
+    for (const auto& unit : units) unit->radio.host.feed(blocks);
+    for (const auto& unit : units) unit->radio.host.settle();
+    EXPECT_EQ(listGetLength(&coreRawDataList), 400);
+}
+
+TEST(Features, ADescriptionIsReadWhileItIsReplaced) {
+    const Library library;
+    Unit unit;
+    Host& host = unit.radio.host;
+    std::atomic<bool> isEnough{false};
+    std::thread reader([&] {
+        while (!isEnough.load(relaxed)) {
+            char name[64];
+            UInt8 count = 0;
+            Softkey* keys = nullptr;
+            quarlo_GetServerAppName(host.handle(), name, sizeof name);
+            quarlo_GetAvailableSoftkeys(host.handle(), &count, &keys);
+            read(name);
+        }
+    });
+    for (unsigned n = 0; n < 100; ++n) {
+        host.record()->currentState = ePROTOCOL_STATE_INIT_SERVER;
+        host.feed(Host::serverInit("phone " + std::to_string(n)));
+        host.waitUntil([&] { return host.record()->currentState != ePROTOCOL_STATE_INIT_SERVER; });
+    }
+    isEnough.store(true, relaxed);
+    reader.join();
+    EXPECT_EQ(host.linesWith("error "), Lines{});
+}
+
 }  // namespace
 }  // namespace quarlo::test
