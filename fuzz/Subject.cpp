@@ -47,9 +47,9 @@ void onNavigateTo(void* context, char* displayName, NavigateToType, double, doub
                   LocationStrings* location) {
     lookAtText(displayName);
     if (location != nullptr) {
-        const char* const texts[] = {location->Country, location->StateRegion, location->ZipCode,
-                                     location->City,    location->Street,      location->CrossStreet,
-                                     location->Housenumber};
+        const char* const texts[] = {
+            location->Country, location->StateRegion, location->ZipCode,    location->City,
+            location->Street,  location->CrossStreet, location->Housenumber};
         unsigned bit = 1;
         for (const char* text : texts) {
             require((location->validMask & bit) == 0 || text != nullptr, "a valid text is null");
@@ -161,9 +161,8 @@ void Subject::registerCallbacks(std::uint64_t which) const {
         which >>= 1;
         return isChosen ? callback : nullptr;
     };
-    quarlo_SetEndReceiverRequestCallback(handle, chosen(+[](void* context) {
-        static_cast<Subject*>(context)->endReading();
-    }));
+    quarlo_SetEndReceiverRequestCallback(
+        handle, chosen(+[](void* context) { static_cast<Subject*>(context)->endReading(); }));
     quarlo_SetProtocolCallback(handle, chosen(&onValues<eProtocolState>));
     quarlo_SetErrorCallback(handle, chosen(&onValues<eErrorCode>));
     quarlo_SetOnMainThreadStartCallback(handle, chosen(&onValues<>));

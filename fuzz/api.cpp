@@ -6,9 +6,9 @@
 #include <cstring>
 #include <deque>
 #include <tuple>
-#include <type_traits>
 
 #include "ApiSteps.h"
+#include "Arguments.h"
 #include "Platform.h"
 #include "QUARLO-Core-Engineering-Types.h"
 #include "Subject.h"
@@ -112,77 +112,6 @@ void Connection::lookAtApps() const {
     }
 }
 
-/* ---- arguments ---- */
-
-/** The arguments of one call, which live as long as it. */
-class Arguments {
-  public:
-    explicit Arguments(Input& input) : in(input) {}
-
-    template <class T>
-    T make() {
-        if constexpr (std::is_same_v<T, const char*> || std::is_same_v<T, char*>) {
-            return text();
-        } else if constexpr (std::is_same_v<T, KeyValueList*>) {
-            return pairs();
-        } else {
-            static_assert(std::is_integral_v<T> || std::is_enum_v<T>);
-            return static_cast<T>(in.number<Underlying<T>>());
-        }
-    }
-    /** So many bytes, or null now and then. */
-    UInt8* bytes(std::size_t count) {
-        if (in.u8() % 8 == 0) return nullptr;
-        const Exact& block = blocks.emplace_back(count);
-        const Span given = in.take(count);
-        std::copy(given.begin(), given.end(), block.data());
-        return block.data();
-    }
-    template <class T>
-    T* values(std::size_t count) {
-        return reinterpret_cast<T*>(bytes(count * sizeof(T)));
-    }
-    /** A terminated text: null, empty, as given, or long. */
-    char* text() {
-        const unsigned kind = in.u8();
-        if (kind == 0) return nullptr;
-        const bool isLong = kind == 255;
-        const std::size_t length = isLong ? std::size_t{65400} + in.u8() : kind - 1;
-        const Exact& block = blocks.emplace_back(length + 1);
-        if (isLong) std::memset(block.data(), 'x', length);
-        const Span given = isLong ? Span() : in.take(length);
-        std::copy(given.begin(), given.end(), block.data());
-        return reinterpret_cast<char*>(block.data());
-    }
-    KeyValueList* pairs() {
-        const unsigned count = in.u8() % 4;
-        if (count == 3) return nullptr;
-        auto& entries = keyValues.emplace_back();
-        for (unsigned i = 0; i < count; ++i) {
-            char* key = text();
-            entries.push_back({key, text()});
-        }
-        return &lists.emplace_back(KeyValueList{static_cast<UInt8>(count), entries.data()});
-    }
-
-  private:
-    template <class T, bool isEnum = std::is_enum_v<T>>
-    struct Under {
-        using type = T;
-    };
-    template <class T>
-    struct Under<T, true> {
-        using type = std::underlying_type_t<T>;
-    };
-    template <class T>
-    using Underlying = std::make_unsigned_t<typename Under<T>::type>;
-
-    Input& in;
-    std::deque<Exact> blocks;
-    std::deque<std::vector<KeyValue>> keyValues;
-    std::deque<KeyValueList> lists;
-};
-
 /* ---- calls ---- */
 
 using Call = void (*)(Connection&, Arguments&, Input&);
@@ -220,9 +149,8 @@ const Call calls[] = {
         const unsigned given = in.u8();
         UInt32 count = 0;
         AppInfoList* list = nullptr;
-        const eReturnCode code =
-            quarlo_CreateAppInfoList(own.handle, (given & 1) == 0 ? &count : nullptr,
-                                     (given & 2) == 0 ? &list : nullptr);
+        const eReturnCode code = quarlo_CreateAppInfoList(
+            own.handle, (given & 1) == 0 ? &count : nullptr, (given & 2) == 0 ? &list : nullptr);
         if (code == eRETURN_OKAY && own.handle != nullptr) own.apps = list;
         own.lookAtApps();
     },
@@ -273,15 +201,9 @@ const Call calls[] = {
         const Flag isStandard = in.u8();
         quarlo_SetDumpProperties(own.handle, isOn, isStandard, 1, a.text());
     },
-    [](Connection& own, Arguments& a, Input& in) {
-        getText(&quarlo_GetLauncherUUID, own, a, in);
-    },
-    [](Connection& own, Arguments& a, Input& in) {
-        getText(&quarlo_GetServerOSName, own, a, in);
-    },
-    [](Connection& own, Arguments& a, Input& in) {
-        getText(&quarlo_GetServerAppName, own, a, in);
-    },
+    [](Connection& own, Arguments& a, Input& in) { getText(&quarlo_GetLauncherUUID, own, a, in); },
+    [](Connection& own, Arguments& a, Input& in) { getText(&quarlo_GetServerOSName, own, a, in); },
+    [](Connection& own, Arguments& a, Input& in) { getText(&quarlo_GetServerAppName, own, a, in); },
     [](Connection& own, Arguments&, Input& in) {
         const unsigned given = in.u8();
         UInt8 count = 0;
@@ -329,9 +251,9 @@ const Call calls[] = {
         quarlo_Eng_SetVehicleDataFilter(own.handle, callbackOn, count, a.values<UInt32>(count));
     },
     [](Connection&, Arguments&, Input& in) {
-        for (const char* text : {quarlo_GetVersion(), quarlo_GetSystemIdentification(),
-                                 const_cast<char*>(quarlo_getTraceClassPrefix(
-                                     static_cast<eTraceClass>(in.u8())))}) {
+        for (const char* text :
+             {quarlo_GetVersion(), quarlo_GetSystemIdentification(),
+              const_cast<char*>(quarlo_getTraceClassPrefix(static_cast<eTraceClass>(in.u8())))}) {
             look(text, std::strlen(text) + 1);
         }
         quarlo_IsClientCustomDataKeyCodeValid(static_cast<ClientCustomDataKeyCode>(in.u8()));

@@ -45,8 +45,8 @@ void dispatch(quarlo_CoreInstance* obj, Span received) {
     QUARLO_Receive(obj, bytes.data(), static_cast<UInt32>(bytes.size()), &advanced);
     quarlo_Protocol(obj);
     thisThread = mine;
-    const auto used = reinterpret_cast<std::uintptr_t>(advanced) -
-                      reinterpret_cast<std::uintptr_t>(bytes.data());
+    const auto used =
+        reinterpret_cast<std::uintptr_t>(advanced) - reinterpret_cast<std::uintptr_t>(bytes.data());
     require(used <= bytes.size() + 1, "the dispatcher advanced far behind the end");
 }
 

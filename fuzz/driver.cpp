@@ -1,7 +1,7 @@
 /*
- * Runs a target without a fuzzing engine: the files and folders of the command line, each once, and
- * with --random SECONDS [--seed N] simple mutations of them after that. The input that is running
- * when the program dies stands in the file crash-<target>.
+ * Runs a target without a fuzzing engine: the files and folders of the command line, each once and
+ * named before it runs, and with --random SECONDS [--seed N] simple mutations of them after that.
+ * The mutation that is running when the program dies stands in the file crash-<target>.
  */
 #include <chrono>
 #include <cstring>
@@ -48,7 +48,7 @@ Bytes load(const fs::path& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-std::vector<Bytes> gather(const std::vector<fs::path>& paths) {
+std::vector<fs::path> gather(const std::vector<fs::path>& paths) {
     std::vector<fs::path> files;
     for (const fs::path& path : paths) {
         if (!fs::is_directory(path)) {
@@ -60,9 +60,7 @@ std::vector<Bytes> gather(const std::vector<fs::path>& paths) {
         }
     }
     std::sort(files.begin(), files.end());
-    std::vector<Bytes> inputs;
-    for (const fs::path& file : files) inputs.push_back(load(file));
-    return inputs;
+    return files;
 }
 
 /** The input is on the heap at its exact size, as under a fuzzing engine. */
@@ -143,14 +141,18 @@ unsigned long runMutations(const Options& options, const std::vector<Bytes>& cor
 
 int main(int argc, char** argv) {
     const Options options = parse(argc, argv);
-    const std::vector<Bytes> corpus = gather(options.paths);
-    if (corpus.empty()) {
+    const std::vector<fs::path> files = gather(options.paths);
+    if (files.empty()) {
         std::fprintf(stderr, "usage: %s [--random SECONDS [--seed N]] FILE-OR-FOLDER...\n",
                      argv[0]);
         return 2;
     }
     LLVMFuzzerInitialize(&argc, &argv);
-    for (const Bytes& input : corpus) run(input);
+    std::vector<Bytes> corpus;
+    for (const fs::path& file : files) {
+        std::fprintf(stderr, "%s\n", file.c_str());
+        run(corpus.emplace_back(load(file)));
+    }
     unsigned long mutations = 0;
     if (options.seconds > 0) {
         const std::string name = fs::path(argv[0]).filename().string();

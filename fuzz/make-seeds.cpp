@@ -66,9 +66,9 @@ Bytes jpeg(unsigned width, unsigned height, int sampling, int flags = 0) {
     const tjhandle handle = tjInitCompress();
     unsigned char* bytes = nullptr;
     unsigned long size = 0;
-    const int failed = tjCompress2(handle, rgb.data(), static_cast<int>(width), 0,
-                                   static_cast<int>(height), TJPF_RGB, &bytes, &size, sampling, 60,
-                                   flags);
+    const int failed =
+        tjCompress2(handle, rgb.data(), static_cast<int>(width), 0, static_cast<int>(height),
+                    TJPF_RGB, &bytes, &size, sampling, 60, flags);
     if (failed != 0) std::exit(1);
     Bytes result(bytes, bytes + size);
     tjFree(bytes);
@@ -198,11 +198,10 @@ Bytes inPieces(const Bytes& bytes, std::size_t size) {
 }
 
 const Bytes answer = packet(2, u8(1));
-const Bytes description =
-    packet(12, u8(1)) +
-    packet(14, text("phone") + u8(1) + u8(2) + u8(1) + u8(2) + u32(7) + text("PhoneOS 4") +
-                   text("uuid")) +
-    packet(18, u8(1));
+const Bytes description = packet(12, u8(1)) +
+                          packet(14, text("phone") + u8(1) + u8(2) + u8(1) + u8(2) + u32(7) +
+                                         text("PhoneOS 4") + text("uuid")) +
+                          packet(18, u8(1));
 const Bytes handshake = chunk(answer) + chunk(description);
 
 void makeSession() {
@@ -214,14 +213,16 @@ void makeSession() {
     const Bytes pieces = inPieces(answer, 1) + inPieces(description, 5) + inPieces(all, 90);
     keep("session", "pieces", setup() + pieces);
     keep("session", "pieces-dumped", setup(8) + pieces);
-    keep("session", "twice", setup(ordinaryOptions | 128) + handshake + u8(255) + handshake +
-                                 chunk(audioRequest) + u8(253) + u16(1));
-    keep("session", "supervised", setup(ordinaryOptions | 16 | 32) + handshake + u8(0) + u8(0) +
-                                      u8(0) + u8(0) + u8(0) + u8(0));
+    keep("session", "twice",
+         setup(ordinaryOptions | 128) + handshake + u8(255) + handshake + chunk(audioRequest) +
+             u8(253) + u16(1));
+    keep("session", "supervised",
+         setup(ordinaryOptions | 16 | 32) + handshake + u8(0) + u8(0) + u8(0) + u8(0) + u8(0) +
+             u8(0));
     keep("session", "silent", setup(ordinaryOptions | 16 | 32) + Bytes(40, 0));
     keep("session", "overlong", setup() + handshake + u8(254) + u8(0));
-    keep("session", "full-buffer", setup(4, 0) + handshake + chunk(u8(26) + u32(0) + u32(1U << 30)) +
-                                       u8(252) + u16(0xFFFF));
+    keep("session", "full-buffer",
+         setup(4, 0) + handshake + chunk(u8(26) + u32(0) + u32(1U << 30)) + u8(252) + u16(0xFFFF));
     keep("session", "refused-version", setup() + chunk(packet(2, u8(0))));
     keep("session", "refused-init", setup() + chunk(answer) + chunk(packet(12, u8(0))));
 }
@@ -285,35 +286,41 @@ void makeApi() {
     }
     const Bytes two = connected + u8(step::Connect | step::secondInstance);
     keep("api", "two", two + hear(apps) + u8(step::Close) + u8(step::Connect) + hear(apps));
-    keep("api", "apps", connected + hear(apps) + u8(step::CreateAppInfoList) + u8(0) + hear(apps) +
-                            u8(step::DeleteAppInfoList) + u8(2) + u8(step::CreateAppInfoList) +
-                            u8(0));
+    keep("api", "apps",
+         connected + hear(apps) + u8(step::CreateAppInfoList) + u8(0) + hear(apps) +
+             u8(step::DeleteAppInfoList) + u8(2) + u8(step::CreateAppInfoList) + u8(0));
     const Bytes icon = u8(step::RequestAppIcon) + zeroText("a://1") + u16(8) + u16(8);
     const auto iconAnswer = [](unsigned compression, const Bytes& data) {
         return packet(72, text("a://1") + u32(9) + u32(compression) + u32(data.size()) + data);
     };
-    keep("api", "icon-jpeg", connected + hear(apps) + icon +
-                                 hear(iconAnswer(eFRAMECOMPRESSION_JPEG, jpeg(8, 8, TJSAMP_444))));
-    keep("api", "icon-zlib", connected + icon +
-                                 hear(iconAnswer(eFRAMECOMPRESSION_ZLIB, zlibStream(pixels, 6))));
+    keep("api", "icon-jpeg",
+         connected + hear(apps) + icon +
+             hear(iconAnswer(eFRAMECOMPRESSION_JPEG, jpeg(8, 8, TJSAMP_444))));
+    keep("api", "icon-zlib",
+         connected + icon + hear(iconAnswer(eFRAMECOMPRESSION_ZLIB, zlibStream(pixels, 6))));
     keep("api", "icon-plain",
          connected + icon + hear(iconAnswer(eFRAMECOMPRESSION_Uncompressed, pixels)) + icon);
     const auto audio = [](unsigned status) {
         return u8(step::SetAudioStatus) + u32(1) + u8(status) + u8(0);
     };
-    keep("api", "audio", connected + hear(audioRequest) + audio(eAUDIOSTATUS_Open) +
-                             u8(step::Turns) + u8(4) + audio(eAUDIOSTATUS_Close));
-    keep("api", "audio-inside", connected + u8(step::React) + u8(3) + hear(audioRequest) +
-                                    audio(eAUDIOSTATUS_Open) + u8(step::Turns) + u8(4));
-    keep("api", "vehicle", connected + hear(packet(54, u8(1) + u32(5))) + u8(step::VehicleData) +
-                               u32(5) + u8(1) + zeroText("{}"));
-    keep("api", "watchdog", connected + u8(step::EnablePingWatchdog) + u8(1) + u8(2) +
-                                u8(step::Turns) + u8(6) + u8(step::EnablePingWatchdog) + u16(0));
-    keep("api", "restart", connected + u8(step::EndLink) + u8(1) + u8(0) + u8(step::Turns) + u8(2) +
-                               u8(step::EndLink) + u8(0) + u8(step::Connect) +
-                               u8(step::AnnounceShutdown) + u8(step::Turn) + u8(step::Close));
-    keep("api", "cancelled", connected + u8(step::Callbacks) + u32(~1U) + u32(~0U) +
-                                 u8(step::Close) + u8(step::Open));
+    keep("api", "audio",
+         connected + hear(audioRequest) + audio(eAUDIOSTATUS_Open) + u8(step::Turns) + u8(4) +
+             audio(eAUDIOSTATUS_Close));
+    keep("api", "audio-inside",
+         connected + u8(step::React) + u8(3) + hear(audioRequest) + audio(eAUDIOSTATUS_Open) +
+             u8(step::Turns) + u8(4));
+    keep("api", "vehicle",
+         connected + hear(packet(54, u8(1) + u32(5))) + u8(step::VehicleData) + u32(5) + u8(1) +
+             zeroText("{}"));
+    keep("api", "watchdog",
+         connected + u8(step::EnablePingWatchdog) + u8(1) + u8(2) + u8(step::Turns) + u8(6) +
+             u8(step::EnablePingWatchdog) + u16(0));
+    keep("api", "restart",
+         connected + u8(step::EndLink) + u8(1) + u8(0) + u8(step::Turns) + u8(2) +
+             u8(step::EndLink) + u8(0) + u8(step::Connect) + u8(step::AnnounceShutdown) +
+             u8(step::Turn) + u8(step::Close));
+    keep("api", "cancelled",
+         connected + u8(step::Callbacks) + u32(~1U) + u32(~0U) + u8(step::Close) + u8(step::Open));
 }
 
 }  // namespace

@@ -20,8 +20,10 @@ template <class T>
 void printValue(T value) {
     std::printf("%lld ", static_cast<long long>(value));
 }
-#define QUARLO_NAME_OWN(Type) \
-    [[maybe_unused]] void printValue(Type value) { look(_quarlo_get##Type##Name(value), 1); }
+#define QUARLO_NAME_OWN(Type)                      \
+    [[maybe_unused]] void printValue(Type value) { \
+        look(_quarlo_get##Type##Name(value), 1);   \
+    }
 #define QUARLO_NAME_NONE(Type)
 #define QUARLO_ENUM_BEGIN(Type, Wire, Printer) QUARLO_NAME_##Printer(Type)
 #include "QUARLO.Connector.IVI-API-Enumerations.def"

@@ -2,8 +2,8 @@
  * The plug-ins, opened as the library opens them: the first bytes choose which, the pixel format
  * and the sizes, the rest is what the phone sent. Buffers end at their last byte.
  */
-#include "Platform.h"
 #include "Input.h"
+#include "Platform.h"
 #include "QUARLO-LibScale.h"
 #include "QUARLO-Posix.h"
 
@@ -61,16 +61,11 @@ void decompress(decompressionFunction call, FrameCompression compression, Input&
     const Picture picture(in);
     const Exact frame(picture.length());
     const Exact data(in.rest());
-    decompressParameter parameter{picture.width,
-                                  picture.height,
-                                  picture.bytesPerPixel,
-                                  picture.format,
-                                  picture.endian,
-                                  compression,
-                                  data.data(),
-                                  static_cast<UInt32>(data.size()),
-                                  frame.data(),
-                                  static_cast<UInt32>(frame.size())};
+    decompressParameter parameter{picture.width,         picture.height,
+                                  picture.bytesPerPixel, picture.format,
+                                  picture.endian,        compression,
+                                  data.data(),           static_cast<UInt32>(data.size()),
+                                  frame.data(),          static_cast<UInt32>(frame.size())};
     Int32 detail = 0;
     const Int32 result = call(&parameter, &detail);
     require(result >= eDECOMPRESSERROR_NONE && result <= eDECOMPRESSERROR_JPEG_ERROR,
