@@ -1,6 +1,8 @@
 /* The callbacks that look at everything; see the header. */
 #include "Subject.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace quarlo::fuzz {
@@ -97,7 +99,9 @@ void onRaw(void* context, ServerCustomDataRawType, UInt16, UInt16 length, UInt8*
 }
 
 void onTrace(void*, eTraceClass, char* line) {
+    static const bool isShown = std::getenv("QUARLO_FUZZ_TRACE") != nullptr;
     lookAtText(line);
+    if (isShown) std::fprintf(stderr, "%s\n", line);
 }
 
 bool goesToPhone(UInt8 type) {

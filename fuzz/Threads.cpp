@@ -6,9 +6,11 @@
 
 #include <cerrno>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "Input.h"
+#include "QUARLO-Core-Audio.h"
 #include "QUARLO-Core-Utilities.h"
 
 #if defined(__has_feature)
@@ -46,12 +48,23 @@ class Stack {
     void* block;
 };
 
+/** What the library keeps for each thread. */
+struct Identity {
+    ThisThread thread{};
+    const audioSource* source = nullptr;
+};
+
+/** Makes the fuzzing thread pass for another; who it was. */
+Identity exchangeIdentity(const Identity& next) {
+    return {std::exchange(thisThread, next.thread), std::exchange(ownSource, next.source)};
+}
+
 struct Thread {
     void* (*start)(void*);
     void* arguments;
     std::unique_ptr<Stack> stack;
     ucontext_t context{};
-    ThisThread own{};
+    Identity own;
     void* fakeStack = nullptr;
     bool hasEnded = false;
     bool isJoined = false;
@@ -85,16 +98,14 @@ void run() {
 void giveTurn(Thread& thread) {
     if (thread.isCancelled && thread.canBeCancelled) thread.hasEnded = true;
     if (thread.hasEnded) return;
-    const ThisThread mine = thisThread;
-    thisThread = thread.own;
+    const Identity mine = exchangeIdentity(thread.own);
     current = &thread;
     void* fakeStack = nullptr;
     __sanitizer_start_switch_fiber(&fakeStack, thread.stack->block, stackSize);
     swapcontext(&fuzzing, &thread.context);
     __sanitizer_finish_switch_fiber(fakeStack, nullptr, nullptr);
     current = nullptr;
-    thread.own = thisThread;
-    thisThread = mine;
+    thread.own = exchangeIdentity(mine);
 }
 
 std::unique_ptr<Stack> takeStack() {

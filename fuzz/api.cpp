@@ -73,7 +73,10 @@ void Connection::react() {
 }
 
 void Connection::open() {
-    if (handle == nullptr) create();
+    if (handle != nullptr) return;
+    create();
+    // The buffer of the default size is beyond what the heap gives.
+    quarlo_SetFrameSize(handle, 64, 48, 10, 10);
 }
 
 void Connection::close() {

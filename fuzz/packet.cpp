@@ -75,17 +75,30 @@ struct Built {
     UInt32 size = 0;
 };
 
+/** The functions of a packet that hosts use; they trust the bytes that they are given. */
+template <class P>
+struct Exported;
+#define QUARLO_PACKET(Event, Direction, Name, ...)               \
+    template <>                                                  \
+    struct Exported<packet##Name> {                              \
+        static constexpr auto remove = packet##Name##Delete;     \
+        static constexpr auto decode = packet##Name##FromBuffer; \
+        static constexpr auto build = packet##Name##ToBuffer;    \
+    };
+#define QUARLO_EMPTY_PACKET(Event, Direction, Name) QUARLO_PACKET(Event, Direction, Name, )
+#include "QUARLO.Connector.IVI-API-Catalogue.def"
+
+/** What the library has built itself may be trusted. */
 template <class P>
 void decodeAgain(const Built& first, const qrPacketHeader& header) {
     require(first.size == wire::headerSize + header.PayloadSize, "the header tells another size");
     const Exact exact(Span(static_cast<const std::uint8_t*>(first.bytes), first.size));
-    wire::Bounded in{exact.data(), exact.data() + exact.size()};
-    wire::Heap heap;
-    P* packet = wire::decodePacket<P>(in, heap);
-    require(packet != nullptr && !in.isBeyond() && in.at == in.end, "a built packet is not one");
+    void* at = exact.data();
+    P* packet = Exported<P>::decode(&at);
+    require(packet != nullptr && at == exact.data() + exact.size(), "a built packet is not one");
     Built second;
-    wire::build(&second.bytes, &second.size, *packet);
-    wire::deletePacket(packet);
+    Exported<P>::build(&second.bytes, &second.size, packet);
+    Exported<P>::remove(packet);
     require(second.size == first.size && std::memcmp(first.bytes, second.bytes, first.size) == 0,
             "a packet changes when it is built again");
 }
