@@ -323,6 +323,18 @@ void makeApi() {
          connected + u8(step::Callbacks) + u32(~1U) + u32(~0U) + u8(step::Close) + u8(step::Open));
 }
 
+/** The beginnings of the phone's packets, for the engine: a type and no flags. */
+void makeDictionary() {
+    std::ofstream file(folder / "packets.dict");
+    for (const PacketCase& each : packetCases()) {
+        const unsigned type = each.whole.bytes[0];
+        if (!isFromPhone(type)) continue;
+        char escaped[8];
+        std::snprintf(escaped, sizeof escaped, "\\x%02X", type);
+        file << each.name << "=\"" << escaped << "\\x00\\x00\\x00\\x00\"\n";
+    }
+}
+
 }  // namespace
 }  // namespace quarlo::fuzz
 
@@ -337,5 +349,6 @@ int main(int argc, char** argv) {
     quarlo::fuzz::makeSession();
     quarlo::fuzz::makePlugins();
     quarlo::fuzz::makeApi();
+    quarlo::fuzz::makeDictionary();
     return 0;
 }

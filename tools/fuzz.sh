@@ -31,7 +31,8 @@ fuzz() {
     local name=$1 status=0
     mkdir -p "$out/corpus/$name" "$out/findings"
     build/fuzz/fuzz/fuzz_"$name" -max_total_time="$seconds" -max_len=4096 -timeout=10 \
-        -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix="$out/findings/$name-" \
+        -rss_limit_mb=2048 -dict=fuzz/corpus/packets.dict -print_final_stats=1 \
+        -artifact_prefix="$out/findings/$name-" \
         "$out/corpus/$name" "fuzz/corpus/$name" >"$out/$name.log" 2>&1 || status=$?
     echo "$status" >"$out/$name.status"
     return "$status"
