@@ -34,7 +34,7 @@ enum Call : unsigned {
     CreateAppInfoList,
     DeleteAppInfoList,
     EnablePingWatchdog,
-    lifecycleAndNamed
+    SetPixelFormatEx
 };
 
 /* At least as many as there are calls; the steps behind the last begin again. */

@@ -208,6 +208,7 @@ void Setup::apply(Subject& subject) const {
     quarlo_SetInitialisationTimeout(handle, has(InitTimer) ? 3 : 0);
     if (has(AllCapabilities)) quarlo_SetClientCapabilities(handle, eCLIENTCAPABILITIES_All, 1);
     quarlo_SetFrameSize(handle, 8U << (size & 7), 8U << (size >> 3 & 7), 100, 100);
+    if ((size & 128) != 0) quarlo_SetTraceOutput(handle, &_quarlo_traceOutCore);
     if ((size & 64) != 0) {
         quarlo_SetPixelFormat(handle, ePIXELFORMAT_RGB565, 2, ePIXELENDIANESS_BigEndian);
     }

@@ -115,10 +115,10 @@ std::vector<Named> phonePackets() {
     }
     const std::vector<Named> more = {
         {"frame-plain", update(rectangle(8, 8, eFRAMECOMPRESSION_Uncompressed, 100, pixels))},
-        {"frame-scaled", update(rectangle(16, 16, eFRAMECOMPRESSION_Uncompressed, 50, pixels))},
+        {"frame-scaled", update(rectangle(8, 8, eFRAMECOMPRESSION_Uncompressed, 50, pixels))},
         {"frame-zlib", update(rectangle(8, 8, eFRAMECOMPRESSION_ZLIB, 100, zlibStream(pixels, 6)))},
         {"frame-zlib-scaled",
-         update(rectangle(16, 16, eFRAMECOMPRESSION_ZLIB, 50, zlibStream(pixels, 0)))},
+         update(rectangle(8, 8, eFRAMECOMPRESSION_ZLIB, 50, zlibStream(pixels, 0)))},
         {"frame-jpeg",
          update(rectangle(8, 8, eFRAMECOMPRESSION_JPEG, 100, jpeg(8, 8, TJSAMP_420)))},
         {"frame-short", update(rectangle(99, 99, eFRAMECOMPRESSION_Uncompressed, 10, pixels))},
@@ -167,7 +167,7 @@ void makeDispatch() {
     }
     keep("dispatch", "all", setup() + all);
     keep("dispatch", "all-raw", setup(ordinaryOptions | 1) + all);
-    keep("dispatch", "all-without-plugins", setup(ordinaryOptions | 2, 0x52) + all);
+    keep("dispatch", "all-without-plugins", setup(ordinaryOptions | 2) + all);
     for (unsigned refused = 1; refused <= 12; ++refused) {
         keep("dispatch", "all-refused-" + std::to_string(refused),
              setup(ordinaryOptions, 0x12, refused * 3) + all);
@@ -213,6 +213,7 @@ void makeSession() {
     const Bytes pieces = inPieces(answer, 1) + inPieces(description, 5) + inPieces(all, 90);
     keep("session", "pieces", setup() + pieces);
     keep("session", "pieces-dumped", setup(8) + pieces);
+    keep("session", "default-trace", setup(8, 0x93) + pieces);
     keep("session", "twice",
          setup(ordinaryOptions | 128) + handshake + u8(255) + handshake + chunk(audioRequest) +
              u8(253) + u16(1));
@@ -300,6 +301,12 @@ void makeApi() {
          connected + icon + hear(iconAnswer(eFRAMECOMPRESSION_ZLIB, zlibStream(pixels, 6))));
     keep("api", "icon-plain",
          connected + icon + hear(iconAnswer(eFRAMECOMPRESSION_Uncompressed, pixels)) + icon);
+    const Bytes format = u8(step::SetPixelFormatEx) + u32(eGRAPHICTYPE_Icon) +
+                         u8(ePIXELFORMAT_RGBA8888) + u32(4) + u8(ePIXELENDIANESS_BigEndian);
+    keep("api", "icon-format",
+         u8(1) + u8(step::Open) + format + u8(step::SetClientCapabilities) +
+             u32(eCLIENTCAPABILITIES_All) + u8(1) + u8(step::Connect) + icon +
+             hear(iconAnswer(eFRAMECOMPRESSION_Uncompressed, pixels)));
     const auto audio = [](unsigned status) {
         return u8(step::SetAudioStatus) + u32(1) + u8(status) + u8(0);
     };
