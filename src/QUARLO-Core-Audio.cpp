@@ -10,12 +10,13 @@ genericList audioSourceList;
 AudioType currentAudioType = eAUDIOTYPE_Ignore;
 
 namespace quarlo {
+
+constinit thread_local const audioSource* ownSource = nullptr;
+
 namespace {
 
 /** Sources that ended on their own timer threads, waiting for their joins; syncLock. */
 genericList endedSources;
-
-thread_local const audioSource* ownSource = nullptr;
 
 /** Reserves the join of a timer that was told to end; the caller holds syncLock. */
 bool claimTimer(audioSource* source) {

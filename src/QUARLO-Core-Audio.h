@@ -36,6 +36,9 @@ inline audioSource* audioSourceOf(genericListElement* element) {
 /** The source of a request; the caller holds syncLock. */
 audioSource* findAudioSource(UInt32 requestID);
 
+/** The source whose timer the calling thread is; null on every other thread. */
+extern constinit thread_local const audioSource* ownSource;
+
 /** Whether the calling thread is the source's timer. */
 bool isOwnTimer(const audioSource* source);
 
