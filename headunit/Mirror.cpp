@@ -89,6 +89,7 @@ void Mirror::lost(const std::string& why) {
     if (isRunning) leftSeconds = log.seconds();
     isRunning = false;
     session.close();
+    mailbox.wait(0, interrupts);  // else its signal would cut the countdown short
     take(mailbox.take());
     for (; !changes.empty(); changes.pop_front()) apply(changes.front());
     fence.forget();
