@@ -1,62 +1,71 @@
 #!/usr/bin/env bash
-# A head unit mirrors a phone: two programs of this tree in two processes, connected over TCP on the
-# loopback. Leaves what the phone drew and what the head unit received as PNG pictures in out/demo.
+# What quarlo does, on pictures: two programs of this tree in two processes, connected over TCP on the
+# loopback. Everything is left in out/demo.
 #
-#   tools/demo.sh [FRAMES [WIDTHxHEIGHT]]
+#   tools/demo.sh [FRAMES [WIDTHxHEIGHT]]      FRAMES and size of the first part
+#
+# With a display (DISPLAY or WAYLAND_DISPLAY) the tour is shown in a window.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+# shellcheck source=tools/phone.sh
+. tools/phone.sh
 
 frames=${1-20}
 size=${2-1280x720}
 out=out/demo
 bin=build/release
 
-echo "demo: 1 of 3: packages"
+echo "demo: 1 of 6: packages"
 sh tools/prepare.sh
-echo "demo: 2 of 3: build build/release"
+echo "demo: 2 of 6: build build/release"
 cmake --preset release
-cmake --build --preset release -j 2 --target src/all plugins/all quarlo-phone quarlo-headunit \
-    quarlo-compare
+cmake --build --preset release -j 2 --target src/all plugins/all links/all phone/all headunit/all \
+    tools/all
 
-echo "demo: 3 of 3: $frames frames of $size"
-rm -rf "$out"
-mkdir -p "$out/phone" "$out/headunit"
-"$bin/phone/quarlo-phone" --listen 127.0.0.1:0 --port-file "$out/port" \
-    --dump-frames "$out/phone" --once >"$out/phone.log" 2>&1 &
-phone=$!
-trap 'kill "$phone" 2>/dev/null || true' EXIT
+phone=
+trap '[ -z "$phone" ] || kill "$phone" 2>/dev/null || true' EXIT
 
-waited=0
-until [ -s "$out/port" ]; do
-    if ! kill -0 "$phone" 2>/dev/null || [ "$waited" -ge 100 ]; then
-        echo "demo: the phone does not listen:" >&2
-        cat "$out/phone.log" >&2
-        exit 1
-    fi
-    sleep 0.1
-    waited=$((waited + 1))
-done
+# mirror NAME PHONE-OPTIONS -- HEADUNIT-OPTIONS: one session, its pictures and logs in out/demo/NAME.
+mirror() {
+    local dir=$out/$1 phone_options=()
+    shift
+    while [ "$1" != -- ]; do
+        phone_options+=("$1")
+        shift
+    done
+    shift
+    rm -rf "$dir"
+    mkdir -p "$dir/headunit" "$dir/phone"
+    start_phone "$bin" "$dir" "${phone_options[@]}" --dump-frames "$dir/phone"
+    "$bin/headunit/quarlo-headunit" --connect "$address" --size "$size" --output "$dir/headunit" "$@" \
+        >"$dir/headunit.log"
+    wait "$phone"
+    phone=
+}
 
-"$bin/headunit/quarlo-headunit" --connect "127.0.0.1:$(cat "$out/port")" --frames "$frames" \
-    --size "$size" --output "$out/headunit" | tee "$out/headunit.log"
-wait "$phone"
-trap - EXIT
+echo "demo: 3 of 6: $frames frames of $size, compared pixel by pixel"
+mirror mirror -- --frames "$frames"
+"$bin/tools/quarlo-compare" "$out/mirror/phone" phone-%04d.png "$out/mirror/headunit" frame-%04d.png \
+    --count "$frames"
+echo "demo: $frames of $frames pictures are equal: $out/mirror"
 
-# Update n is phone-000n.png on one side and frame-000n.png on the other.
-equal=0
-compared=0
-for drawn in "$out"/phone/phone-*.png; do
-    received=$out/headunit/frame-${drawn##*-}
-    [ -e "$received" ] || continue
-    compared=$((compared + 1))
-    if "$bin/tools/quarlo-compare" "$drawn" "$received"; then
-        equal=$((equal + 1))
-    else
-        echo "demo: $drawn and $received differ" >&2
-    fi
-done
+echo "demo: 4 of 6: the phone draws a quarter of the pixels, the scaling plug-in enlarges them"
+mirror enlarged --render-percent 50 --compression jpeg -- --frames 3
+echo "demo: $(grep -c 'end of update' "$out/enlarged/headunit.log") updates enlarged to $size: $out/enlarged"
 
-echo "demo: what the phone drew is in $out/phone, what the head unit received in $out/headunit"
-echo "demo: logs are $out/phone.log and $out/headunit.log"
-echo "demo: $equal of $compared pictures are equal, pixel by pixel"
-[ "$compared" -gt 0 ] && [ "$equal" -eq "$compared" ]
+echo "demo: 5 of 6: a tour of every feature"
+window=()
+[ -z "${DISPLAY-}${WAYLAND_DISPLAY-}" ] || window=(--window)
+bash tools/tour.sh "$bin" "$out/tour" "${window[@]}"
+echo "demo: all its screenshots are on $out/tour/tour.png; what the phone did stands in"
+echo "demo: $out/tour/headunit.log, and every packet in $out/tour/phone.log:"
+grep ' CALL ' "$out/tour/headunit.log" | grep -vE 'update|rectangle|transition|thread' | tail -n 12
+
+echo "demo: 6 of 6: the head unit's window, operated with a mouse and keys on a display of its own"
+if [ -x "$(command -v xvfb-run)" ] && "$bin/headunit/quarlo-headunit" --help | grep -q -- --window-screenshot; then
+    mkdir -p "$out/window"
+    bash tests/window_test.sh "$bin" "$out/window"
+    echo "demo: pictures of the window are in $out/window"
+else
+    echo "demo: there is no Xvfb or no SDL2: no window"
+fi
