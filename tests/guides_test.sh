@@ -51,7 +51,8 @@ session() {
 # says FILE LINE REGEX: the number of the line after the first that matches.
 says() {
     local found
-    found=$(tail -n "+$2" "$work/$1" | grep -nE -m 1 -- "$3") || return 1
+    # All is read to the end: a reader that stops early would end the writer of the pipe with a signal.
+    found=$(tail -n "+$2" "$work/$1" | grep -nE -- "$3") || return 1
     echo $(($2 + ${found%%:*}))
 }
 
