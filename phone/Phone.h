@@ -61,7 +61,7 @@ inline const char* inLanguage(const Phone& phone, const char* english, const cha
 /** A text that may differ by language. */
 struct Phrase {
     Phrase(const char* everywhere) : Phrase(std::string(everywhere)) {}
-    Phrase(std::string everywhere) : Phrase(everywhere, everywhere, everywhere) {}
+    Phrase(const std::string& everywhere) : Phrase(everywhere, everywhere, everywhere) {}
     Phrase(std::string inEnglish, std::string inGerman, std::string inFrench)
         : english(std::move(inEnglish)), german(std::move(inGerman)), french(std::move(inFrench)) {}
 

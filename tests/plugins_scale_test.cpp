@@ -1,8 +1,12 @@
 /*
- * The scaling plug-in against a kernel in floating point, and parts of a picture against the whole.
+ * The scaling plug-in against a kernel in floating point and against another library's scaler, and
+ * parts of a picture against the whole.
  */
+#include <pixman.h>
+
 #include <algorithm>
 #include <cmath>
+#include <memory>
 
 #include "PluginUnderTest.h"
 
@@ -154,6 +158,53 @@ TEST_F(ScalePlugin, IsWithinOneLevelOfExact) {
             }
             EXPECT_LE(worst, 1);
         }
+    }
+}
+
+/** The picture enlarged by another library, whose weights have seven bits. */
+Picture enlargedByPixman(const Picture& source, int width, int height) {
+    Picture result(width, height, *source.layout);
+    using Image = std::unique_ptr<pixman_image_t, decltype(&pixman_image_unref)>;
+    const auto imageOf = [](const Picture& picture) {
+        auto* bits = reinterpret_cast<uint32_t*>(const_cast<UInt8*>(picture.bytes.data()));
+        return Image(pixman_image_create_bits(PIXMAN_a8r8g8b8, picture.width, picture.height, bits,
+                                              picture.width * 4),
+                     &pixman_image_unref);
+    };
+    const Image from = imageOf(source);
+    const Image to = imageOf(result);
+    pixman_transform_t transform;
+    pixman_transform_init_scale(&transform, pixman_double_to_fixed(double(source.width) / width),
+                                pixman_double_to_fixed(double(source.height) / height));
+    pixman_image_set_transform(from.get(), &transform);
+    pixman_image_set_filter(from.get(), PIXMAN_FILTER_BILINEAR, nullptr, 0);
+    pixman_image_set_repeat(from.get(), PIXMAN_REPEAT_PAD);
+    pixman_image_composite32(PIXMAN_OP_SRC, from.get(), nullptr, to.get(), 0, 0, 0, 0, 0, 0, width,
+                             height);
+    return result;
+}
+
+TEST_F(ScalePlugin, AgreesWithAnotherScaler) {
+    const Layout& layout = layouts[4];
+    const struct {
+        int sourceWidth, sourceHeight, width, height;
+    } sizes[] = {
+        {640, 360, 1280, 720}, {640, 360, 800, 480}, {321, 203, 642, 609}, {90, 70, 100, 100}};
+    for (const auto& s : sizes) {
+        SCOPED_TRACE(testing::Message() << s.sourceWidth << " to " << s.width);
+        const Picture source = noise(s.sourceWidth, s.sourceHeight, layout);
+        const Picture ours = enlarge(source, s.width, s.height);
+        const Picture theirs = enlargedByPixman(source, s.width, s.height);
+        int worst = 0;
+        double sum = 0;
+        for (size_t i = 0; i < ours.bytes.size(); ++i) {
+            const int difference = std::abs(ours.bytes[i] - theirs.bytes[i]);
+            worst = std::max(worst, difference);
+            sum += difference;
+        }
+        // A place that is half a pixel off would differ by some thirty levels in the mean.
+        EXPECT_LE(worst, 8);
+        EXPECT_LT(sum / static_cast<double>(ours.bytes.size()), 1.5);
     }
 }
 
