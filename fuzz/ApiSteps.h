@@ -6,6 +6,8 @@ namespace quarlo::fuzz::step {
 
 /* The highest bit of a step is the instance. */
 constexpr unsigned secondInstance = 0x80;
+/* That of a reaction: the others have their turns first. */
+constexpr unsigned takeTime = 0x80;
 
 enum Lifecycle : unsigned {
     Open,

@@ -18,84 +18,84 @@ void lookAtText(const char* text) {
     if (text != nullptr) look(text, std::strlen(text) + 1);
 }
 
-void react(void* context) {
+/** What is given to a callback stays valid until it returns, whatever the host does in it. */
+template <class LookAtAll>
+void show(void* context, LookAtAll lookAtAll) {
+    lookAtAll();
     static_cast<Subject*>(context)->react();
+    lookAtAll();
 }
 
 /** A callback that has nothing to look at but values. */
 template <class... P>
 void onValues(void* context, P...) {
-    react(context);
+    show(context, [] {});
 }
 
 void onFrame(void* context, UInt8, UInt16, UInt16, UInt16, UInt16, UInt8* data, UInt32 length) {
-    look(data, length);
-    react(context);
+    show(context, [&] { look(data, length); });
 }
 
 void onRawFrame(void* context, UInt8, UInt16, UInt16, UInt16, UInt16, UInt8* data, UInt32 length,
                 UInt8, UInt8, PixelFormat, PixelEndianess, FrameCompression) {
-    look(data, length);
-    react(context);
+    show(context, [&] { look(data, length); });
 }
 
 void onPhoneCall(void* context, char* number, char* displayName) {
-    lookAtText(number);
-    lookAtText(displayName);
-    react(context);
+    show(context, [&] {
+        lookAtText(number);
+        lookAtText(displayName);
+    });
+}
+
+void lookAtPlace(const LocationStrings& place) {
+    const char* const texts[] = {place.Country, place.StateRegion, place.ZipCode,    place.City,
+                                 place.Street,  place.CrossStreet, place.Housenumber};
+    unsigned bit = 1;
+    for (const char* text : texts) {
+        require((place.validMask & bit) == 0 || text != nullptr, "a valid text is null");
+        lookAtText(text);
+        bit <<= 1;
+    }
 }
 
 void onNavigateTo(void* context, char* displayName, NavigateToType, double, double,
                   LocationStrings* location) {
-    lookAtText(displayName);
-    if (location != nullptr) {
-        const char* const texts[] = {
-            location->Country, location->StateRegion, location->ZipCode,    location->City,
-            location->Street,  location->CrossStreet, location->Housenumber};
-        unsigned bit = 1;
-        for (const char* text : texts) {
-            require((location->validMask & bit) == 0 || text != nullptr, "a valid text is null");
-            lookAtText(text);
-            bit <<= 1;
-        }
-    }
-    react(context);
+    show(context, [&] {
+        lookAtText(displayName);
+        if (location != nullptr) lookAtPlace(*location);
+    });
 }
 
 void onKeys(void* context, Flag, UInt8 count, UInt32* keys) {
-    look(keys, count * sizeof *keys);
-    react(context);
+    show(context, [&] { look(keys, count * sizeof *keys); });
 }
 
 void onIcon(void* context, AppIconResponse* icon) {
-    lookAtText(icon->IdentifierURL);
-    look(icon->uncompressedData, icon->uncompressedDataLength);
-    react(context);
+    show(context, [&] {
+        lookAtText(icon->IdentifierURL);
+        look(icon->uncompressedData, icon->uncompressedDataLength);
+    });
 }
 
 void onStarted(void* context, const char* url, AppStartStatus) {
-    lookAtText(url);
-    react(context);
+    show(context, [&] { lookAtText(url); });
 }
 
 void onString(void* context, ServerCustomDataStringType, StringEncoding, char* text) {
-    lookAtText(text);
-    react(context);
+    show(context, [&] { lookAtText(text); });
 }
 
 void onInt(void* context, ServerCustomDataIntType, UInt16 length, UInt8* value) {
-    look(value, length);
-    react(context);
+    show(context, [&] { look(value, length); });
 }
 
 void onCan(void* context, ServerCustomDataCanType, UInt32, UInt8 length, UInt8* data) {
-    look(data, length);
-    react(context);
+    show(context, [&] { look(data, length); });
 }
 
 void onRaw(void* context, ServerCustomDataRawType, UInt16, UInt16 length, UInt8* data) {
-    look(data, length);
-    react(context);
+    show(context, [&] { look(data, length); });
 }
 
 void onTrace(void*, eTraceClass, char* line) {
@@ -121,12 +121,18 @@ std::size_t receive(void*, UInt8* buffer, std::size_t size, void* connection) {
     return static_cast<Subject*>(connection)->read(buffer, size);
 }
 
-void transmit(void*, UInt8* buffer, std::size_t size, void*) {
+void lookAtPacket(const UInt8* buffer, std::size_t size) {
     look(buffer, size);
     require(size >= wire::headerSize && goesToPhone(buffer[0]), "no packet was sent");
     UInt32 payload = 0;
     std::memcpy(&payload, buffer + 5, sizeof payload);
     require(size == wire::headerSize + payload, "a packet of another size was sent");
+}
+
+void transmit(void*, UInt8* buffer, std::size_t size, void* connection) {
+    lookAtPacket(buffer, size);
+    static_cast<Subject*>(connection)->sending();
+    lookAtPacket(buffer, size);
 }
 
 }  // namespace

@@ -35,6 +35,8 @@ class Subject {
     virtual std::size_t read(UInt8* buffer, std::size_t size) = 0;
     /** What the host does inside a callback. */
     virtual void react() {}
+    /** What the sender link does besides looking at the packet. */
+    virtual void sending() {}
     /** The end-receiver request. */
     virtual void endReading() {}
 

@@ -24,18 +24,22 @@ class Connection : public Subject {
   public:
     std::size_t read(UInt8* buffer, std::size_t size) override;
     void react() override;
+    void sending() override;
     void endReading() override { mustReturn = true; }
 
     void open();
     void close();
     void hear(Span bytes) { incoming.insert(incoming.end(), bytes.begin(), bytes.end()); }
     void connect();
+    void changeLink(unsigned how, Input& in);
     void lookAtApps() const;
 
     std::deque<std::uint8_t> incoming;
     std::size_t endResult = 0;
+    bool isPolling = false;
     bool mustReturn = false;
     bool isClosing = false;
+    bool isReacting = false;
     AppInfoList* apps = nullptr;
 };
 
@@ -44,12 +48,13 @@ class Play {
     explicit Play(Input& input) : in(input) {}
 
     void run();
+    [[nodiscard]] bool mayReact(const Connection& own);
+    void takeTime(const Connection& own);
     void reaction(Connection& own);
 
     Input& in;
     Connection connections[2];
     unsigned reactions = 0;
-    bool isReacting = false;
 
   private:
     void next();
@@ -59,8 +64,10 @@ class Play {
 Play* playing = nullptr;
 
 std::size_t Connection::read(UInt8* buffer, std::size_t size) {
-    if (incoming.empty() && endResult != 0) return endResult;
-    if (incoming.empty()) threads::yield();
+    do {
+        if (incoming.empty() && endResult != 0) return endResult;
+        if (incoming.empty()) threads::yield();
+    } while (incoming.empty() && !isPolling && !mustReturn);
     const std::size_t count = mustReturn ? 0 : std::min(incoming.size(), size);
     const auto end = incoming.begin() + static_cast<std::ptrdiff_t>(count);
     std::copy(incoming.begin(), end, buffer);
@@ -69,7 +76,12 @@ std::size_t Connection::read(UInt8* buffer, std::size_t size) {
 }
 
 void Connection::react() {
-    playing->reaction(*this);
+    if (playing->mayReact(*this)) playing->reaction(*this);
+}
+
+/** A slow link, in which the thread may be cancelled too. */
+void Connection::sending() {
+    if (playing->mayReact(*this)) playing->takeTime(*this);
 }
 
 void Connection::open() {
@@ -84,7 +96,7 @@ void Connection::close() {
     remove();
     incoming.clear();
     endResult = 0;
-    mustReturn = isClosing = false;
+    mustReturn = isClosing = isReacting = false;
     apps = nullptr;
 }
 
@@ -97,6 +109,12 @@ void Connection::connect() {
     threads::yield();
     hear(handshakeEnd());
     threads::yield();
+}
+
+/** Whether it has ended, and whether it waits for bytes or says that there are none. */
+void Connection::changeLink(unsigned how, Input& in) {
+    endResult = (how & 1) == 0 ? 0 : ~static_cast<std::size_t>(in.u8());
+    isPolling = (how & 2) != 0;
 }
 
 void Connection::lookAtApps() const {
@@ -285,8 +303,7 @@ void Play::lifecycle(unsigned what, Connection& own) {
             for (unsigned turns = in.u8(); turns > 0; --turns) threads::yield();
             return;
         case step::EndLink:
-            own.endResult = in.u8() % 2 == 0 ? 0 : ~static_cast<std::size_t>(in.u8());
-            return;
+            return own.changeLink(in.u8(), in);
         case step::Callbacks:
             return own.registerCallbacks(in.number<std::uint64_t>());
         case step::AnnounceShutdown:
@@ -316,13 +333,28 @@ void Play::next() {
     calls[(number - step::lifecycleSteps) % std::size(calls)](own, arguments, in);
 }
 
-void Play::reaction(Connection& own) {
-    if (reactions == 0 || isReacting || own.isClosing || in.isEmpty()) return;
-    isReacting = true;
+bool Play::mayReact(const Connection& own) {
+    if (reactions == 0 || own.isReacting || own.isClosing || in.isEmpty()) return false;
     --reactions;
-    Arguments arguments(in);
-    calls[in.u8() % std::size(calls)](own, arguments, in);
-    isReacting = false;
+    return true;
+}
+
+/** Turns for the others, in which a thread that nobody asks to end may be cancelled. */
+void Play::takeTime(const Connection& own) {
+    for (unsigned turns = in.u8() % 32; turns > 0 && !own.mustReturn; --turns) threads::yield();
+}
+
+/** A call from inside a callback, or time for the others; a thread may be cancelled in it. */
+void Play::reaction(Connection& own) {
+    const unsigned what = in.u8();
+    if ((what & step::takeTime) != 0) takeTime(own);
+    if (own.isClosing) return;
+    own.isReacting = true;
+    {
+        Arguments arguments(in);
+        calls[(what & 0x7F) % std::size(calls)](own, arguments, in);
+    }
+    own.isReacting = false;
 }
 
 void Play::run() {

@@ -313,9 +313,24 @@ void makeApi() {
     keep("api", "audio",
          connected + hear(audioRequest) + audio(eAUDIOSTATUS_Open) + u8(step::Turns) + u8(4) +
              audio(eAUDIOSTATUS_Close));
+    // A reaction counts its call from the first of the table.
+    const auto inside = [](const Bytes& call, unsigned flags = 0) {
+        return u8((call[0] - step::lifecycleSteps) | flags) + Bytes(call.begin() + 1, call.end());
+    };
+    const Bytes cancellable = u8(step::Callbacks) + u32(~1U) + u32(~0U);
     keep("api", "audio-inside",
-         connected + u8(step::React) + u8(3) + hear(audioRequest) + audio(eAUDIOSTATUS_Open) +
-             u8(step::Turns) + u8(4));
+         connected + u8(step::React) + u8(1) + hear(audioRequest) +
+             inside(audio(eAUDIOSTATUS_Open)) + u8(step::Turns) + u8(4));
+    keep("api", "closed-in-callback",
+         connected + cancellable + u8(step::React) + u8(1) + hear(audioRequest) +
+             u8(step::takeTime) + u8(31) + u8(step::Close));
+    keep("api", "closed-in-sender",
+         connected + cancellable + u8(step::React) + u8(1) + hear(packet(128, u32(1))) + u8(31) +
+             u8(step::Close));
+    const auto filter = [](unsigned key) { return packet(54, u8(1) + u32(key)); };
+    keep("api", "keys-inside",
+         connected + hear(filter(5)) + u8(step::React) + u8(4) + hear(filter(6)) +
+             inside(u8(step::VehicleData)) + u32(6) + u8(1) + zeroText("{}"));
     keep("api", "vehicle",
          connected + hear(packet(54, u8(1) + u32(5))) + u8(step::VehicleData) + u32(5) + u8(1) +
              zeroText("{}"));
