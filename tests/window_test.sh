@@ -36,18 +36,22 @@ await() {
     fail "$what"
 }
 
+listen=(--listen 127.0.0.1:0)
+connect=()
 # begin_phone OPTIONS...: a phone that waits for a head unit
 begin_phone() {
     rm -f "$work/port" "$work/phone.log"
-    timeout 120 "$build/phone/quarlo-phone" --unix "$work/phone" --port-file "$work/port" --seed 1 \
+    timeout 120 "$build/phone/quarlo-phone" "${listen[@]}" --port-file "$work/port" --seed 1 \
         --clock 12:00:00 --verbose "$@" >"$work/phone.log" 2>&1 &
     phone=$!
     await "the phone does not listen" test -s "$work/port"
+    connect=("${listen[@]}")
+    [ "${listen[0]}" = --unix ] || connect=(--connect "127.0.0.1:$(cat "$work/port")")
 }
 
 begin_unit() {
     rm -f "$work/unit.log" "$work/errors.log"
-    timeout 120 "$build/headunit/quarlo-headunit" --unix "$work/phone" "$@" >"$work/unit.log" \
+    timeout 120 "$build/headunit/quarlo-headunit" "${connect[@]}" "$@" >"$work/unit.log" \
         2>"$work/errors.log" &
     unit=$!
 }
@@ -145,6 +149,7 @@ xdotool key q
 the_end "$unit" 1
 
 # A phone that comes back is told what was set meanwhile.
+listen=(--unix "$work/phone")
 begin_phone
 begin_unit --window --size 640x400 --reconnect
 await "no frames" grep -q "end of update 3" "$work/unit.log"
@@ -169,7 +174,7 @@ focus "quarlo phone"
 click 352 395
 mkdir "$work/touched" "$work/opened"
 await "the touch opened no app" "$build/headunit/quarlo-headunit" --quiet --frames 1 \
-    --unix "$work/phone" --size 800x480 --output "$work/touched"
+    "${connect[@]}" --size 800x480 --output "$work/touched"
 kill "$phone"
 the_end "$phone" 0
 begin_phone --app news
