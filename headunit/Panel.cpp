@@ -63,6 +63,12 @@ std::string nameOf(std::string phone) {
     return printable(phone);
 }
 
+// With the reason for which there is no session.
+std::string stateOf(const Status& status) {
+    const bool isSaid = status.failure.empty() || status.state == status.failure;
+    return printable(isSaid ? status.state : status.failure + ", " + status.state);
+}
+
 double keysHeight(const PanelContent& content) {
     const std::size_t count = keys.size() - (content.writesShots ? 0 : 1);
     return headingHeight + static_cast<double>((count + 1) / 2) * rowHeight;
@@ -108,7 +114,7 @@ void Panel::drawState(Canvas& canvas, const PanelContent& content) {
     const Status& status = content.status;
     canvas.fillCircle(margin + 6, y + 9, 5, status.isRunning ? good : bad);
     const TextStyle style{.size = 12.5, .paint = bright, .lines = 3};
-    const std::string state = printable(status.state);
+    const std::string state = stateOf(status);
     const double height = std::max(rowHeight, canvas.textHeight(inside - 20, state, style));
     canvas.text({margin + 20, y, inside - 20, height}, state, style);
     y += height + 2;

@@ -51,6 +51,12 @@ Board::Act touching(std::vector<FingerEvent> events) {
     };
 }
 
+Board::Act resizing(Size size) {
+    return [size](HeadUnit& unit, Size frame) {
+        if (size != frame) unit.change(SetSize{size});
+    };
+}
+
 double perSecond(double now, double before, double seconds) {
     return now < before || seconds <= 0 ? 0 : (now - before) / seconds;
 }
@@ -171,13 +177,13 @@ void Window::resizeFrame() {
     const Size size = frameOf(room());
     if (size == wanted.value_or(options.size)) return;
     wanted = size;
-    board.ask([size](HeadUnit& unit, Size) { unit.change(SetSize{size}); });
+    board.ask(resizing(size));
 }
 
 // What a session that has just begun cannot know.
 void Window::greet() {
     greeted = content.status.sessions;
-    if (wanted) board.ask([size = *wanted](HeadUnit& unit, Size) { unit.change(SetSize{size}); });
+    if (wanted) board.ask(resizing(*wanted));
     tellModes({});
     if (!owed.empty()) board.ask(touching(std::exchange(owed, {})));
     fingers.liftAll();

@@ -9,6 +9,6 @@ if(TARGET headunit_window)
   if(TARGET quarlo-phone)
     add_test(NAME window COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/window_test.sh
       ${PROJECT_BINARY_DIR})
-    set_tests_properties(window PROPERTIES LABELS "e2e;window" TIMEOUT 180)
+    set_tests_properties(window PROPERTIES LABELS "e2e;window" TIMEOUT 300)
   endif()
 endif()

@@ -7,7 +7,12 @@ set -uo pipefail
 
 if [ "${QUARLO_WINDOW_TEST-}" != inside ]; then
     export QUARLO_WINDOW_TEST=inside
-    exec timeout 170 xvfb-run -a -s "-screen 0 1600x1000x24 -nolisten tcp" "$0" "$@"
+    # The same pixels whatever graphics there are.
+    export SDL_RENDER_DRIVER=software
+    # SDL unloads the display's libraries at its end, and what leaked in them has no name any more that
+    # could be suppressed. Leaks of the window are found where it has no display: headunit_window_test.
+    export ASAN_OPTIONS=${ASAN_OPTIONS-}:detect_leaks=0
+    exec timeout 290 xvfb-run -a -s "-screen 0 1600x1000x24 -nolisten tcp" "$0" "$@"
 fi
 
 build=$1 pictures=${2-}
@@ -21,7 +26,7 @@ trap finish EXIT
 
 fail() {
     echo "window_test: $*" >&2
-    tail -n 40 "$work"/*.log | cut -c 1-240 >&2
+    tail -n 40 "$work"/unit.log "$work"/phone.log "$work"/errors.log | cut -c 1-240 >&2
     exit 1
 }
 
@@ -36,18 +41,22 @@ await() {
     fail "$what"
 }
 
+listen=(--listen 127.0.0.1:0)
+connect=()
 # begin_phone OPTIONS...: a phone that waits for a head unit
 begin_phone() {
     rm -f "$work/port" "$work/phone.log"
-    timeout 120 "$build/phone/quarlo-phone" --unix "$work/phone" --port-file "$work/port" --seed 1 \
+    timeout 280 "$build/phone/quarlo-phone" "${listen[@]}" --port-file "$work/port" --seed 1 \
         --clock 12:00:00 --verbose "$@" >"$work/phone.log" 2>&1 &
     phone=$!
     await "the phone does not listen" test -s "$work/port"
+    connect=("${listen[@]}")
+    [ "${listen[0]}" = --unix ] || connect=(--connect "127.0.0.1:$(cat "$work/port")")
 }
 
 begin_unit() {
     rm -f "$work/unit.log" "$work/errors.log"
-    timeout 120 "$build/headunit/quarlo-headunit" --unix "$work/phone" "$@" >"$work/unit.log" \
+    timeout 280 "$build/headunit/quarlo-headunit" "${connect[@]}" "$@" >"$work/unit.log" \
         2>"$work/errors.log" &
     unit=$!
 }
@@ -110,7 +119,7 @@ xdotool key n Escape
 phone_got "Softkey.*Back"
 await "the softkey stays pressed" times 2 SoftkeyEvent
 # Apps of the phone that want something: it is opened, its first row is touched.
-for wish in "257 audio Request" "545 navigate" "63 call"; do
+for wish in "229 audio Request" "571 navigate" "63 call"; do
     click "${wish%% *}" 393
     click 150 118
     await "the phone does not want: ${wish#* }" grep -q "CALL  ${wish#* }" "$work/unit.log"
@@ -145,6 +154,7 @@ xdotool key q
 the_end "$unit" 1
 
 # A phone that comes back is told what was set meanwhile.
+listen=(--unix "$work/phone")
 begin_phone
 begin_unit --window --size 640x400 --reconnect
 await "no frames" grep -q "end of update 3" "$work/unit.log"
@@ -166,10 +176,10 @@ the_end "$phone" 0
 # An app opened by a touch in the phone's own window is the app that the head unit is shown.
 begin_phone --window --size 800x480
 focus "quarlo phone"
-click 352 395
+click 314 395
 mkdir "$work/touched" "$work/opened"
 await "the touch opened no app" "$build/headunit/quarlo-headunit" --quiet --frames 1 \
-    --unix "$work/phone" --size 800x480 --output "$work/touched"
+    "${connect[@]}" --size 800x480 --output "$work/touched"
 kill "$phone"
 the_end "$phone" 0
 begin_phone --app news
