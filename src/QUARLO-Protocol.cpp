@@ -128,11 +128,12 @@ bool announceVersion(quarlo_CoreInstance* obj) {
 }
 
 void run(quarlo_CoreInstance* obj) {
-    // The teardown clears hasBeenRunning; what it ends is not begun again.
+    const bool isFirst = obj->hasBeenRunning == 0;
+    // The teardown clears hasBeenRunning, but only after it has marked the instance: looked at in
+    // this order, what it ends is not begun again.
     if (obj->endFlag != 0 || obj->isAlreadyDeleted != 0) return;
     // A failed announcement has made its report; RUN has not been handled, so STOP makes no second
     // one.
-    const bool isFirst = obj->hasBeenRunning == 0;
     if (isFirst && !announceVersion(obj)) return;
     if (obj->watchdogStartPending == eFLAG_TRUE) {
         trace(obj, eTRACECLASS_VERBOSE, "protocol handler: watchdog pending true; starting now.");

@@ -165,7 +165,7 @@ TEST_F(Ends, WithSupervisionInTheMiddleOfEveryPacket) {
 
 TEST_F(Ends, AfterASlowPhoneNothingIsMissing) {
     const std::size_t length = recording().size();
-    for (const std::size_t piece : {1, 2, 7}) {
+    for (const std::size_t piece : {1U, 2U, 7U}) {
         SCOPED_TRACE("pieces of " + std::to_string(piece));
         const Library library;
         Player player(recording(), {.piece = piece, .keepsPackets = false});

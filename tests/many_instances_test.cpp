@@ -36,6 +36,11 @@ Bytes picture(unsigned owner, unsigned round) {
     return Bytes(std::size_t{side * side * 4}, static_cast<std::uint8_t>(owner * 7 + round));
 }
 
+/** A number of 16 bits; the tests' identifiers need no more. */
+unsigned wordAt(const Bytes& bytes, std::size_t at) {
+    return unsigned{bytes[at]} | unsigned{bytes[at + 1]} << 8U;
+}
+
 /** What the phone of an instance says, one packet for each read. */
 std::vector<Bytes> script(unsigned owner) {
     std::vector<Bytes> packets = handshakePackets();
@@ -129,13 +134,13 @@ class Unit {
         const Bytes packet(buffer, buffer + size);
         self.sent[packet[0]].fetch_add(1, relaxed);
         if (packet[0] == 67 && packet[9] == 3) self.checkBlock(packet);
-        const bool isOwn = packet[0] != 59 || (packet[9] | packet[10] << 8) / 1000U == self.owner;
+        const bool isOwn = packet[0] != 59 || wordAt(packet, 9) / 1000 == self.owner;
         if (!isOwn) self.wrong.fetch_add(1, relaxed);
     }
 
     /** The own block is the own one; the shared one is anybody's, but whole. */
     void checkBlock(const Bytes& packet) {
-        const unsigned identifier = packet[10] | packet[11] << 8U;
+        const unsigned identifier = wordAt(packet, 10);
         const Bytes data(packet.begin() + 14, packet.end());
         if (data.empty() || data != Bytes(16U + data[0], data[0])) {
             wrong.fetch_add(1, relaxed);

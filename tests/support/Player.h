@@ -7,6 +7,7 @@
 #ifndef QUARLO_TESTS_PLAYER_H
 #define QUARLO_TESTS_PLAYER_H
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -132,9 +133,15 @@ class Player : public Host {
         }
     }
 
-    /** Stays in the host's code until it is released or cancelled. */
+    /**
+     * Stays in the host's code until it is released or cancelled. Told is it where no cancellation
+     * can come: who waits for it may cancel at once, and a notification must not be torn.
+     */
     void stay() {
+        int former = 0;
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &former);
         finish();
+        pthread_setcancelstate(former, nullptr);
         while (!isReleased) usleep(1000);
     }
 

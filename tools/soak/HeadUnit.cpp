@@ -30,9 +30,12 @@ int distance(const phone::PixelLayout& layout, const std::vector<std::uint8_t>& 
     }
     const bool isLittle = layout.order == ePIXELENDIANESS_LittleEndian;
     const std::size_t low = isLittle ? 0 : 1;
+    const auto pixel = [&](const UInt8* at) {
+        return unsigned{at[low]} | unsigned{at[1 - low]} << 8U;
+    };
     for (std::size_t i = 0; i + 1 < a.size(); i += 2) {
-        const auto left = colours(a[i + low] | a[i + 1 - low] << 8U);
-        const auto right = colours(b[i + low] | b[i + 1 - low] << 8U);
+        const auto left = colours(pixel(a.data() + i));
+        const auto right = colours(pixel(b + i));
         for (std::size_t c = 0; c < 3; ++c) most = std::max(most, std::abs(left[c] - right[c]));
     }
     return most;

@@ -189,5 +189,10 @@ int soak(int argc, char** argv) {
 }  // namespace quarlo::soak
 
 int main(int argc, char** argv) {
-    return quarlo::soak::soak(argc, argv);
+    try {
+        return quarlo::soak::soak(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "quarlo-soak: FAILED: %s\n", error.what());
+        return 1;
+    }
 }

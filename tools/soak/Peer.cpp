@@ -182,9 +182,11 @@ void Peer::sendNumbered() {
     }
     if (random.oneIn(2)) {
         const std::string digits = std::to_string(number);
-        std::vector<std::uint8_t> text = {eSTRINGENCODING_UTF8,
-                                          static_cast<std::uint8_t>(digits.size()), 0};
-        text.insert(text.end(), digits.begin(), digits.end());
+        constexpr std::size_t head = 3;
+        std::vector<std::uint8_t> text(head + digits.size());
+        text[0] = eSTRINGENCODING_UTF8;
+        text[1] = static_cast<std::uint8_t>(digits.size());
+        std::copy(digits.begin(), digits.end(), text.begin() + head);
         return sendCustom(eCUSTOMDATAEVENT_String, eSERVERCUSTOMDATASTRINGTYPE_BTName, text);
     }
     sendCustom(eCUSTOMDATAEVENT_Raw, eSERVERCUSTOMDATARAWTYPE_StoreHost | 1,
