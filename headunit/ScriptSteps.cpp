@@ -9,7 +9,7 @@ namespace {
 
 using Deed = std::function<eReturnCode(HeadUnit&)>;
 
-constexpr unsigned defaultPatience = 5000;
+constexpr unsigned defaultPatience = 15000;
 
 Act once(Deed deed) {
     return Act{{{0, std::move(deed)}}};

@@ -82,6 +82,7 @@ check_outside plugins "0"
 check_outside links "0 api links"
 check_outside phone "0 2 api"
 check_outside headunit "0 2 api links"
+check_outside display "0 api"
 
 echo "layers: $(wc -w <<<"$files") files of src/ checked, $problems problems"
 [ "$problems" -eq 0 ]
