@@ -10,8 +10,11 @@ find_package(Threads REQUIRED)
 find_program(QUARLO_CCACHE ccache DOC "Compiler cache; empty to compile without one")
 mark_as_advanced(QUARLO_CCACHE)
 if(QUARLO_CCACHE)
-  set(CMAKE_C_COMPILER_LAUNCHER ${QUARLO_CCACHE})
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${QUARLO_CCACHE})
+  # Paths relative to the tree: another clone finds what this one has compiled.
+  set(launcher ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1
+    ${QUARLO_CCACHE})
+  set(CMAKE_C_COMPILER_LAUNCHER ${launcher})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${launcher})
 endif()
 
 add_library(quarlo_compile_options INTERFACE)

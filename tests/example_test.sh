@@ -3,20 +3,10 @@
 # the phone ends, one that the user interrupts, and one that the phone refuses.
 set -uo pipefail
 
-host=$1 phone_program=$2
-work=$(mktemp -d)
-phone=
-finish() {
-    [ -z "$phone" ] || kill "$phone" 2>/dev/null
-    rm -rf "$work"
-}
-trap finish EXIT
+# shellcheck source=tests/support/programs.sh
+. "$(dirname "$0")/support/programs.sh"
 
-fail() {
-    echo "example_test: $*" >&2
-    cat "$work"/*.log >&2
-    exit 1
-}
+program=$1 phone_program=$2
 
 # start OPTIONS...: a phone with these options and the host in the background.
 start() {
@@ -24,21 +14,17 @@ start() {
     "$phone_program" --listen 127.0.0.1:0 --port-file "$work/port" --once --max-seconds 60 "$@" \
         >"$work/phone.log" 2>&1 &
     phone=$!
-    for ((i = 0; i < 600; ++i)); do
-        [ ! -s "$work/port" ] || break
-        kill -0 "$phone" 2>/dev/null || fail "the phone does not listen"
-        sleep 0.05
-    done
-    "$host" 127.0.0.1 "$(cat "$work/port")" >"$work/host.log" 2>&1 &
-    host_id=$!
+    eventually "the phone does not listen" test -s "$work/port"
+    "$program" 127.0.0.1 "$(cat "$work/port")" >"$work/host.log" 2>&1 &
+    host=$!
 }
 
 # ends STATUS TEXT: how the host ends and what it says.
 ends() {
-    wait "$host_id"
+    wait "$host"
     local status=$?
     wait "$phone"
-    phone=
+    host='' phone=''
     [ "$status" -eq "$1" ] || fail "the host ended with status $status instead of $1"
     grep -qE -- "$2" "$work/host.log" || fail "the host does not say '$2'"
 }
@@ -47,11 +33,8 @@ start --drop-after-frames 5
 ends 0 '^minimal_host: 5 updates, [1-9][0-9]* pixels$'
 
 start --stall frames --verbose
-for ((i = 0; i < 600; ++i)); do
-    ! grep -q FramebufferUpdateRequest "$work/phone.log" || break
-    sleep 0.05
-done
-kill -INT "$host_id"
+eventually "no frame is asked for" grep -q FramebufferUpdateRequest "$work/phone.log"
+kill -INT "$host"
 ends 1 '^minimal_host: 0 updates'
 
 start --refuse init

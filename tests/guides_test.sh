@@ -4,14 +4,10 @@
 # understood by the phone.
 set -uo pipefail
 
+# shellcheck source=tests/support/programs.sh
+. "$(dirname "$0")/support/programs.sh"
+
 examples=$1 phone_program=$2
-work=$(mktemp -d)
-phone=
-finish() {
-    [ -z "$phone" ] || kill "$phone" 2>/dev/null
-    rm -rf "$work"
-}
-trap finish EXIT
 
 fail() {
     echo "guides_test: $program: $*" >&2
@@ -28,12 +24,7 @@ phone() {
     "$phone_program" --listen 127.0.0.1:0 --port-file "$work/port" --max-seconds 240 --verbose "$@" \
         >"$work/log" 2>&1 &
     phone=$!
-    for ((i = 0; i < 600; ++i)); do
-        [ ! -s "$work/port" ] || return 0
-        kill -0 "$phone" 2>/dev/null || break
-        sleep 0.05
-    done
-    fail "the phone does not listen"
+    eventually "the phone does not listen" test -s "$work/port"
 }
 
 # session PROGRAM: what both sides say from here on is its.

@@ -2,40 +2,21 @@
 # links_example_test.sh BUILD: the programs of docs/links.md against the phone program.
 set -uo pipefail
 
-build=$1
-work=$(mktemp -d)
-phone='' host=''
-finish() {
-    for process in $phone $host; do kill "$process" 2>/dev/null; done
-    rm -rf "$work"
-}
-trap finish EXIT
+# shellcheck source=tests/support/programs.sh
+. "$(dirname "$0")/support/programs.sh"
 
-fail() {
-    echo "links_example_test: $*" >&2
-    tail -n 40 "$work"/*.log >&2
-    exit 1
-}
+build=$1
 
 # until_said COUNT TEXT FILE: waits until so many lines of the log have the text.
-until_said() {
-    for ((i = 0; i < 600; ++i)); do
-        [ "$(grep -cE -- "$2" "$work/$3" 2>/dev/null)" -lt "$1" ] || return 0
-        sleep 0.05
-    done
-    fail "$3 does not say '$2' $1 times"
-}
+said() { [ "$(grep -cE -- "$2" "$work/$3")" -ge "$1" ]; }
+until_said() { eventually "$3 does not say '$2' $1 times" said "$@"; }
 
 start_phone() {
     rm -f "$work/socket"
     "$build/phone/quarlo-phone" --unix "$work/socket" --once --max-seconds 60 "$@" \
         >"$work/phone.log" 2>&1 &
     phone=$!
-    for ((i = 0; i < 600; ++i)); do
-        [ ! -S "$work/socket" ] || return 0
-        sleep 0.05
-    done
-    fail "the phone does not listen"
+    eventually "the phone does not listen" test -S "$work/socket"
 }
 
 # The session finds no phone, then one that goes, then another one.

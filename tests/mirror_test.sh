@@ -6,6 +6,8 @@
 #   mirror_test.sh BUILD fails TEXT PHONE-OPTIONS -- HEADUNIT-OPTIONS
 #       the head unit ends with status 1 and one line on standard error that has TEXT
 set -uo pipefail
+# shellcheck source=tests/support/programs.sh
+. "$(dirname "$0")/support/programs.sh"
 
 build=$1 mode=$2 expected=$3
 shift 3
@@ -16,32 +18,14 @@ while [ "$1" != -- ]; do
 done
 shift
 
-work=$(mktemp -d)
-phone=
-finish() {
-    [ -z "$phone" ] || kill "$phone" 2>/dev/null
-    rm -rf "$work"
-}
-trap finish EXIT
-
-fail() {
-    echo "mirror_test: $*" >&2
-    cat "$work"/*.log "$work"/errors >&2
-    exit 1
-}
-
 "$build/phone/quarlo-phone" --listen 127.0.0.1:0 --port-file "$work/port" --once --seed 1 \
     --clock 12:00:00 --max-seconds 60 --dump-frames "$work/phone" "${phone_options[@]}" \
     >"$work/phone.log" 2>&1 &
 phone=$!
-for ((i = 0; i < 600; ++i)); do
-    [ ! -s "$work/port" ] || break
-    kill -0 "$phone" 2>/dev/null || fail "the phone does not listen"
-    sleep 0.05
-done
+eventually "the phone does not listen" test -s "$work/port"
 
 "$build/headunit/quarlo-headunit" --connect "127.0.0.1:$(cat "$work/port")" \
-    --output "$work/headunit" "$@" >"$work/headunit.log" 2>"$work/errors"
+    --output "$work/headunit" "$@" >"$work/headunit.log" 2>"$work/errors.log"
 status=$?
 # The phone writes an update's picture after it has sent the update: only its end is the end of them.
 wait "$phone"
@@ -50,7 +34,7 @@ phone=
 case $mode in
     pictures)
         [ "$status" -eq 0 ] || fail "the head unit ended with status $status"
-        [ ! -s "$work/errors" ] || fail "the head unit complained"
+        [ ! -s "$work/errors.log" ] || fail "the head unit complained"
         [ "$(find "$work/headunit" -name '*.png' | wc -l)" -eq "$expected" ] ||
             fail "not $expected pictures"
         "$build/tools/quarlo-compare" "$work/phone" phone-%04d.png "$work/headunit" \
@@ -58,8 +42,8 @@ case $mode in
         ;;
     fails)
         [ "$status" -eq 1 ] || fail "the head unit ended with status $status instead of 1"
-        [ "$(wc -l <"$work/errors")" -eq 1 ] || fail "not one line on standard error"
-        grep -qF -- "$expected" "$work/errors" || fail "nothing says '$expected'"
+        [ "$(wc -l <"$work/errors.log")" -eq 1 ] || fail "not one line on standard error"
+        grep -qF -- "$expected" "$work/errors.log" || fail "nothing says '$expected'"
         ;;
     *) fail "no mode '$mode'" ;;
 esac

@@ -2,33 +2,12 @@
 # reconnect_test.sh BUILD SCENARIO: the head unit program with phones that go, come again, or never were
 # there. The scenarios are the functions below the helpers.
 set -uo pipefail
+# shellcheck source=tests/support/programs.sh
+. "$(dirname "$0")/support/programs.sh"
 
 build=$1 scenario=$2
 headunit=$build/headunit/quarlo-headunit
-work=$(mktemp -d)
-phone='' unit='' status=''
-finish() {
-    for process in $phone $unit; do kill "$process" 2>/dev/null; done
-    rm -rf "$work"
-}
-trap finish EXIT
-
-fail() {
-    echo "reconnect_test: $*" >&2
-    tail -n 50 "$work"/*.log "$work/errors" >&2
-    exit 1
-}
-
-# eventually WHAT COMMAND...: until the command succeeds.
-eventually() {
-    local what=$1
-    shift
-    for ((i = 0; i < 600; ++i)); do
-        ! "$@" 2>/dev/null || return 0
-        sleep 0.05
-    done
-    fail "$what"
-}
+status=''
 
 # start_phone OPTIONS...: on the socket, which then exists, or on the port of the first one.
 listen=(--listen 127.0.0.1:0)
@@ -52,7 +31,7 @@ phone_leaves() {
 }
 
 start_unit() {
-    "$headunit" --size 321x203 --init-timeout 0 "$@" >"$work/headunit.log" 2>"$work/errors" &
+    "$headunit" --size 321x203 --init-timeout 0 "$@" >"$work/headunit.log" 2>"$work/errors.log" &
     unit=$!
 }
 # ends STATUS [TEXT]: how the head unit ends, and what its one line on standard error says.
@@ -61,8 +40,8 @@ ends() {
     status=$?
     unit=''
     [ "$status" -eq "$1" ] || fail "the head unit ended with status $status instead of $1"
-    [ "$(wc -l <"$work/errors")" -eq $(($# - 1)) ] || fail "not $(($# - 1)) lines on standard error"
-    [ $# -eq 1 ] || grep -qF -- "$2" "$work/errors" || fail "standard error does not say '$2'"
+    [ "$(wc -l <"$work/errors.log")" -eq $(($# - 1)) ] || fail "not $(($# - 1)) lines on standard error"
+    [ $# -eq 1 ] || grep -qF -- "$2" "$work/errors.log" || fail "standard error does not say '$2'"
 }
 # says COUNT PATTERN: so many lines of the log.
 says() {

@@ -15,41 +15,19 @@ if [ "${QUARLO_WINDOW_TEST-}" != inside ]; then
     exec timeout 290 xvfb-run -a -s "-screen 0 1600x1000x24 -nolisten tcp" "$0" "$@"
 fi
 
+# shellcheck source=tests/support/programs.sh
+. "$(dirname "$0")/support/programs.sh"
+
 build=$1 pictures=${2-}
-work=$(mktemp -d)
-phone='' unit=''
-finish() {
-    for process in $phone $unit; do kill "$process" 2>/dev/null; done
-    rm -rf "$work"
-}
-trap finish EXIT
+listen=(--listen 127.0.0.1:0) connect=()
 
-fail() {
-    echo "window_test: $*" >&2
-    tail -n 40 "$work"/unit.log "$work"/phone.log "$work"/errors.log | cut -c 1-240 >&2
-    exit 1
-}
-
-# await WHAT COMMAND...: until the command succeeds
-await() {
-    local what=$1 i
-    shift
-    for ((i = 0; i < 400; ++i)); do
-        ! "$@" >/dev/null 2>&1 || return 0
-        sleep 0.05
-    done
-    fail "$what"
-}
-
-listen=(--listen 127.0.0.1:0)
-connect=()
 # begin_phone OPTIONS...: a phone that waits for a head unit
 begin_phone() {
     rm -f "$work/port" "$work/phone.log"
     timeout 280 "$build/phone/quarlo-phone" "${listen[@]}" --port-file "$work/port" --seed 1 \
         --clock 12:00:00 --verbose "$@" >"$work/phone.log" 2>&1 &
     phone=$!
-    await "the phone does not listen" test -s "$work/port"
+    eventually "the phone does not listen" test -s "$work/port"
     connect=("${listen[@]}")
     [ "${listen[0]}" = --unix ] || connect=(--connect "127.0.0.1:$(cat "$work/port")")
 }
@@ -80,14 +58,14 @@ click() {
     xdotool click 1
 }
 
-phone_got() { await "the phone did not get: $1" grep -qE -- "<- .*$1" "$work/phone.log"; }
+phone_got() { eventually "the phone did not get: $1" grep -qE -- "<- .*$1" "$work/phone.log"; }
 times() { [ "$(grep -cE -- "<- .*$2" "$work/phone.log")" -eq "$1" ]; }
 touched() { phone_got "TouchType=$1 \([A-Za-z]+\), PositionX=$2, PositionY=$3, UniqueID=1"; }
 
 picture() {
     rm -f "$work/window.png"
     xdotool key p
-    await "there is no picture of the window" test -s "$work/window.png"
+    eventually "there is no picture of the window" test -s "$work/window.png"
     [ -z "$pictures" ] || cp "$work/window.png" "$pictures/$1.png"
 }
 
@@ -96,7 +74,7 @@ picture() {
 # The window is 300 wider than the phone's screen.
 begin_phone
 begin_unit --window --size 800x480 --window-screenshot "$work/window.png"
-await "no frames" grep -q "end of update 3" "$work/unit.log"
+eventually "no frames" grep -q "end of update 3" "$work/unit.log"
 focus "quarlo head unit"
 
 click 400 240
@@ -110,32 +88,32 @@ point 10 20
 touched 3 10 20
 # Outside of the window, with the button still down.
 xdotool mousemove 5 5
-await "the finger stays down" times 2 "TouchType=2"
+eventually "the finger stays down" times 2 "TouchType=2"
 xdotool mouseup 1
 
 xdotool key n
 phone_got "DayNightMode.*Value=0"
 xdotool key n Escape
 phone_got "Softkey.*Back"
-await "the softkey stays pressed" times 2 SoftkeyEvent
+eventually "the softkey stays pressed" times 2 SoftkeyEvent
 # Apps of the phone that want something: it is opened, its first row is touched.
 for wish in "229 audio Request" "571 navigate" "63 call"; do
     click "${wish%% *}" 393
     click 150 118
-    await "the phone does not want: ${wish#* }" grep -q "CALL  ${wish#* }" "$work/unit.log"
+    eventually "the phone does not want: ${wish#* }" grep -q "CALL  ${wish#* }" "$work/unit.log"
     xdotool key Home
 done
 picture small
 
 xdotool windowsize --sync "$window" 980 540
 phone_got "SetFrameSize.*ScreenWidth=680, ScreenHeight=540"
-await "no frame of the new size" grep -qE "of 680 x 540," "$work/unit.log"
+eventually "no frame of the new size" grep -qE "of 680 x 540," "$work/unit.log"
 click 679 539
 touched 1 679 539
 xdotool key Home
 click 340 290
 touched 2 340 290
-await "not as many touches as were made" times 10 "TouchType=1"
+eventually "not as many touches as were made" times 10 "TouchType=1"
 picture large
 picture large
 xdotool key q
@@ -144,11 +122,11 @@ the_end "$unit" 0
 
 # Without its phone the window stays, until it is closed.
 begin_unit --window --size 640x400 --window-screenshot "$work/window.png"
-await "no frames" grep -q "end of update 3" "$work/unit.log"
+eventually "no frames" grep -q "end of update 3" "$work/unit.log"
 focus "quarlo head unit"
 kill "$phone"
 the_end "$phone" 0
-await "nobody noticed" grep -q "closed the connection" "$work/errors.log"
+eventually "nobody noticed" grep -q "closed the connection" "$work/errors.log"
 picture gone
 xdotool key q
 the_end "$unit" 1
@@ -157,11 +135,11 @@ the_end "$unit" 1
 listen=(--unix "$work/phone")
 begin_phone
 begin_unit --window --size 640x400 --reconnect
-await "no frames" grep -q "end of update 3" "$work/unit.log"
+eventually "no frames" grep -q "end of update 3" "$work/unit.log"
 focus "quarlo head unit"
 kill "$phone"
 the_end "$phone" 0
-await "nobody tries again" grep -q "next try" "$work/unit.log"
+eventually "nobody tries again" grep -q "next try" "$work/unit.log"
 xdotool key v
 begin_phone
 phone_got "SetFrameSize.*ScreenWidth=640, ScreenHeight=400"
@@ -178,7 +156,7 @@ begin_phone --window --size 800x480
 focus "quarlo phone"
 click 314 395
 mkdir "$work/touched" "$work/opened"
-await "the touch opened no app" "$build/headunit/quarlo-headunit" --quiet --frames 1 \
+eventually "the touch opened no app" "$build/headunit/quarlo-headunit" --quiet --frames 1 \
     "${connect[@]}" --size 800x480 --output "$work/touched"
 kill "$phone"
 the_end "$phone" 0

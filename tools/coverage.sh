@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 # Objects of another clone are of use whatever directory this one is in.
-export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1 LC_ALL=C.UTF-8
+export LC_ALL=C.UTF-8
 
 lines=95
 branches=85

@@ -18,7 +18,6 @@ esac
 targets=("$@")
 [ "$#" -ne 0 ] || targets=(dispatch packet session plugins api)
 
-export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
 export UBSAN_OPTIONS=print_stacktrace=1
 cmake --preset fuzz && cmake --build --preset fuzz -j 2 || exit 1
 

@@ -1,0 +1,29 @@
+# Sourced by the tests of whole programs: a directory for their files, an end that leaves no process behind,
+# and waiting. Programs that run are in phone, unit and host; their logs are work/*.log.
+# shellcheck shell=bash
+
+work=$(mktemp -d)
+phone='' unit='' host=''
+finish() {
+    local process
+    for process in $phone $unit $host; do kill "$process" 2>/dev/null; done
+    rm -rf "$work"
+}
+trap finish EXIT
+
+fail() {
+    echo "${0##*/}: $*" >&2
+    tail -n 60 "$work"/*.log 2>/dev/null | cut -c 1-240 >&2
+    exit 1
+}
+
+# eventually WHAT COMMAND...: waits until the command succeeds; WHAT is wrong if it never does.
+eventually() {
+    local what=$1 i
+    shift
+    for ((i = 0; i < 600; ++i)); do
+        ! "$@" >/dev/null 2>&1 || return 0
+        sleep 0.05
+    done
+    fail "$what"
+}
