@@ -19,6 +19,7 @@ struct quarloLink {
     bool isSerial = false;
     std::uint32_t baudRate = 0;  // 0: so fast that it does not matter
     std::atomic<std::uint32_t> sendLimit{5000};
+    std::int64_t unacknowledgedSince = 0;  // receiver only; 0: nothing is
     std::atomic<bool> isStopped{false};
     std::atomic<bool> isStopSeen{false};  // the receiver has returned 0 for the stop
     std::atomic<bool> isBroken{false};
