@@ -77,7 +77,8 @@ TEST(HostStore, AFileKeepsTheLastingBlocks) {
     HostStore next(file);
     EXPECT_EQ(kept(next, 0x123), first);
     EXPECT_EQ(kept(next, 2), second);
-    for (const UInt16 gone : {UInt16{3}, UInt16{4}}) EXPECT_EQ(kept(next, gone), std::vector<UInt8>());
+    for (const UInt16 gone : {UInt16{3}, UInt16{4}})
+        EXPECT_EQ(kept(next, gone), std::vector<UInt8>());
 
     std::filesystem::resize_file(file, std::filesystem::file_size(file) - 1);
     HostStore cut(file);

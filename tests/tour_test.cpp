@@ -118,14 +118,14 @@ TEST(Tour, EveryStepWasPlayedAndNothingWentWrong) {
 
 TEST(Tour, TheHeadUnitIsToldExactlyThis) {
     const char* const told[] = {
-        "phone \"quarlo phone\" on \"Linux\", launcher \"6f1c7a52-3d0e-4b8e-9a54-0c2b7de1f3a8\", "
-        "can "
-        "EnableAudioHandling,EnableAppStart",
+        ("phone \"quarlo phone\" on \"Linux\", launcher \"6f1c7a52-3d0e-4b8e-9a54-0c2b7de1f3a8\", "
+         "can "
+         "EnableAudioHandling,EnableAppStart"),
         "softkeys Home Back Menu Search",
         "apps 9",
-        "app \"quarlo://app/voice\" \"Assistant\" icon 8 by \"quarlo\": \"Assistant of the "
-        "simulated "
-        "phone\" Executable language eng categories 1",
+        ("app \"quarlo://app/voice\" \"Assistant\" icon 8 by \"quarlo\": \"Assistant of the "
+         "simulated "
+         "phone\" Executable language eng categories 1"),
         "icon \"quarlo://app/music\" icon 3, 65536 bytes, written to icon-3.png",
         "app-started \"quarlo://app/pictures\" Success",
         "app-started \"quarlo://app/nothing\" NotInstalled",
@@ -137,12 +137,12 @@ TEST(Tour, TheHeadUnitIsToldExactlyThis) {
         "call \"+4615550101\" \"Ada Lindqvist\"",
         "call-status on",
         "call-status off",
-        "navigate \"Home\" Both longitude 11.576124 latitude 48.137154 country \"Germany\", zip "
-        "\"80331\", "
-        "city \"München\", street \"Seestraße\", number \"7\"",
+        ("navigate \"Home\" Both longitude 11.576124 latitude 48.137154 country \"Germany\", zip "
+         "\"80331\", "
+         "city \"München\", street \"Seestraße\", number \"7\""),
         "navigate \"Lake view point\" PositionOnly longitude 11.100000 latitude 48.200000",
-        "navigate \"Paper Lantern Café\" PlacemarkOnly country \"France\", zip \"67000\", city "
-        "\"Strasbourg\", street \"Rue du Lac\", number \"3\"",
+        ("navigate \"Paper Lantern Café\" PlacemarkOnly country \"France\", zip \"67000\", city "
+         "\"Strasbourg\", street \"Rue du Lac\", number \"3\""),
         "audio Request 1 Announcement",
         "audio Release 1 Announcement",
         "audio Request 2 Main",
@@ -193,8 +193,8 @@ TEST(Tour, EveryPacketThatExistsTravelled) {
 
 TEST(Tour, ThePhoneIsToldExactlyThis) {
     const char* const told[] = {
-        "PositionInformation, 77 bytes: "
-        "NMEA=\"$GPGGA,123519,4808.230,N,01134.600,E,1,08,0.9,545.4,M,46.9,M,,*46\"",
+        ("PositionInformation, 77 bytes: "
+         "NMEA=\"$GPGGA,123519,4808.230,N,01134.600,E,1,08,0.9,545.4,M,46.9,M,,*46\""),
         "ClientSettings, 12 bytes: arrLanguage=\"deu\"",
         "SetBlockMode, 10 bytes: ModeToSet=2 (DenyAll)",
         "PhoneCallStatusResponse, 10 bytes: Status=3 (Active)",
