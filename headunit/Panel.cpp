@@ -71,7 +71,8 @@ std::string stateOf(const Status& status) {
 
 double keysHeight(const PanelContent& content) {
     const std::size_t count = keys.size() - (content.writesShots ? 0 : 1);
-    return headingHeight + static_cast<double>((count + 1) / 2) * rowHeight;
+    const std::size_t rows = (count + 1) / 2;
+    return headingHeight + static_cast<double>(rows) * rowHeight;
 }
 
 }  // namespace

@@ -68,8 +68,10 @@ Surface drawSheet(const std::vector<Entry>& entries) {
     cairo_paint(cr.get());
     for (int i = 0; i < count; ++i) {
         const Entry& entry = entries[static_cast<std::size_t>(i)];
-        const double x = gap + i % columns * (cellWidth + gap);
-        const double y = gap + i / columns * (cellHeight + captionHeight + gap);
+        const int column = i % columns;
+        const int row = i / columns;
+        const double x = gap + column * (cellWidth + gap);
+        const double y = gap + row * (cellHeight + captionHeight + gap);
         drawPicture(cr.get(), entry.picture.get(), x, y);
         drawCaption(cr.get(), entry.name, x, y);
     }
