@@ -83,6 +83,9 @@ class Exact {
     void* block;
 };
 
+/** What a target does with an input; each defines its own. */
+void play(Input& in);
+
 }  // namespace quarlo::fuzz
 
 extern "C" {

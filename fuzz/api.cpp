@@ -370,10 +370,9 @@ void Play::run() {
 }
 
 }  // namespace
-}  // namespace quarlo::fuzz
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    quarlo::fuzz::Input in(data, size);
-    quarlo::fuzz::Play(in).run();
-    return 0;
+void play(Input& in) {
+    Play(in).run();
 }
+
+}  // namespace quarlo::fuzz

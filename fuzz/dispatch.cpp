@@ -50,6 +50,8 @@ void dispatch(quarlo_CoreInstance* obj, Span received) {
     require(used <= bytes.size() + 1, "the dispatcher advanced far behind the end");
 }
 
+}  // namespace
+
 void play(Input& in) {
     const Setup setup(in);
     const Library library(!setup.has(Setup::NoPlugins));
@@ -69,11 +71,4 @@ void play(Input& in) {
     subject.remove();
 }
 
-}  // namespace
 }  // namespace quarlo::fuzz
-
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    quarlo::fuzz::Input in(data, size);
-    quarlo::fuzz::play(in);
-    return 0;
-}

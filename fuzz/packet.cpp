@@ -146,11 +146,10 @@ void play(std::uint8_t type, Span payload) {
 }
 
 }  // namespace
-}  // namespace quarlo::fuzz
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    quarlo::fuzz::Input in(data, size);
+void play(Input& in) {
     const std::uint8_t type = in.u8();
-    quarlo::fuzz::play(type, in.rest());
-    return 0;
+    play(type, in.rest());
 }
+
+}  // namespace quarlo::fuzz

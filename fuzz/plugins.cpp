@@ -97,6 +97,8 @@ void scale(scaleFunction call, Input& in) {
     look(result.data(), result.size());
 }
 
+}  // namespace
+
 void play(Input& in) {
     static const decompressionFunction jpeg = decompressor("libQUARLO-Decomp00.so");
     static const decompressionFunction zlib = decompressor("libQUARLO-Decomp01.so");
@@ -117,11 +119,4 @@ void play(Input& in) {
     refuseAllocation(0);
 }
 
-}  // namespace
 }  // namespace quarlo::fuzz
-
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    quarlo::fuzz::Input in(data, size);
-    quarlo::fuzz::play(in);
-    return 0;
-}

@@ -44,6 +44,8 @@ class Talkative : public Subject {
     Input& in;
 };
 
+}  // namespace
+
 void play(Input& in) {
     const Setup setup(in);
     const Library library(!setup.has(Setup::NoPlugins));
@@ -59,11 +61,4 @@ void play(Input& in) {
     subject.remove();
 }
 
-}  // namespace
 }  // namespace quarlo::fuzz
-
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    quarlo::fuzz::Input in(data, size);
-    quarlo::fuzz::play(in);
-    return 0;
-}

@@ -17,7 +17,10 @@ class Fence {
 
     /** Something was sent that the phone acknowledges. */
     void sent() { ++sentCount; }
-    void acknowledged() { ++acknowledgedCount; }
+    /** One that comes after it was given up counts for nothing. */
+    void acknowledged() {
+        if (acknowledgedCount < sentCount) ++acknowledgedCount;
+    }
 
     bool isUp() const { return begin.has_value(); }
     /** What was sent last is what is waited for. */

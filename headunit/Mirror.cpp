@@ -10,7 +10,8 @@
 namespace quarlo::headunit {
 namespace {
 
-constexpr int drainMilliseconds = 20;
+// An acknowledgement wakes the main thread; this is for one that does not come.
+constexpr int fenceMilliseconds = 100;
 
 // The library decodes every frame by its present settings, and of those on their way nobody can say
 // which was drawn when.
@@ -167,7 +168,7 @@ double Mirror::secondsLeft() const {
 }
 
 int Mirror::waitMilliseconds() const {
-    if (!changes.empty()) return drainMilliseconds;
+    if (!changes.empty()) return fenceMilliseconds;
     double left = options.seconds == 0 ? 1e6 : secondsLeft();
     const bool isDue = isRunning && runner != nullptr && runner->wake();
     if (isDue) {

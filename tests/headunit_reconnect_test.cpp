@@ -58,6 +58,7 @@ TEST(Fence, APhoneThatAcknowledgesNothingIsNotWaitedForForEver) {
     EXPECT_EQ(fence.look(2.9), Line::Busy);
     EXPECT_EQ(fence.look(3.1), Line::Overdue);
     fence.lower();
+    fence.acknowledged();  // at last
     fence.sent();
     fence.raise(10);
     EXPECT_EQ(fence.look(10), Line::Busy) << "a new wait has its own time";
