@@ -50,7 +50,9 @@ mirror mirror -- --frames "$frames"
 echo "demo: $frames of $frames pictures are equal: $out/mirror"
 
 echo "demo: 4 of 6: the phone draws a quarter of the pixels, the scaling plug-in enlarges them"
-mirror enlarged --render-percent 50 --compression jpeg -- --frames 3
+mirror enlarged --render-percent 50 --compression jpeg --verbose -- --frames 3
+grep -q 'ScalingPercentageHorizontal=50' "$out/enlarged/phone.log"
+grep -q "rectangle 0 at (0, 0) of ${size%x*} x ${size#*x}," "$out/enlarged/headunit.log"
 echo "demo: $(grep -c 'end of update' "$out/enlarged/headunit.log") updates enlarged to $size: $out/enlarged"
 
 echo "demo: 5 of 6: a tour of every feature"
