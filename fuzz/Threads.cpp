@@ -48,25 +48,16 @@ class Stack {
     void* block;
 };
 
-/** What the library keeps for each thread. */
-struct Identity {
-    ThisThread thread{};
-    const audioSource* source = nullptr;
-};
-
-/** Makes the fuzzing thread pass for another; who it was. */
-Identity exchangeIdentity(const Identity& next) {
-    return {std::exchange(thisThread, next.thread), std::exchange(ownSource, next.source)};
-}
-
 struct Thread {
     void* (*start)(void*);
     void* arguments;
     std::unique_ptr<Stack> stack;
     ucontext_t context{};
-    Identity own;
+    ThisThread own{};
+    void* value = nullptr;
     void* fakeStack = nullptr;
-    bool hasEnded = false;
+    bool isOver = false;    // its function has returned
+    bool hasEnded = false;  // and the library knows
     bool isJoined = false;
     bool isCancelled = false;
     bool canBeCancelled = true;
@@ -75,6 +66,8 @@ struct Thread {
 std::vector<std::unique_ptr<Thread>> all;  // the id is the index plus 1
 std::vector<std::unique_ptr<Stack>> spareStacks;
 Thread* current = nullptr;
+void (*whenEnded)(void* value) = nullptr;
+unsigned turnsSinceEnd = 0;  // of whoever waits
 ucontext_t fuzzing;
 const void* fuzzingStack = nullptr;
 std::size_t fuzzingStackSize = 0;
@@ -91,21 +84,29 @@ void run() {
     __sanitizer_finish_switch_fiber(nullptr, &fuzzingStack, &fuzzingStackSize);
     Thread& thread = *current;
     thread.start(thread.arguments);
-    thread.hasEnded = true;
+    thread.isOver = true;
     leave(thread, nullptr);
 }
 
+/** Tells the library of a thread's end. */
+void end(Thread& thread) {
+    thread.hasEnded = true;
+    turnsSinceEnd = 0;
+    if (thread.value != nullptr) whenEnded(std::exchange(thread.value, nullptr));
+}
+
 void giveTurn(Thread& thread) {
-    if (thread.isCancelled && thread.canBeCancelled) thread.hasEnded = true;
     if (thread.hasEnded) return;
-    const Identity mine = exchangeIdentity(thread.own);
+    if (thread.isCancelled && thread.canBeCancelled) return end(thread);
+    const ThisThread mine = std::exchange(thisThread, thread.own);
     current = &thread;
     void* fakeStack = nullptr;
     __sanitizer_start_switch_fiber(&fakeStack, thread.stack->block, stackSize);
     swapcontext(&fuzzing, &thread.context);
     __sanitizer_finish_switch_fiber(fakeStack, nullptr, nullptr);
     current = nullptr;
-    thread.own = exchangeIdentity(mine);
+    if (thread.isOver) end(thread);
+    thread.own = std::exchange(thisThread, mine);
 }
 
 std::unique_ptr<Stack> takeStack() {
@@ -148,6 +149,7 @@ using namespace quarlo::fuzz;
 using namespace quarlo::fuzz::threads;
 
 extern "C" {
+int __real_quarloThread_key_create(quarloThread_key_t* key, void (*ended)(void* value));
 int __wrap_quarloThread_create(quarloThread_t* id, const quarloThread_attr_t* attributes,
                                void* (*start)(void*), void* arguments);
 int __wrap_quarloThread_join(quarloThread_t id, void** result);
@@ -155,7 +157,11 @@ int __wrap_quarloThread_cancel(quarloThread_t id);
 int __wrap_quarloThread_setcancelstate(int state, int* oldState);
 int __wrap_quarloThread_setcanceltype(int type, int* oldType);
 int __wrap_quarloThread_SetName(const char* name);
-unsigned int __wrap_quarloPosix_sleep(unsigned int seconds);
+int __wrap_quarloThread_cond_wait(quarloThread_cond_t* condition, quarloThread_mutex_t* mutex);
+int __wrap_quarloThread_cond_timedwait(quarloThread_cond_t* condition, quarloThread_mutex_t* mutex,
+                                       const quarloTime_t* deadline);
+int __wrap_quarloThread_key_create(quarloThread_key_t* key, void (*ended)(void* value));
+int __wrap_quarloThread_setspecific(quarloThread_key_t key, void* value);
 void __wrap_quarloPosix_pause(unsigned int amount);
 UInt32 __wrap_quarlo_GetTimestamp();
 
@@ -176,15 +182,12 @@ int __wrap_quarloThread_create(quarloThread_t* id, const quarloThread_attr_t*,
     return 0;
 }
 
+/** Joined is what has recorded its end: nobody ever waits here. */
 int __wrap_quarloThread_join(quarloThread_t id, void**) {
     Thread& thread = threadOf(id);
-    require(&thread != current, "a thread joins itself");
     require(!thread.isJoined, "a thread is joined twice");
+    require(thread.hasEnded, "a thread is joined before its end");
     thread.isJoined = true;
-    for (unsigned turns = 0; !thread.hasEnded; ++turns) {
-        require(turns < patience, "a join waits for a thread that does not end");
-        yield();
-    }
     return 0;
 }
 
@@ -211,10 +214,33 @@ int __wrap_quarloThread_SetName(const char* name) {
     return 0;
 }
 
-unsigned int __wrap_quarloPosix_sleep(unsigned int seconds) {
-    milliseconds += seconds * 1000;
-    yield();
+int __wrap_quarloThread_key_create(quarloThread_key_t* key, void (*ended)(void* value)) {
+    whenEnded = ended;
+    return __real_quarloThread_key_create(key, nullptr);
+}
+
+int __wrap_quarloThread_setspecific(quarloThread_key_t, void* value) {
+    require(current != nullptr, "a record for a thread that is not the library's");
+    current->value = value;
     return 0;
+}
+
+int __wrap_quarloThread_cond_wait(quarloThread_cond_t*, quarloThread_mutex_t* mutex) {
+    require(++turnsSinceEnd < patience, "a wait for a thread that does not end");
+    quarloThread_mutex_unlock(mutex);
+    yield();
+    quarloThread_mutex_lock(mutex);
+    return 0;
+}
+
+/** A deadline comes with the next turn. */
+int __wrap_quarloThread_cond_timedwait(quarloThread_cond_t*, quarloThread_mutex_t* mutex,
+                                       const quarloTime_t*) {
+    quarloThread_mutex_unlock(mutex);
+    milliseconds += 1000;
+    yield();
+    quarloThread_mutex_lock(mutex);
+    return ETIMEDOUT;
 }
 
 void __wrap_quarloPosix_pause(unsigned int amount) {

@@ -10,11 +10,11 @@ namespace {
 
 /** What an answer came to. */
 struct Answer {
-    bool isKnown = false;
+    UInt32 serial = 0;  // of the source; 0 when there is none
     const char* note = nullptr;
     eTraceClass noteClass = eTRACECLASS_INFORMATION;
     bool needsTimer = false;
-    bool hasTimerToJoin = false;
+    RunNumber endedTimer = 0;
     bool ends = false;
 };
 
@@ -27,13 +27,11 @@ void open(audioSource& source, Answer& answer) {
     source.requestPending = eFLAG_FALSE;
     mix(source.type);
     if (source.duration == 0) return;
-    if (source.timeoutRunning == 0 && isOwnTimer(&source)) {
-        // Re-opened from its own time-out: the timer goes on instead of a new one.
-        source.timeoutRunning = eFLAG_TRUE;
-        source.requestThreadEnd = eFLAG_FALSE;
-        source.timerCount = 0;
-    } else if (source.timeoutRunning == 0) {
+    if (source.hasTimer == 0) {
         answer.needsTimer = true;
+    } else if (source.requestThreadEnd != 0) {
+        // Opened again before the timer has left, perhaps in its own callback: no second one.
+        continueAudioTimer(&source);
     } else if (source.status != eAUDIOSTATUS_Suspend) {
         source.timerCount = 0;
     }
@@ -46,7 +44,7 @@ void close(audioSource& source, Answer& answer) {
         return;
     }
     source.requestThreadEnd = eFLAG_TRUE;
-    if (source.duration != 0 || source.timeoutRunning != 0) answer.hasTimerToJoin = true;
+    if (source.hasTimer != 0) answer.endedTimer = source.timerRun;
     mix(eAUDIOTYPE_Silent);
     answer.ends = true;
 }
@@ -82,19 +80,24 @@ Answer answerSource(UInt32 requestID, AudioStatus status) {
     Answer answer;
     audioSource* source = findAudioSource(requestID);
     if (source == nullptr) return answer;
-    answer.isKnown = true;
+    answer.serial = source->serial;
     apply(*source, status, answer);
     return answer;
 }
 
-void startTimer(quarlo_CoreInstance* obj, UInt32 requestID) {
-    joinAudioTimer(requestID);
+audioSource* findSerial(UInt32 requestID, UInt32 serial) {
+    audioSource* source = findAudioSource(requestID);
+    return source != nullptr && source->serial == serial ? source : nullptr;
+}
+
+void startTimer(quarlo_CoreInstance* obj, UInt32 requestID, UInt32 serial) {
+    reapThreads();
     int error = 0;
     quarloThread_t id;
     {
         const Lock library(nullptr);
-        audioSource* source = findAudioSource(requestID);
-        if (source == nullptr || source->timeoutThread != 0) return;
+        audioSource* source = findSerial(requestID, serial);
+        if (source == nullptr || source->hasTimer != 0) return;
         error = startAudioTimer(source);
         id = source->timeoutThread;
     }
@@ -106,18 +109,26 @@ void startTimer(quarlo_CoreInstance* obj, UInt32 requestID) {
     }
 }
 
+/** Lets a timer end that was told to; where waiting is not allowed it does so by itself. */
+void finishTimer(RunNumber run) {
+    if (run == 0) return;
+    wakeThreads();
+    if (!mayWait()) return;
+    waitForEnd(run);
+    reapThreads();
+}
+
 eReturnCode setStatus(quarlo_CoreInstance* obj, UInt32 requestID, AudioStatus status,
                       AudioRequestResultCode reason) {
-    reapAudioSources();
     const Answer answer = answerSource(requestID, status);
-    if (!answer.isKnown) {
+    if (answer.serial == 0) {
         trace(obj, eTRACECLASS_WARNING,
               "    no audio source for request ID found; status call ignored.");
         return eRETURN_NOT_FOUND;
     }
     if (answer.note != nullptr) trace(obj, answer.noteClass, "%s", answer.note);
-    if (answer.needsTimer) startTimer(obj, requestID);
-    if (answer.hasTimerToJoin) joinAudioTimer(requestID);
+    if (answer.needsTimer) startTimer(obj, requestID, answer.serial);
+    finishTimer(answer.endedTimer);
     if (!inRun(obj)) return eRETURN_STATE_NOT_RUN;
     const eReturnCode sent = send<packetClientAudio>(obj, "creation of ClientAudio packet failed.",
                                                      [&](packetClientAudio& packet) {
@@ -125,7 +136,7 @@ eReturnCode setStatus(quarlo_CoreInstance* obj, UInt32 requestID, AudioStatus st
                                                          packet.Status = status;
                                                          packet.ResultCode = reason;
                                                      });
-    if (sent == eRETURN_OKAY && answer.ends) endAudioSource(requestID);
+    if (sent == eRETURN_OKAY && answer.ends) finishTimer(endAudioSource(answer.serial));
     return sent;
 }
 

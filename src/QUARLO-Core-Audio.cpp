@@ -11,33 +11,10 @@ AudioType currentAudioType = eAUDIOTYPE_Ignore;
 
 namespace quarlo {
 
-constinit thread_local const audioSource* ownSource = nullptr;
-
 namespace {
 
-/** Sources that ended on their own timer threads, waiting for their joins; syncLock. */
-genericList endedSources;
-
-/** Reserves the join of a timer that was told to end; the caller holds syncLock. */
-bool claimTimer(audioSource* source) {
-    const bool isToJoin = source->timeoutThread != 0 && source->requestThreadEnd != 0 &&
-                          source->isJoining == 0 && ownSource != source;
-    if (isToJoin) source->isJoining = eFLAG_TRUE;
-    return isToJoin;
-}
-
-/** Joins a claimed timer; frees the source if it has ended meanwhile. */
-void joinClaimed(audioSource* source) {
-    quarloThread_join(source->timeoutThread, nullptr);
-    bool isOrphaned = false;
-    {
-        const Lock library(nullptr);
-        quarlo_ClearThreadID(&source->timeoutThread);
-        source->isJoining = eFLAG_FALSE;
-        isOrphaned = source->isOrphaned != 0;
-    }
-    if (isOrphaned) quarlo_free(source);
-}
+/** The last source's; syncLock. */
+UInt32 lastSerial = 0;
 
 /** After a source has ended: a plain numeric maximum, and not the mixing rule. */
 void recomputeType() {
@@ -48,70 +25,35 @@ void recomputeType() {
     }
 }
 
-/** Moves the sources of an instance, or all, from one list to another. */
-template <class Wanted>
-bool moveSources(genericList& from, genericList& to, Wanted isWanted) {
-    bool isMoved = false;
-    for (auto* at = listGetFirstElement(&from); at != nullptr;) {
-        audioSource* source = audioSourceOf(at);
-        at = at->next == &from.tail ? nullptr : at->next;
-        if (!isWanted(*source)) continue;
-        source->requestThreadEnd = eFLAG_TRUE;
-        listRemoveElement(&from, &source->list);
-        listAppendFresh(&to, &source->list);
-        isMoved = true;
-    }
-    return isMoved;
+/** Frees a source that neither the list nor a timer uses; the caller holds syncLock. */
+void release(audioSource* source) {
+    if (source->isListed == 0 && source->hasTimer == 0) quarlo_free(source);
 }
 
-/** Takes the first source off the list; null when it is empty. */
-audioSource* takeFirst(genericList& sources) {
-    const Lock library(nullptr);
-    auto* first = listGetFirstElement(&sources);
-    if (first != nullptr) listRemoveElement(&sources, first);
-    return audioSourceOf(first);
+/** Takes a source off the list; its timer, if it has one, ends. The caller holds syncLock. */
+void unlist(audioSource* source) {
+    source->requestThreadEnd = eFLAG_TRUE;
+    listRemoveElement(&audioSourceList, &source->list);
+    source->isListed = eFLAG_FALSE;
+    release(source);
 }
 
-/**
- * Takes a source whose timer is at its end off the list; null when there is none. A timer that is
- * still in the callback is left alone: it may wait for a lock that the caller holds.
- */
-audioSource* takeEnded() {
-    const Lock library(nullptr);
-    auto* at = listGetFirstElement(&endedSources);
-    while (at != nullptr && audioSourceOf(at)->isAtEnd == 0) at = listGetNextElement(&endedSources);
-    if (at != nullptr) listRemoveElement(&endedSources, at);
-    return audioSourceOf(at);
-}
-
-/** Waits for the timer of a source that is in no list, and frees it; or leaves that to who waits
- * already. */
-void finish(audioSource* source) {
-    bool hasTimer = false;
-    {
-        const Lock library(nullptr);
-        source->isOrphaned = eFLAG_TRUE;
-        if (source->isJoining != 0) return;
-        hasTimer = claimTimer(source);
-    }
-    if (hasTimer) {
-        joinClaimed(source);
-    } else {
-        quarlo_free(source);
-    }
-}
-
-/** All end flags are set before the first join, so that the timers end at the same time. */
+/** Ends the sources that are wanted. */
 template <class Wanted>
 void endSources(Wanted isWanted) {
-    genericList ending;
-    listInitialize(&ending);
     {
         const Lock library(nullptr);
-        if (moveSources(audioSourceList, ending, isWanted)) recomputeType();
-        moveSources(endedSources, ending, isWanted);
+        bool isAny = false;
+        for (auto* at = listGetFirstElement(&audioSourceList); at != nullptr;) {
+            audioSource* source = audioSourceOf(at);
+            at = at->next == &audioSourceList.tail ? nullptr : at->next;
+            if (!isWanted(*source)) continue;
+            unlist(source);
+            isAny = true;
+        }
+        if (isAny) recomputeType();
     }
-    while (audioSource* source = takeFirst(ending)) finish(source);
+    wakeThreads();
 }
 
 /* ---- the timer ---- */
@@ -132,6 +74,7 @@ Second judgeSecond(audioSource* source) {
     source->timerCount = 0;
     if (source->handle == nullptr) return Second::Goes;
     source->requestThreadEnd = eFLAG_TRUE;
+    source->timeoutRunning = eFLAG_FALSE;
     return Second::Fires;
 }
 
@@ -144,7 +87,6 @@ void fire(audioSource* source) {
     bool isFirst = false;
     {
         const Lock library(nullptr);
-        source->timeoutRunning = eFLAG_FALSE;
         isFirst = std::exchange(source->releasePending, eFLAG_TRUE) == 0;
     }
     if (isFirst) {
@@ -153,17 +95,25 @@ void fire(audioSource* source) {
     }
 }
 
-bool hasEnded(audioSource* source) {
-    const Lock library(nullptr);
-    return source->requestThreadEnd != 0;
-}
-
 void runTimer(audioSource* source) {
-    while (!hasEnded(source)) {
+    quarloTime_t next{};
+    quarlo_GetMonotonicTime(&next);
+    while (source->requestThreadEnd == 0) {
         countSecond(source);
-        sleepOneSecond();
+        quarlo_AddSeconds(&next, 1);
+        sleepUntil(next, source->requestThreadEnd);
         if (judgeSecond(source) == Second::Fires) fire(source);
     }
+}
+
+/** The timer's last question: false when the source was opened again meanwhile. */
+bool leave(audioSource* source) {
+    const Lock library(nullptr);
+    if (source->requestThreadEnd == 0) return false;
+    source->timeoutRunning = eFLAG_FALSE;
+    source->hasTimer = eFLAG_FALSE;
+    release(source);
+    return true;
 }
 
 }  // namespace
@@ -174,55 +124,45 @@ audioSource* findAudioSource(UInt32 requestID) {
     return audioSourceOf(audioSourceList.findElement(&audioSourceList, &probe.list));
 }
 
-bool isOwnTimer(const audioSource* source) {
-    return ownSource == source;
+void listAudioSource(audioSource* source) {
+    if (++lastSerial == 0) ++lastSerial;
+    source->serial = lastSerial;
+    source->isListed = eFLAG_TRUE;
+    listAppendFresh(&audioSourceList, &source->list);
 }
 
 int startAudioTimer(audioSource* source) {
     source->requestThreadEnd = eFLAG_FALSE;
-    source->timeoutRunning = eFLAG_TRUE;
-    source->isAtEnd = eFLAG_FALSE;
     source->timerCount = 0;
-    const int error =
-        quarloThread_create(&source->timeoutThread, nullptr, &quarlo_AudioTimeoutThread, source);
-    if (error != 0) {
-        source->requestThreadEnd = eFLAG_TRUE;
-        source->timeoutRunning = eFLAG_FALSE;
-        quarlo_ClearThreadID(&source->timeoutThread);
-    }
-    return error;
+    const CreatedThread created =
+        createThread(source->handle->threads, &quarlo_AudioTimeoutThread, source);
+    source->timeoutThread = created.id;
+    source->timerRun = created.run;
+    const Flag hasTimer = created.error == 0 ? eFLAG_TRUE : eFLAG_FALSE;
+    source->hasTimer = hasTimer;
+    source->timeoutRunning = hasTimer;
+    if (created.error != 0) source->requestThreadEnd = eFLAG_TRUE;
+    return created.error;
 }
 
-void joinAudioTimer(UInt32 requestID) {
-    audioSource* source = nullptr;
-    {
-        const Lock library(nullptr);
-        source = findAudioSource(requestID);
-        if (source == nullptr || !claimTimer(source)) return;
-    }
-    joinClaimed(source);
+void continueAudioTimer(audioSource* source) {
+    source->timerRun = renumber(source->timerRun);
+    source->timeoutRunning = eFLAG_TRUE;
+    source->requestThreadEnd = eFLAG_FALSE;
+    source->timerCount = 0;
 }
 
-void endAudioSource(UInt32 requestID) {
-    audioSource* source = nullptr;
-    {
-        const Lock library(nullptr);
-        source = findAudioSource(requestID);
-        if (source == nullptr) return;
-        source->requestThreadEnd = eFLAG_TRUE;
-        listRemoveElement(&audioSourceList, &source->list);
-        recomputeType();
-        if (isOwnTimer(source)) {
-            listAppendFresh(&endedSources, &source->list);
-            return;
-        }
+RunNumber endAudioSource(UInt32 serial) {
+    const Lock library(nullptr);
+    auto* at = listGetFirstElement(&audioSourceList);
+    while (at != nullptr && audioSourceOf(at)->serial != serial) {
+        at = listGetNextElement(&audioSourceList);
     }
-    finish(source);
-}
-
-void reapAudioSources() {
-    if (ownSource != nullptr) return;
-    while (audioSource* source = takeEnded()) finish(source);
+    if (at == nullptr) return 0;
+    const RunNumber run = audioSourceOf(at)->timerRun;
+    unlist(audioSourceOf(at));
+    recomputeType();
+    return run;
 }
 
 void initAudio() {
@@ -231,12 +171,11 @@ void initAudio() {
     audioSourceList.isEqual = &listIsEqualAudioRequestID;
     audioSourceList.freeElementData = &listFreeElementDataAudio;
     audioSourceList.printElement = &listPrintElementAudio;
-    listInitialize(&endedSources);
     currentAudioType = eAUDIOTYPE_Ignore;
 }
 
 void shutdownAudio() {
-    endSources([](const audioSource&) { return true; });
+    listClear(&audioSourceList);
 }
 
 void removeAudioSources(quarlo_CoreInstance* obj) {
@@ -253,14 +192,12 @@ void* quarlo_AudioTimeoutThread(void* args) {
     auto* source = static_cast<audioSource*>(args);
     if (source == nullptr) return nullptr;
     quarlo_CoreInstance* obj = source->handle;
-    ownSource = source;
     becomeThread(obj, Role::AudioTimer, "quarlo AUDIOTIM");
-    trace(obj, eTRACECLASS_INFORMATION, "audio timeout thread started.");
-    runTimer(source);
-    trace(obj, eTRACECLASS_INFORMATION, "audio timeout thread ends now.");
-    const Lock library(nullptr);
-    source->timeoutRunning = eFLAG_FALSE;
-    source->isAtEnd = eFLAG_TRUE;
+    do {
+        trace(obj, eTRACECLASS_INFORMATION, "audio timeout thread started.");
+        runTimer(source);
+        trace(obj, eTRACECLASS_INFORMATION, "audio timeout thread ends now.");
+    } while (!leave(source));
     return nullptr;
 }
 
@@ -303,13 +240,17 @@ Flag listIsEqualAudioRequestID(genericListElement* a, genericListElement* b) {
 eReturnCode listFreeElementDataAudio(genericListElement* element) {
     if (element == nullptr) return eRETURN_NULL_PARAM;
     audioSource* source = audioSourceOf(element);
+    RunNumber run = 0;
     {
         const Lock library(nullptr);
-        if (source->duration == 0 && source->timeoutRunning == 0) return eRETURN_OKAY;
+        if (source->duration == 0 && source->hasTimer == 0) return eRETURN_OKAY;
         source->requestThreadEnd = eFLAG_TRUE;
-        if (!claimTimer(source)) return eRETURN_OKAY;
+        run = source->timerRun;
     }
-    joinClaimed(source);
+    wakeThreads();
+    // Whoever frees the element next finds no timer that uses it.
+    waitForEnd(run);
+    reapThreads();
     return eRETURN_OKAY;
 }
 

@@ -1,8 +1,7 @@
 /*
  * The audio sources: one record for each request of a phone that the host has not closed. All of
- * them, of all instances, and the resulting audio type are guarded by syncLock. A source is freed
- * only after its timer thread was joined; a source that ends on its own timer thread is kept aside
- * until another thread joins it.
+ * them, of all instances, and the resulting audio type are guarded by syncLock. A source belongs to
+ * the list and to its timer thread, if it has one: whoever lets go last frees it.
  */
 #ifndef QUARLO_CORE_AUDIO_H
 #define QUARLO_CORE_AUDIO_H
@@ -19,12 +18,13 @@ typedef struct _AUDIO_SOURCE_STRUCT {
     Flag releasePending;
     quarloThread_t timeoutThread;
     UInt32 timerCount;
-    Flag timeoutRunning;
-    Flag requestThreadEnd;
+    Flag timeoutRunning;  // the timer has not fired
+    quarlo::Polled<Flag> requestThreadEnd;
     quarlo_CoreInstance* handle;
-    Flag isJoining;   // a thread is waiting for the timer
-    Flag isOrphaned;  // that thread frees the source
-    Flag isAtEnd;     // the timer has left the host's code for good
+    UInt32 serial;  // tells a source from a later one of the same requestID
+    Flag isListed;  // belongs to the list
+    Flag hasTimer;  // belongs to its timer, which may still go on
+    quarlo::RunNumber timerRun;
 } audioSource;
 
 namespace quarlo {
@@ -36,24 +36,17 @@ inline audioSource* audioSourceOf(genericListElement* element) {
 /** The source of a request; the caller holds syncLock. */
 audioSource* findAudioSource(UInt32 requestID);
 
-/** The source whose timer the calling thread is; null on every other thread. */
-extern constinit thread_local const audioSource* ownSource;
+/** Links a filled source; the caller holds syncLock. */
+void listAudioSource(audioSource* source);
 
-/** Whether the calling thread is the source's timer. */
-bool isOwnTimer(const audioSource* source);
-
-/** Creates the source's timer thread; the caller holds syncLock. 0 or the platform's error number.
- */
+/** Creates the source's timer thread; the caller holds syncLock. 0 or the error's number. */
 int startAudioTimer(audioSource* source);
 
-/** Waits for the timer of a request if it was told to end; never for the calling thread. */
-void joinAudioTimer(UInt32 requestID);
+/** Lets a timer go on that was told to end and has not left; the caller holds syncLock. */
+void continueAudioTimer(audioSource* source);
 
-/** Unlinks the source and frees it, now or when its timer has been joined. */
-void endAudioSource(UInt32 requestID);
-
-/** Joins the timers that ended their own sources, as far as that takes no waiting for the host. */
-void reapAudioSources();
+/** Unlinks a source that is still listed and tells its timer to end: the timer's run, or 0. */
+RunNumber endAudioSource(UInt32 serial);
 
 }  // namespace quarlo
 

@@ -1,6 +1,6 @@
 /*
- * The end of an instance: its threads are ended and joined, then everything it owns is freed. Runs
- * on the host thread that deletes it, or in quarlo_Shutdown.
+ * The end of an instance: its threads are asked to end, and when none is left everything it owns is
+ * freed. Runs on the host thread that deletes it, or in quarlo_Shutdown.
  */
 #include "QUARLO-Core-Library.h"
 #include "QUARLO-Core-Utilities.h"
@@ -11,10 +11,10 @@ namespace {
 
 constexpr eTraceClass information = eTRACECLASS_INFORMATION;
 
-void traceThread(quarlo_CoreInstance* obj, bool isRunning, const char* name,
-                 const Polled<quarloThread_t>& id, const char* notRunning) {
+void traceThread(quarlo_CoreInstance* obj, bool isRunning, const char* name, const Thread& thread,
+                 const char* notRunning) {
     if (isRunning) {
-        trace(obj, information, "%s thread handle = 0x%8.8lX.", name, id.get());
+        trace(obj, information, "%s thread handle = 0x%8.8lX.", name, thread.id());
     } else {
         trace(obj, information, "%s", notRunning);
     }
@@ -24,12 +24,25 @@ void traceThreads(quarlo_CoreInstance* obj) {
     trace(obj, information, "about to delete instance #%d from host '%s'.",
           static_cast<int>(obj->instanceNumber),
           obj->hostDescription != nullptr ? obj->hostDescription : "");
-    traceThread(obj, obj->mainThreadRunning != 0, "main", obj->threadID,
+    traceThread(obj, obj->mainThreadRunning != 0, "main", obj->receiverThread,
                 "main thread is not running.");
-    traceThread(obj, obj->watchdogIsRunning != 0, "watchdog", obj->watchdogThreadID,
+    traceThread(obj, obj->watchdogThread.isServing(), "watchdog", obj->watchdogThread,
                 "watchdog thread no (longer) running");
-    traceThread(obj, obj->waitForInitThreadRunning != 0, "initialization timeout",
-                obj->waitForInitThreadID, "initialization timeout thread no (longer) running");
+    traceThread(obj, obj->initTimerThread.isServing(), "initialization timeout",
+                obj->initTimerThread, "initialization timeout thread no (longer) running");
+}
+
+/** False when it was marked before. */
+bool markDeleted(quarlo_CoreInstance* obj) {
+    {
+        const Lock lock(obj);
+        if (obj->isAlreadyDeleted != 0) return false;
+        obj->isAlreadyDeleted = eFLAG_TRUE;
+    }
+    // A start that has begun in a callback is over soon, and what it started is ended like the
+    // rest.
+    waitWhile(obj->isStarting);
+    return true;
 }
 
 void endDump(quarlo_CoreInstance* obj) {
@@ -41,83 +54,75 @@ void endDump(quarlo_CoreInstance* obj) {
 }
 
 void endInitTimer(quarlo_CoreInstance* obj) {
-    if (obj->waitForInitThreadRunning == 0) return;
+    if (!obj->initTimerThread.isServing()) return;
     trace(obj, information, "DeleteInstance - end init timeout thread");
-    finishThread(obj, initTimerThread);
+    waitForEnd(obj->initTimerThread.end());
     trace(obj, information, "DeleteInstance - init timeout thread ended");
 }
 
 void endWatchdog(quarlo_CoreInstance* obj) {
-    if (obj->watchdogIsRunning == 0 || obj->watchdogEndFlag != 0) return;
+    if (!obj->watchdogThread.isServing() || obj->watchdogThread.endFlag != 0) return;
     trace(obj, information, "DeleteInstance - end watchdog thread");
-    finishThread(obj, watchdogThread);
+    waitForEnd(obj->watchdogThread.end());
     trace(obj, information, "DeleteInstance - watchdog thread ended");
 }
 
 /* ---- the receiver ---- */
 
+void waitForReceiver(quarlo_CoreInstance* obj) {
+    waitForEnd(obj->receiverThread.latestRun());
+}
+
+/** Gives the receiver so many seconds to end by itself, and cancels it then. */
+void limitReceiver(quarlo_CoreInstance* obj, unsigned seconds, const char* cancelText) {
+    quarloTime_t deadline{};
+    quarlo_GetMonotonicTime(&deadline);
+    quarlo_AddSeconds(&deadline, seconds);
+    if (waitForEnd(obj->receiverThread.latestRun(), deadline)) return;
+    if (obj->mainThreadTerminatedRegular != 0) return;
+    if (cancelText != nullptr) trace(obj, information, "%s", cancelText);
+    cancelReceiver(obj);
+    waitForReceiver(obj);
+}
+
 void endReceiverByRequest(quarlo_CoreInstance* obj) {
     trace(obj, information, "DeleteInstance - end receiver request");
     notify(obj, obj->onEndReceiverRequest);
     trace(obj, information, "DeleteInstance - waiting for join: main thread");
-    joinThread(obj, receiverThread);
-}
-
-/** Waits until the receiver has left its loop or the condition holds. */
-template <class Condition>
-void waitForReceiverOr(quarlo_CoreInstance* obj, Condition condition) {
-    constexpr unsigned pollInterval = 1;
-    while (obj->mainThreadTerminatedRegular == 0 && !condition()) quarloPosix_pause(pollInterval);
-}
-
-/** Stands in for a join timer that could not be created: waits, cancels and joins here. */
-void endReceiverWithoutTimer(quarlo_CoreInstance* obj) {
-    const UInt32 start = quarlo_GetTimestamp();
-    const UInt32 limit = UInt32{obj->waitForJoinTime} * 1000;
-    waitForReceiverOr(obj, [&] { return quarlo_GetTimestamp() - start >= limit; });
-    cancelReceiver(obj);
-    joinThread(obj, receiverThread);
+    waitForReceiver(obj);
 }
 
 void endReceiverWithTimer(quarlo_CoreInstance* obj) {
     trace(obj, information, "DeleteInstance - start join timeout");
-    if (startThread(obj, joinTimerThread) != 0) {
+    if (obj->joinTimerThread.start(obj->threads, &quarlo_WaitForJoinThread, obj) != 0) {
         trace(obj, eTRACECLASS_ERROR, "Start join timeout thread FAILED.");
-        return endReceiverWithoutTimer(obj);
+        return limitReceiver(obj, obj->waitForJoinTime, nullptr);
     }
-    trace(obj, information, "join timeout thread handle = 0x%8.8lX",
-          obj->waitForJoinThreadID.get());
-    // Joining only what has ended or was cancelled keeps the timer from cancelling a joined thread.
-    waitForReceiverOr(obj, [&] { return obj->waitForJoinEndFlag != 0; });
-    joinThread(obj, receiverThread);
+    trace(obj, information, "join timeout thread handle = 0x%8.8lX", obj->joinTimerThread.id());
+    waitForReceiver(obj);
     if (obj->mainThreadTerminatedRegular != 0) {
         trace(obj, information, "main receiver thread terminated regularly.");
     }
     if (obj->waitForJoinEndFlag != 0) return;
     trace(obj, eTRACECLASS_WARNING, "wait for waitForJoinThread to finish");
-    joinThread(obj, joinTimerThread);
-}
-
-void endReceiverByCancelling(quarlo_CoreInstance* obj) {
-    quarloPosix_sleep(1);
-    if (obj->mainThreadTerminatedRegular != 0) return;
-    trace(obj, information, "DeleteInstance: cancel main receiver now.");
-    cancelReceiver(obj);
-    joinThread(obj, receiverThread);
+    waitForEnd(obj->joinTimerThread.end());
 }
 
 void endReceiver(quarlo_CoreInstance* obj) {
-    if (obj->endFlag != 0) return;
+    if (obj->receiverThread.endFlag != 0) return;
     trace(obj, information, "DeleteInstance - end main receiver thread");
     if (obj->mainThreadRunning == 0) {
         trace(obj, eTRACECLASS_WARNING, "main receiver thread is not (longer) running.");
         return;
     }
-    raiseFlag(obj, &quarlo_CoreInstance::endFlag);
+    {
+        const Lock lock(obj);
+        obj->receiverThread.end();
+    }
     trace(obj, information, "DeleteInstance - end flag set");
     if (obj->onEndReceiverRequest != nullptr) return endReceiverByRequest(obj);
     if (obj->waitForJoinTime != 0) return endReceiverWithTimer(obj);
-    endReceiverByCancelling(obj);
+    limitReceiver(obj, 1, "DeleteInstance: cancel main receiver now.");
 }
 
 void endThreads(quarlo_CoreInstance* obj) {
@@ -128,11 +133,12 @@ void endThreads(quarlo_CoreInstance* obj) {
     }
     endWatchdog(obj);
     endReceiver(obj);
-    // Whoever ended by itself, or was told to, is still to be joined.
-    finishThread(obj, initTimerThread);
-    joinThread(obj, joinTimerThread);
-    joinThread(obj, receiverThread);
-    finishThread(obj, watchdogThread);
+    // The join timer was the last to begin. What was switched on in a callback ends, too.
+    closeGroup(obj->threads);
+    obj->initTimerThread.end();
+    obj->watchdogThread.end();
+    waitForGroup(obj->threads);
+    reapThreads();
 }
 
 /* ---- memory ---- */
@@ -194,7 +200,7 @@ using namespace quarlo;
 extern "C" eReturnCode listFreeElementDataInstance(genericListElement* instanceHandle) {
     auto* obj = reinterpret_cast<quarlo_CoreInstance*>(instanceHandle);
     if (obj == nullptr) return eRETURN_NULL_HANDLE;
-    if (obj->isAlreadyDeleted.exchange(eFLAG_TRUE) != 0) {
+    if (!markDeleted(obj)) {
         trace(obj, eTRACECLASS_WARNING, "This instance has already been deleted.");
         return eRETURN_PARAM_VALUE;
     }
@@ -202,6 +208,8 @@ extern "C" eReturnCode listFreeElementDataInstance(genericListElement* instanceH
     removeAudioSources(obj);
     endDump(obj);
     endThreads(obj);
+    // Once more: a callback may have switched it on meanwhile.
+    endDump(obj);
     freeDeclarations(obj);
     freeBuffers(obj);
     _quarlo_DestroyCriticalSection(obj);

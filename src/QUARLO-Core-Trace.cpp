@@ -127,7 +127,10 @@ void quarlo_Trace(void* instanceHandle, eTraceClass traceClass, char* text) {
         // The output is the host's code, but it is short and often holds locks: never cancelled
         // there.
         quarloTraceOutput output = obj->traceOutput;
-        if (output != nullptr) output(obj->callbackContext, traceClass, text);
+        if (output == nullptr) return;
+        ++thisThread.callbacks;
+        output(obj->callbackContext, traceClass, text);
+        --thisThread.callbacks;
     });
 }
 

@@ -48,18 +48,15 @@ eReturnCode outOfMemory(quarlo_CoreInstance* obj, const char* text) {
 }
 
 void becomeThread(quarlo_CoreInstance* obj, Role role, const char* name) {
-    thisThread = {obj, role, false, nullptr};
+    thisThread = {obj, role, false, 0, nullptr};
     quarloThread_SetName(name);
     quarloThread_setcancelstate(QUARLOTHREAD_CANCEL_DISABLE, nullptr);
     quarloThread_setcanceltype(QUARLOTHREAD_CANCEL_DEFERRED, nullptr);
 }
 
-void sleepOneSecond() {
-    quarloThread_setcanceltype(QUARLOTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
-    quarloThread_setcancelstate(QUARLOTHREAD_CANCEL_ENABLE, nullptr);
-    quarloPosix_sleep(1);
-    quarloThread_setcancelstate(QUARLOTHREAD_CANCEL_DISABLE, nullptr);
-    quarloThread_setcanceltype(QUARLOTHREAD_CANCEL_DEFERRED, nullptr);
+void raiseFlag(quarlo_CoreInstance* obj, Polled<Flag> quarlo_CoreInstance::*flag) {
+    const Lock lock(obj);
+    obj->*flag = eFLAG_TRUE;
 }
 
 void enterHostAsReceiver() {

@@ -66,6 +66,7 @@ struct ThisThread {
     quarlo_CoreInstance* owner;
     Role role;
     bool isInHost;             // receiver only: cancellation is enabled
+    UInt32 callbacks;          // how many of the host's functions are being called
     const char** heldFailure;  // where outOfMemory leaves its text while a packet is being filled
 };
 
@@ -80,17 +81,27 @@ extern thread_local ThisThread thisThread;
  * host's code. */
 void becomeThread(quarlo_CoreInstance* obj, Role role, const char* name);
 
-/** One second, in which the calling supervision thread can be cancelled. */
-void sleepOneSecond();
+/** Sets a flag under the instance's lock. */
+void raiseFlag(quarlo_CoreInstance* obj, Polled<Flag> quarlo_CoreInstance::*flag);
+
+/**
+ * Whether the calling thread may wait for a thread of the library: not on one of these, nor inside
+ * a callback, since what it would wait for may be waiting for it.
+ */
+inline bool mayWait() {
+    return thisThread.role == Role::Host && thisThread.callbacks == 0;
+}
 
 void enterHostAsReceiver();
 void leaveHostAsReceiver();
 
 inline void enterHost() {
+    ++thisThread.callbacks;
     if (thisThread.role == Role::Receiver) enterHostAsReceiver();
 }
 inline void leaveHost() {
     if (thisThread.role == Role::Receiver) leaveHostAsReceiver();
+    --thisThread.callbacks;
 }
 
 /** Makes a callback with the context first; false when none is registered. */

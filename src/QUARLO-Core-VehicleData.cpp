@@ -264,6 +264,7 @@ void releaseVehicleData(quarlo_CoreInstance* obj) {
 }
 
 void shutdownVehicleData() {
+    const Lock library(nullptr);
     quarlo_free(std::exchange(vehicleDataBlackList, nullptr));
     vehicleDataBlackListLength = 0;
 }

@@ -46,6 +46,20 @@ void enlist(quarlo_CoreInstance* obj) {
     quarlo::listAppendFresh(&instanceList, &obj->list);
 }
 
+quarlo_CoreInstance* firstInstance() {
+    const Lock library(nullptr);
+    return reinterpret_cast<quarlo_CoreInstance*>(listGetFirstElement(&instanceList));
+}
+
+void deleteInstance(quarlo_CoreInstance* obj) {
+    listFreeElementDataInstance(&obj->list);
+    {
+        const Lock library(nullptr);
+        listRemoveElement(&instanceList, &obj->list);
+    }
+    quarlo_free(obj);
+}
+
 /* ---- start ---- */
 
 void traceVersions(quarlo_CoreInstance* obj) {
@@ -59,25 +73,28 @@ void traceVersions(quarlo_CoreInstance* obj) {
     trace(obj, information, "Version information:");
     version("    core............: ", coreVersion);
     version("    protocol........: ", protocolVersion);
-    trace(obj, information, "    system..........: %s", quarlo_GetSystemIdentification());
+    // The buffer that it fills is shared, and other threads may fill it before it is read here.
+    quarlo_GetSystemIdentification();
+    trace(obj, information, "    system..........: %s", systemIdentification);
     tracePlugins(obj);
     trace(obj, information, "%s", line);
 }
 
 /** Starts the initialisation timer; a failure is noted and does not fail the start. */
 void startInitTimer(quarlo_CoreInstance* obj, Int32& errorNumber) {
+    obj->initThreadCreated = eFLAG_FALSE;
+    obj->initTimerThread.end();
     if (obj->waitForInitTime == 0) {
         trace(obj, eTRACECLASS_WARNING,
               "StartMainThread - intentionally no initialization timer thread.");
         return;
     }
     trace(obj, eTRACECLASS_INFORMATION, "StartMainThread - start initialization timeout");
-    obj->initThreadCreated = eFLAG_FALSE;
-    const int error = startThread(obj, initTimerThread);
+    const int error = obj->initTimerThread.start(obj->threads, &quarlo_WaitForInitThread, obj);
     if (error == 0) {
         obj->initThreadCreated = eFLAG_TRUE;
         trace(obj, eTRACECLASS_INFORMATION, "init timeout thread handle = 0x%8.8lX",
-              obj->waitForInitThreadID.get());
+              obj->initTimerThread.id());
         return;
     }
     trace(obj, eTRACECLASS_WARNING, "StartMainThread - initialization timer thread create failed.");
@@ -85,9 +102,18 @@ void startInitTimer(quarlo_CoreInstance* obj, Int32& errorNumber) {
     errorNumber = error;
 }
 
+void markRunning(quarlo_CoreInstance* obj, Flag isRunning) {
+    const Lock lock(obj);
+    obj->mainThreadRunning = isRunning;
+    obj->mainThreadTerminatedRegular = eFLAG_FALSE;
+}
+
 bool startReceiver(quarlo_CoreInstance* obj, Int32& errorNumber) {
-    const int error = startThread(obj, receiverThread);
+    obj->runReached = eFLAG_FALSE;
+    markRunning(obj, eFLAG_TRUE);
+    const int error = obj->receiverThread.start(obj->threads, &quarlo_MainInstanceThread, obj);
     if (error != 0) {
+        markRunning(obj, eFLAG_FALSE);
         trace(obj, eTRACECLASS_ERROR, "start main thread (receiver) FAILED with error code %d",
               error);
         _errorCall(obj, eERRORCODE_RECEIVER_START_FAILED);
@@ -95,12 +121,42 @@ bool startReceiver(quarlo_CoreInstance* obj, Int32& errorNumber) {
         return false;
     }
     trace(obj, eTRACECLASS_INFORMATION, "Start main thread (receiver)");
-    trace(obj, eTRACECLASS_INFORMATION, "main thread handle = 0x%8.8lX", obj->threadID.get());
+    trace(obj, eTRACECLASS_INFORMATION, "main thread handle = 0x%8.8lX", obj->receiverThread.id());
     return true;
 }
 
-bool isOwnReceiver(const quarlo_CoreInstance* obj) {
-    return thisThread.owner == obj && thisThread.role == Role::Receiver;
+/** Sees to it that the receiver of the run before has ended; false where nobody may wait for it. */
+bool awaitFormerReceiver(quarlo_CoreInstance* obj) {
+    if (!obj->receiverThread.isServing()) return true;
+    if (!mayWait()) {
+        trace(obj, eTRACECLASS_WARNING,
+              "StartMainThread - not allowed here before the former receiver thread has ended");
+        return false;
+    }
+    waitForEnd(obj->receiverThread.latestRun());
+    return true;
+}
+
+Flag startThreads(quarlo_CoreInstance* obj, Int32& errorNumber) {
+    if (!awaitFormerReceiver(obj)) return eFLAG_FALSE;
+    reapThreads();
+    if (_quarlo_AllocateReceiveBuffer(obj) == 0) {
+        trace(obj, eTRACECLASS_WARNING,
+              "StartMainThread - could not allocate receive buffer; will not start MainThread");
+        return eFLAG_FALSE;
+    }
+    traceVersions(obj);
+    startInitTimer(obj, errorNumber);
+    return startReceiver(obj, errorNumber) ? eFLAG_TRUE : eFLAG_FALSE;
+}
+
+/** Reserves the start for the caller; false while another one is under way, or the instance's end.
+ */
+bool claimStart(quarlo_CoreInstance* obj) {
+    const Lock lock(obj);
+    if (obj->isStarting != 0 || obj->isAlreadyDeleted != 0) return false;
+    obj->isStarting = eFLAG_TRUE;
+    return true;
 }
 
 Flag start(quarlo_CoreInstance* obj, Int32& errorNumber) {
@@ -113,21 +169,16 @@ Flag start(quarlo_CoreInstance* obj, Int32& errorNumber) {
               "StartMainThread - sender and/or receiver link not set; will not start MainThread");
         return eFLAG_FALSE;
     }
-    if (isOwnReceiver(obj)) {
+    if (!claimStart(obj)) {
         trace(obj, eTRACECLASS_WARNING,
-              "StartMainThread - not allowed on the ending receiver thread");
+              "StartMainThread - the instance is being started or deleted; will not start "
+              "MainThread");
         return eFLAG_FALSE;
     }
-    finishThread(obj, receiverThread);
-    finishThread(obj, initTimerThread);
-    if (_quarlo_AllocateReceiveBuffer(obj) == 0) {
-        trace(obj, eTRACECLASS_WARNING,
-              "StartMainThread - could not allocate receive buffer; will not start MainThread");
-        return eFLAG_FALSE;
-    }
-    traceVersions(obj);
-    startInitTimer(obj, errorNumber);
-    return startReceiver(obj, errorNumber) ? eFLAG_TRUE : eFLAG_FALSE;
+    const Flag isStarted = startThreads(obj, errorNumber);
+    obj->isStarting = eFLAG_FALSE;
+    wakeThreads();
+    return isStarted;
 }
 
 /* ---- capabilities and language ---- */
@@ -191,10 +242,17 @@ void quarlo_Init(void) {
 }
 
 void quarlo_Shutdown(void) {
-    isInitialised = eFLAG_FALSE;
+    if (!mayWait()) {
+        trace(thisThread.owner, eTRACECLASS_WARNING,
+              "Shutdown - not allowed in a callback; ignored.");
+        return;
+    }
+    if (isInitialised.exchange(eFLAG_FALSE) == 0) return;
+    // The instances first: their threads use what is freed below.
+    while (quarlo_CoreInstance* obj = firstInstance()) deleteInstance(obj);
+    shutdownThreads();
     shutdownVehicleData();
     shutdownAudio();
-    listClear(&instanceList);
     _quarlo_CloseDecompressionLibs();
     _quarlo_CloseScalingLib();
     listClear(&coreRawDataList);
@@ -245,17 +303,11 @@ void quarlo_AnnounceShutdown(void* instanceHandle) {
 
 void quarlo_DeleteInstance(void* instanceHandle) {
     api(instanceHandle, [](quarlo_CoreInstance* obj) {
-        if (thisThread.owner == obj) {
-            trace(obj, eTRACECLASS_WARNING,
-                  "DeleteInstance - not allowed on the instance's own threads; ignored.");
+        if (!mayWait()) {
+            trace(obj, eTRACECLASS_WARNING, "DeleteInstance - not allowed in a callback; ignored.");
             return;
         }
-        listFreeElementDataInstance(&obj->list);
-        {
-            const Lock library(nullptr);
-            listRemoveElement(&instanceList, &obj->list);
-        }
-        quarlo_free(obj);
+        deleteInstance(obj);
     });
 }
 

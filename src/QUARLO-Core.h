@@ -41,7 +41,8 @@ QUARLO_API void quarlo_Init(void);
 
 /**
  * Deletes every instance that is left, closes the plug-ins and releases the process-wide state. No
- * other call may be running or follow, except quarlo_Init. Not from a callback.
+ * other call may be running or follow, except quarlo_Init. Not in a callback: refused with a
+ * warning. Does nothing without quarlo_Init.
  */
 QUARLO_API void quarlo_Shutdown(void);
 
@@ -75,11 +76,14 @@ QUARLO_API void quarlo_StartMainThread(void* instanceHandle);
 /**
  * Allocates the receive buffer (one uncompressed full frame at the configured size plus 64 KiB) and
  * starts the initialisation timer and the receiver thread, which begins the handshake. May be
- * called again after the receiver has ended by itself; not concurrently for one instance.
+ * called again after the receiver has ended by itself: it waits for the receiver's last callback
+ * then, and is refused with a warning where nobody may wait for it, in a callback. Refused with a
+ * warning, too, while another thread starts or deletes the instance.
  * @param errorNumber gets 0, 1 when the receiver was already running, or the error number of a
  * failed thread creation (of the timer, which does not fail the start, or of the receiver); must
  * not be null
- * @return 1 when the receiver thread runs, else 0: a null argument, no links, no memory, no thread
+ * @return 1 when the receiver thread runs, else 0: a null argument, no links, no memory, no thread,
+ * or refused
  */
 QUARLO_API Flag quarlo_StartMainThreadEx(void* instanceHandle, Int32* errorNumber);
 
@@ -92,10 +96,9 @@ QUARLO_API void quarlo_AnnounceShutdown(void* instanceHandle);
 
 /**
  * Ends and joins every thread of the instance and frees it with all it owns; the handle is then
- * invalid. Blocks: up to one second for each supervision thread that still runs, and for the
- * receiver until it returns (with an end-receiver callback), until the join timeout and its
- * cancellation (without), or one second (join timeout 0). Not from a callback: refused with a
- * warning on the instance's own threads.
+ * invalid. Waits for callbacks that are under way, and for the receiver: until it returns (with an
+ * end-receiver callback), until the join timeout and its cancellation (without), or one second
+ * (join timeout 0). Not in a callback, whichever instance it is about: refused with a warning.
  */
 QUARLO_API void quarlo_DeleteInstance(void* instanceHandle);
 
@@ -168,7 +171,7 @@ QUARLO_API void quarlo_SetWaitForJoinTimeout(void* instanceHandle, UInt8 timeout
 /**
  * Switches the ping watchdog, which reports eERRORCODE_CONNECTION_TIMEOUT once when nothing was
  * received for a period, and then ends. Before RUN it is started when RUN is reached. Switching it
- * off blocks up to one second, except on the watchdog's own thread.
+ * off waits for a report that is under way, except in a callback.
  * @param isEnable 1 switches on, any other value off
  * @param timeoutValue period in seconds; 0 switches off
  */
@@ -378,8 +381,8 @@ QUARLO_API eReturnCode quarlo_SetAudioRequestCallback(void* instanceHandle,
                                                       quarloAudioRequestCallback callback);
 /**
  * Answers an audio request, also from inside the callback. An opened request with a maximum
- * duration is released by the library when it has been open so long. Closing one may block up to
- * one second.
+ * duration is released by the library when it has been open so long. Ending
+ * one waits for its time-out callback if that is running, except in a callback.
  * @param status Open, Suspend, Close or Reject; the last two end the request
  * @return eRETURN_OKAY, eRETURN_NOT_SUPPORTED, eRETURN_NOT_FOUND, eRETURN_STATE_NOT_RUN (the status
  * is stored) or eRETURN_PACKET_MEMORY

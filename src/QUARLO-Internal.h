@@ -17,6 +17,7 @@
 #include "QUARLO-LibScale.h"
 #include "QUARLO-Polled.h"
 #include "QUARLO-Posix.h"
+#include "QUARLO-Thread.h"
 #include "QUARLO-WireScratch.h"
 
 namespace quarlo {
@@ -96,31 +97,23 @@ typedef struct _QUARLO_INSTANCE_STRUCT {
     quarlo::Polled<quarloContextCallback> onMainThreadEndCallback;
     quarlo::Polled<quarloErrorCallback> errorCallback;
 
-    /* threads; ids and need-join flags change under lock */
-    quarlo::Polled<quarloThread_t> threadID;
-    quarlo::Polled<Flag> endFlag;
-    quarlo::Polled<Flag> mainThreadRunning;
-    quarlo::Polled<Flag> mainThreadTerminatedRegular;
+    /* threads */
+    quarlo::ThreadGroup threads;  // all of them, the audio timers included
+    quarlo::Thread receiverThread;
+    quarlo::Thread initTimerThread;
+    quarlo::Thread watchdogThread;
+    quarlo::Thread joinTimerThread;
+    quarlo::Polled<Flag> isStarting;
+    quarlo::Polled<Flag> mainThreadRunning;            // the receiver has not left its loop
+    quarlo::Polled<Flag> mainThreadTerminatedRegular;  // it has, by itself
     quarlo::Polled<Flag> hasBeenRunning;
-    quarlo::Polled<Flag> needJoinThreadMain;
-    quarlo::Polled<quarloThread_t> waitForJoinThreadID;
     quarlo::Polled<Flag> waitForJoinEndFlag;
-    quarlo::Polled<Flag> needJoinThreadJoin;
     quarlo::Polled<UInt8> waitForJoinTime{2};
-    quarlo::Polled<quarloThread_t> waitForInitThreadID;
-    quarlo::Polled<Flag> waitForInitEndFlag;
     quarlo::Polled<Flag> initThreadCreated;
-    quarlo::Polled<Flag> waitForInitThreadRunning;
-    quarlo::Polled<Flag> needJoinThreadInit;
     quarlo::Polled<UInt8> waitForInitTime{60};
-    quarlo::Polled<Flag> isWatchdogEnabled;
     quarlo::Polled<UInt8> watchdogTime;
     quarlo::Polled<UInt8> watchdogCounter;
-    quarlo::Polled<quarloThread_t> watchdogThreadID;
-    quarlo::Polled<Flag> watchdogEndFlag;
     quarlo::Polled<Flag> watchdogStartPending;
-    quarlo::Polled<Flag> watchdogIsRunning;
-    quarlo::Polled<Flag> needJoinThreadWatchdog;
     quarlo::Polled<UInt32> lastPingCount;
     quarlo::Polled<Flag> sendPingOnWatchdog;
     quarlo::Polled<Flag> shutdownAnnounced;
@@ -400,7 +393,7 @@ namespace quarlo {
 /* What each feature sets up and releases for the process and for an instance. */
 void initAudio();
 void shutdownAudio();
-/** Ends, joins and frees the instance's audio sources. */
+/** Ends the instance's audio sources; the last of their timers frees what it uses. */
 void removeAudioSources(quarlo_CoreInstance* obj);
 void initRawData(genericList* store);
 void shutdownVehicleData();

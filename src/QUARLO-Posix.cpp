@@ -66,6 +66,39 @@ int quarloThread_mutex_unlock(quarloThread_mutex_t* mutex) {
     return pthread_mutex_unlock(mutex);
 }
 
+int quarloThread_cond_init(quarloThread_cond_t* condition) {
+    pthread_condattr_t attributes;
+    int error = pthread_condattr_init(&attributes);
+    if (error != 0) return error;
+    error = pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
+    if (error == 0) error = pthread_cond_init(condition, &attributes);
+    pthread_condattr_destroy(&attributes);
+    return error;
+}
+int quarloThread_cond_destroy(quarloThread_cond_t* condition) {
+    return pthread_cond_destroy(condition);
+}
+int quarloThread_cond_broadcast(quarloThread_cond_t* condition) {
+    return pthread_cond_broadcast(condition);
+}
+int quarloThread_cond_wait(quarloThread_cond_t* condition, quarloThread_mutex_t* mutex) {
+    return pthread_cond_wait(condition, mutex);
+}
+int quarloThread_cond_timedwait(quarloThread_cond_t* condition, quarloThread_mutex_t* mutex,
+                                const quarloTime_t* deadline) {
+    return pthread_cond_timedwait(condition, mutex, deadline);
+}
+
+int quarloThread_key_create(quarloThread_key_t* key, void (*ended)(void* value)) {
+    return pthread_key_create(key, ended);
+}
+int quarloThread_key_delete(quarloThread_key_t key) {
+    return pthread_key_delete(key);
+}
+int quarloThread_setspecific(quarloThread_key_t key, void* value) {
+    return pthread_setspecific(key, value);
+}
+
 void* quarlo_dlopen(const char* fileName, int mode) {
     return dlopen(fileName, mode);
 }
@@ -104,6 +137,14 @@ void quarlo_GetTimeOfDayString(char* timestamp, int size) {
     std::strftime(time, sizeof time, "%H:%M:%S", &local);
     std::snprintf(timestamp, static_cast<std::size_t>(size), "%s.%3.3ld", time,
                   static_cast<long>(now.tv_usec / 1000));
+}
+
+void quarlo_GetMonotonicTime(quarloTime_t* now) {
+    clock_gettime(CLOCK_MONOTONIC, now);
+}
+
+void quarlo_AddSeconds(quarloTime_t* time, unsigned int seconds) {
+    time->tv_sec += static_cast<time_t>(seconds);
 }
 
 UInt32 quarlo_GetTimestamp(void) {

@@ -8,6 +8,7 @@
 
 #include <pthread.h>
 #include <stdio.h>
+#include <time.h>
 
 #include "QUARLO.Connector.IVI-API-Types_C.h"
 
@@ -19,6 +20,13 @@ typedef pthread_t quarloThread_t;
 typedef pthread_attr_t quarloThread_attr_t;
 typedef pthread_mutex_t quarloThread_mutex_t;
 typedef pthread_mutexattr_t quarloThread_mutexattr_t;
+typedef pthread_cond_t quarloThread_cond_t;
+typedef pthread_key_t quarloThread_key_t;
+/** A time of the monotonic clock. */
+typedef struct timespec quarloTime_t;
+
+/** The value of a static mutex that needs no initialisation. */
+#define QUARLOTHREAD_MUTEX_INITIALIZER PTHREAD_MUTEX_INITIALIZER
 
 typedef enum _QUARLOTHREAD_CANCELTYPES {
     QUARLOTHREAD_CANCEL_DEFERRED = 0,
@@ -62,6 +70,21 @@ int quarloThread_mutex_destroy(quarloThread_mutex_t* mutex);
 int quarloThread_mutex_lock(quarloThread_mutex_t* mutex);
 int quarloThread_mutex_unlock(quarloThread_mutex_t* mutex);
 
+/** A condition whose deadlines are times of the monotonic clock. */
+int quarloThread_cond_init(quarloThread_cond_t* condition);
+int quarloThread_cond_destroy(quarloThread_cond_t* condition);
+int quarloThread_cond_broadcast(quarloThread_cond_t* condition);
+int quarloThread_cond_wait(quarloThread_cond_t* condition, quarloThread_mutex_t* mutex);
+/** ETIMEDOUT when the deadline has passed. */
+int quarloThread_cond_timedwait(quarloThread_cond_t* condition, quarloThread_mutex_t* mutex,
+                                const quarloTime_t* deadline);
+
+/** A value of each thread; ended is called with it when the thread ends, however it ends. */
+int quarloThread_key_create(quarloThread_key_t* key, void (*ended)(void* value));
+int quarloThread_key_delete(quarloThread_key_t key);
+/** Sets the calling thread's value. */
+int quarloThread_setspecific(quarloThread_key_t key, void* value);
+
 void* quarlo_dlopen(const char* fileName, int mode);
 /** userParam is accepted for ports that need it, and ignored. */
 void* quarlo_dlsym(void* handle, const char* name, int userParam);
@@ -80,6 +103,9 @@ void quarloPosix_pause(unsigned int milliseconds);
  * loses the last digit.
  */
 void quarlo_GetTimeOfDayString(char* timestamp, int size);
+/** The time of the monotonic clock. */
+void quarlo_GetMonotonicTime(quarloTime_t* now);
+void quarlo_AddSeconds(quarloTime_t* time, unsigned int seconds);
 /** Milliseconds of the monotonic clock; wraps after about 49.7 days. */
 UInt32 quarlo_GetTimestamp(void);
 

@@ -131,7 +131,7 @@ void run(quarlo_CoreInstance* obj) {
     const bool isFirst = obj->hasBeenRunning == 0;
     // The teardown clears hasBeenRunning, but only after it has marked the instance: looked at in
     // this order, what it ends is not begun again.
-    if (obj->endFlag != 0 || obj->isAlreadyDeleted != 0) return;
+    if (obj->receiverThread.endFlag != 0 || obj->isAlreadyDeleted != 0) return;
     // A failed announcement has made its report; RUN has not been handled, so STOP makes no second
     // one.
     if (isFirst && !announceVersion(obj)) return;
@@ -152,9 +152,8 @@ void stop(quarlo_CoreInstance* obj) {
     }
     if (!wasRunning) return;
     _errorCall(obj, eERRORCODE_PROTOCOL_STOP);
-    obj->watchdogEndFlag = eFLAG_TRUE;
-    const Lock lock(obj);
-    obj->waitForInitEndFlag = eFLAG_TRUE;
+    obj->watchdogThread.end();
+    obj->initTimerThread.end();
 }
 
 void act(quarlo_CoreInstance* obj, eProtocolState state) {

@@ -1,71 +1,51 @@
 /*
  * The supervision threads: ping watchdog, initialisation timer and join timer, and the calls that
- * configure them. Each polls its end flag once a second and only reports, but for the join timer,
- * which cancels a receiver that does not end by itself.
+ * configure them. Each counts seconds until it is asked to end and only reports, but for the join
+ * timer, which cancels a receiver that does not end by itself.
  */
 #include "QUARLO-ThreadFunctions.h"
 
 namespace quarlo {
-
-const ThreadFields watchdogThread{Role::Watchdog,
-                                  &quarlo_WatchdogThread,
-                                  &quarlo_CoreInstance::watchdogThreadID,
-                                  &quarlo_CoreInstance::watchdogEndFlag,
-                                  &quarlo_CoreInstance::watchdogIsRunning,
-                                  &quarlo_CoreInstance::needJoinThreadWatchdog};
-const ThreadFields initTimerThread{Role::InitTimer,
-                                   &quarlo_WaitForInitThread,
-                                   &quarlo_CoreInstance::waitForInitThreadID,
-                                   &quarlo_CoreInstance::waitForInitEndFlag,
-                                   &quarlo_CoreInstance::waitForInitThreadRunning,
-                                   &quarlo_CoreInstance::needJoinThreadInit};
-const ThreadFields joinTimerThread{Role::JoinTimer,
-                                   &quarlo_WaitForJoinThread,
-                                   &quarlo_CoreInstance::waitForJoinThreadID,
-                                   &quarlo_CoreInstance::waitForJoinEndFlag,
-                                   nullptr,
-                                   &quarlo_CoreInstance::needJoinThreadJoin};
-
 namespace {
-
-bool isOwnWatchdog(const quarlo_CoreInstance* obj) {
-    return thisThread.owner == obj && thisThread.role == Role::Watchdog;
-}
 
 void disableWatchdog(quarlo_CoreInstance* obj) {
     trace(obj, eTRACECLASS_INFORMATION, "Enable == FALSE");
-    if (obj->watchdogIsRunning == 0) {
+    if (!obj->watchdogThread.isServing()) {
         obj->watchdogStartPending = eFLAG_FALSE;
         trace(obj, eTRACECLASS_VERBOSE, "set watchdogStartPending to FALSE");
-    } else {
-        {
-            // Deliberate: the watchdog's switch is guarded by the library's lock.
-            const Lock library(nullptr);
-            obj->watchdogEndFlag = eFLAG_TRUE;
-        }
-        // From its own error report the watchdog cannot wait for itself; it is joined later.
-        joinThread(obj, watchdogThread);
-        if (!isOwnWatchdog(obj)) trace(obj, eTRACECLASS_VERBOSE, "running watchdog stopped.");
+        return;
     }
-    obj->isWatchdogEnabled = eFLAG_FALSE;
+    RunNumber run = 0;
+    {
+        // Deliberate: the library's lock, and not the instance's, which the receiver takes at every
+        // step: the switch is rare and may make it wait for a creation.
+        const Lock library(nullptr);
+        run = obj->watchdogThread.end();
+    }
+    // Where waiting is not allowed it is over when it next looks: no report begins any more.
+    if (!mayWait()) return;
+    waitForEnd(run);
+    reapThreads();
+    trace(obj, eTRACECLASS_VERBOSE, "running watchdog stopped.");
 }
 
 void startWatchdog(quarlo_CoreInstance* obj) {
+    reapThreads();
+    int error = 0;
     {
         const Lock library(nullptr);
-        obj->watchdogEndFlag = eFLAG_TRUE;
+        // One that was left over from the connection before makes way.
+        if (obj->watchdogStartPending != 0) obj->watchdogThread.end();
+        obj->watchdogStartPending = eFLAG_FALSE;
+        error = obj->watchdogThread.start(obj->threads, &quarlo_WatchdogThread, obj);
     }
-    joinThread(obj, watchdogThread);
-    const int error = startThread(obj, watchdogThread);
-    obj->watchdogStartPending = eFLAG_FALSE;
     if (error != 0) {
         trace(obj, eTRACECLASS_WARNING, "create watchdog thread FAILED.");
         return;
     }
     trace(obj, eTRACECLASS_VERBOSE, "create watchdog thread succeeded.");
-    obj->isWatchdogEnabled = eFLAG_TRUE;
     trace(obj, eTRACECLASS_INFORMATION, "watchdog thread handle = 0x%8.8lX",
-          obj->watchdogThreadID.get());
+          obj->watchdogThread.id());
 }
 
 void enableWatchdog(quarlo_CoreInstance* obj) {
@@ -76,8 +56,8 @@ void enableWatchdog(quarlo_CoreInstance* obj) {
         obj->watchdogStartPending = eFLAG_TRUE;
         return;
     }
-    const bool isPending = obj->watchdogStartPending != 0 && !isOwnWatchdog(obj);
-    if (obj->watchdogIsRunning != 0 && !isPending) {
+    const bool isRunning = obj->watchdogThread.isServing() && obj->watchdogThread.endFlag == 0;
+    if (isRunning && obj->watchdogStartPending == 0) {
         trace(obj, eTRACECLASS_WARNING, "watchdog is already running.");
         obj->watchdogStartPending = eFLAG_FALSE;
         return;
@@ -96,51 +76,66 @@ void missLife(quarlo_CoreInstance* obj) {
         obj->watchdogCounter = 255;
         return;
     }
-    if (obj->mainThreadRunning != 0) {
-        trace(obj, eTRACECLASS_ERROR, "watchdog timeout - error call");
-        _errorCall(obj, eERRORCODE_CONNECTION_TIMEOUT);
-    }
-    obj->watchdogEndFlag = eFLAG_TRUE;
+    // Before the report, in which the host may switch the watchdog on again.
+    if (!obj->watchdogThread.endItself() || obj->mainThreadRunning == 0) return;
+    trace(obj, eTRACECLASS_ERROR, "watchdog timeout - error call");
+    _errorCall(obj, eERRORCODE_CONNECTION_TIMEOUT);
 }
 
+/** The seconds of a supervision thread, counted from its first. */
+class Seconds {
+  public:
+    explicit Seconds(const Thread& counting) : thread(counting) { quarlo_GetMonotonicTime(&next); }
+    /** Lets a second pass; false when the thread was asked to end meanwhile. */
+    bool pass() {
+        quarlo_AddSeconds(&next, 1);
+        ++passed;
+        return !sleepUntil(next, thread.endFlag);
+    }
+    /** Whether so many have passed; they are counted anew then. */
+    bool reach(unsigned count) {
+        if (passed < count) return false;
+        passed = 0;
+        return true;
+    }
+
+  private:
+    const Thread& thread;
+    quarloTime_t next{};
+    unsigned passed = 0;
+};
+
 void watch(quarlo_CoreInstance* obj) {
-    unsigned seconds = 0;
-    while (obj->watchdogEndFlag == 0) {
-        ++seconds;
-        sleepOneSecond();
-        if (seconds < obj->watchdogTime || obj->watchdogEndFlag != 0) continue;
-        seconds = 0;
+    Seconds seconds(obj->watchdogThread);
+    while (obj->watchdogThread.endFlag == 0 && seconds.pass()) {
+        if (!seconds.reach(obj->watchdogTime)) continue;
         if (obj->watchdogCounter != 0) missLife(obj);
         obj->watchdogCounter.add(1);
     }
 }
 
 void waitForRun(quarlo_CoreInstance* obj) {
-    unsigned seconds = 0;
-    while (obj->waitForInitEndFlag == 0) {
-        if (inRun(obj)) return raiseFlag(obj, &quarlo_CoreInstance::waitForInitEndFlag);
-        ++seconds;
-        sleepOneSecond();
-        if (seconds < obj->waitForInitTime || obj->waitForInitEndFlag != 0) continue;
+    Seconds seconds(obj->initTimerThread);
+    while (obj->initTimerThread.endFlag == 0 && !inRun(obj) && seconds.pass()) {
+        if (!seconds.reach(obj->waitForInitTime)) continue;
         trace(obj, eTRACECLASS_INFORMATION, "WaitForInitThread: wait time is over.");
-        if (!inRun(obj)) _errorCall(obj, eERRORCODE_INITIALIZATION_TIMEOUT);
-        raiseFlag(obj, &quarlo_CoreInstance::waitForInitEndFlag);
+        // Before the report, in which the host may start the instance again.
+        if (obj->initTimerThread.endItself() && !inRun(obj)) {
+            _errorCall(obj, eERRORCODE_INITIALIZATION_TIMEOUT);
+        }
+        return;
     }
 }
 
 void waitForReceiver(quarlo_CoreInstance* obj) {
-    unsigned seconds = 0;
-    while (obj->mainThreadTerminatedRegular == 0) {
-        ++seconds;
-        sleepOneSecond();
-        if (seconds < obj->waitForJoinTime) continue;
+    Seconds seconds(obj->joinTimerThread);
+    while (obj->mainThreadTerminatedRegular == 0 && seconds.pass()) {
+        if (!seconds.reach(obj->waitForJoinTime)) continue;
         trace(obj, eTRACECLASS_INFORMATION, "WaitForJoinThread: wait time is over.");
         if (obj->mainThreadTerminatedRegular != 0) return;
-        trace(obj, eTRACECLASS_INFORMATION, "WaitForJoinThread: cancel main receiver now.");
-        cancelReceiver(obj);
-        // From here on whoever waits for the receiver may join it.
         raiseFlag(obj, &quarlo_CoreInstance::waitForJoinEndFlag);
-        return joinThread(obj, receiverThread);
+        trace(obj, eTRACECLASS_INFORMATION, "WaitForJoinThread: cancel main receiver now.");
+        return cancelReceiver(obj);
     }
 }
 
@@ -154,7 +149,7 @@ extern "C" {
 void quarlo_EnablePingWatchdog(void* instanceHandle, Flag isEnable, UInt8 timeoutValue) {
     api(instanceHandle, [&](quarlo_CoreInstance* obj) {
         trace(obj, eTRACECLASS_INFORMATION, "quarlo_EnablePingWatchdog");
-        if (timeoutValue == 0) obj->watchdogEndFlag = eFLAG_TRUE;
+        if (timeoutValue == 0) obj->watchdogThread.end();
         obj->watchdogTime = timeoutValue;
         obj->watchdogCounter = 0;
         if (isEnable == eFLAG_TRUE && timeoutValue != 0) {
@@ -208,13 +203,13 @@ void* quarlo_WatchdogThread(void* args) {
     auto* obj = static_cast<quarlo_CoreInstance*>(args);
     if (obj == nullptr) return nullptr;
     becomeThread(obj, Role::Watchdog, "quarlo PING WD");
-    trace(obj, eTRACECLASS_INFORMATION, "watchdog thread started.");
-    obj->watchdogCounter = 1;
-    watch(obj);
-    trace(obj, eTRACECLASS_INFORMATION, "watchdog thread ends now.");
-    obj->isWatchdogEnabled = eFLAG_FALSE;
-    obj->watchdogCounter = 0;
-    obj->watchdogIsRunning = eFLAG_FALSE;
+    do {
+        trace(obj, eTRACECLASS_INFORMATION, "watchdog thread started.");
+        obj->watchdogCounter = 1;
+        watch(obj);
+        trace(obj, eTRACECLASS_INFORMATION, "watchdog thread ends now.");
+        obj->watchdogCounter = 0;
+    } while (!obj->watchdogThread.leave());
     return nullptr;
 }
 
@@ -222,15 +217,16 @@ void* quarlo_WaitForInitThread(void* args) {
     auto* obj = static_cast<quarlo_CoreInstance*>(args);
     if (obj == nullptr) return nullptr;
     becomeThread(obj, Role::InitTimer, "quarlo WAITINIT");
-    if (obj->waitForInitTime == 0) {
-        trace(obj, eTRACECLASS_INFORMATION,
-              "WaitForInitThread: should run with wait time 0; denied.");
-    } else {
-        trace(obj, eTRACECLASS_INFORMATION, "WaitForInitThread: started; going to sleep now.");
-        waitForRun(obj);
-    }
-    trace(obj, eTRACECLASS_INFORMATION, "WaitForInitThread: ends now.");
-    obj->waitForInitThreadRunning = eFLAG_FALSE;
+    do {
+        if (obj->waitForInitTime == 0) {
+            trace(obj, eTRACECLASS_INFORMATION,
+                  "WaitForInitThread: should run with wait time 0; denied.");
+        } else {
+            trace(obj, eTRACECLASS_INFORMATION, "WaitForInitThread: started; going to sleep now.");
+            waitForRun(obj);
+        }
+        trace(obj, eTRACECLASS_INFORMATION, "WaitForInitThread: ends now.");
+    } while (!obj->initTimerThread.leave());
     return nullptr;
 }
 
@@ -246,6 +242,7 @@ void* quarlo_WaitForJoinThread(void* args) {
         waitForReceiver(obj);
     }
     trace(obj, eTRACECLASS_INFORMATION, "WaitForJoinThread: ends now.");
+    obj->joinTimerThread.leave();
     return nullptr;
 }
 

@@ -4,65 +4,15 @@
  */
 #include "QUARLO-ThreadFunctions.h"
 
-#include <cerrno>
 #include <cstring>
 
 #include "QUARLO_Receive.h"
 
 namespace quarlo {
 
-const ThreadFields receiverThread{Role::Receiver,
-                                  &quarlo_MainInstanceThread,
-                                  &quarlo_CoreInstance::threadID,
-                                  &quarlo_CoreInstance::endFlag,
-                                  &quarlo_CoreInstance::mainThreadRunning,
-                                  &quarlo_CoreInstance::needJoinThreadMain};
-
-int startThread(quarlo_CoreInstance* obj, const ThreadFields& thread) {
-    const Lock lock(obj);
-    if (obj->*thread.needJoin != 0) return EBUSY;
-    const auto mark = [&](Flag value) {
-        if (thread.running != nullptr) obj->*thread.running = value;
-        obj->*thread.needJoin = value;
-    };
-    obj->*thread.endFlag = eFLAG_FALSE;
-    mark(eFLAG_TRUE);
-    quarloThread_t id;
-    quarlo_ClearThreadID(&id);
-    const int error = quarloThread_create(&id, nullptr, thread.body, obj);
-    if (error != 0) {
-        quarlo_ClearThreadID(&id);
-        mark(eFLAG_FALSE);
-    }
-    obj->*thread.id = id;
-    return error;
-}
-
-void joinThread(quarlo_CoreInstance* obj, const ThreadFields& thread) {
-    if (thisThread.owner == obj && thisThread.role == thread.role) return;
-    quarloThread_t id;
-    {
-        const Lock lock(obj);
-        if ((obj->*thread.needJoin).exchange(eFLAG_FALSE) == 0) return;
-        id = obj->*thread.id;
-    }
-    quarloThread_join(id, nullptr);
-}
-
-void finishThread(quarlo_CoreInstance* obj, const ThreadFields& thread) {
-    raiseFlag(obj, thread.endFlag);
-    joinThread(obj, thread);
-}
-
-void raiseFlag(quarlo_CoreInstance* obj, Polled<Flag> quarlo_CoreInstance::*flag) {
-    const Lock lock(obj);
-    obj->*flag = eFLAG_TRUE;
-}
-
 void cancelReceiver(quarlo_CoreInstance* obj) {
     const Lock lock(obj);
-    if (obj->mainThreadTerminatedRegular != 0 || obj->needJoinThreadMain == 0) return;
-    quarloThread_cancel(obj->threadID);
+    if (obj->mainThreadTerminatedRegular == 0) obj->receiverThread.cancel();
 }
 
 namespace {
@@ -73,10 +23,15 @@ constexpr unsigned fullBufferPause = 5;
 constexpr Int32 endOfConnection = -1;
 constexpr Int32 failure = -2;
 
+void endLoop(quarlo_CoreInstance* obj) {
+    const Lock lock(obj);
+    obj->receiverThread.end();
+}
+
 /** Ends the loop in STOP. */
 void stopService(quarlo_CoreInstance* obj) {
     obj->currentState = ePROTOCOL_STATE_STOP;
-    raiseFlag(obj, &quarlo_CoreInstance::endFlag);
+    endLoop(obj);
 }
 
 /** Calls the receiver link: a count within the room, 0, or a negative number. */
@@ -143,10 +98,10 @@ UInt32 consume(quarlo_CoreInstance* obj, UInt32 held) {
 /** The receive loop; it ends with the end flag set, by itself or from outside. */
 void receive(quarlo_CoreInstance* obj) {
     UInt32 held = 0;
-    while (obj->endFlag == 0) {
+    while (obj->receiverThread.endFlag == 0) {
         quarloReceiverLink receiver = obj->receiver;
         if (receiver == nullptr) return;
-        if (obj->shutdownAnnounced != 0) return raiseFlag(obj, &quarlo_CoreInstance::endFlag);
+        if (obj->shutdownAnnounced != 0) return endLoop(obj);
         const Int32 count = readLink(obj, receiver, held);
         if (count < 0) return endOfReading(obj, count);
         if (count > 0) {
@@ -156,33 +111,32 @@ void receive(quarlo_CoreInstance* obj) {
             }
             held = consume(obj, held + static_cast<UInt32>(count));
         }
-        if (obj->endFlag == 0) quarlo_Protocol(obj);
+        if (obj->receiverThread.endFlag == 0) quarlo_Protocol(obj);
     }
 }
 
 void endRegularly(quarlo_CoreInstance* obj) {
-    const Lock lock(obj);
-    obj->mainThreadTerminatedRegular = eFLAG_TRUE;
-    obj->mainThreadRunning = eFLAG_FALSE;
+    {
+        const Lock lock(obj);
+        obj->mainThreadTerminatedRegular = eFLAG_TRUE;
+        obj->mainThreadRunning = eFLAG_FALSE;
+    }
+    // The join timer has nothing left to wait for.
+    obj->joinTimerThread.end();
 }
 
 /** A connection that ended before RUN, with the initialisation timer waiting for it. */
 void abortInitialisation(quarlo_CoreInstance* obj) {
-    const bool isTimed = obj->initThreadCreated != 0 || obj->waitForInitThreadRunning != 0;
+    const bool isTimed = obj->initThreadCreated != 0 || obj->initTimerThread.isServing();
     if (!isTimed || obj->runReached != 0) return;
     trace(obj, eTRACECLASS_ERROR, "Init timeout thread created and/or running");
-    raiseFlag(obj, &quarlo_CoreInstance::waitForInitEndFlag);
+    obj->initTimerThread.end();
     _errorCall(obj, eERRORCODE_INITIALIZATION_ABORT);
 }
 
 void begin(quarlo_CoreInstance* obj) {
     becomeThread(obj, Role::Receiver, "quarlo RECEIVER");
     trace(obj, eTRACECLASS_INFORMATION, "QUARLO: Receive data thread started.");
-    {
-        const Lock lock(obj);
-        obj->mainThreadTerminatedRegular = eFLAG_FALSE;
-    }
-    obj->runReached = eFLAG_FALSE;
     obj->currentState = ePROTOCOL_STATE_NONE;
     quarlo_Protocol(obj);
     notify(obj, obj->onMainThreadStartCallback);
@@ -203,5 +157,6 @@ extern "C" void* quarlo_MainInstanceThread(void* args) {
     trace(obj, eTRACECLASS_INFORMATION, "Receive data thread ends now.");
     abortInitialisation(obj);
     notify(obj, obj->onMainThreadEndCallback);
+    obj->receiverThread.leave();
     return nullptr;
 }

@@ -24,7 +24,7 @@ bool append(quarlo_CoreInstance* obj, const packetServerAudio& packet, audioSour
     source->requestID = packet.RequestID;
     source->requestPending = eFLAG_TRUE;
     source->requestThreadEnd = eFLAG_TRUE;
-    listAppendFresh(&audioSourceList, &source->list);
+    listAudioSource(source);
     return true;
 }
 
@@ -86,6 +86,7 @@ void release(quarlo_CoreInstance* obj, const packetServerAudio& packet, const ch
               static_cast<int>(packet.RequestID));
         return;
     }
+    wakeThreads();
     if (!isFirst) return;
     notify(obj, obj->onAudioRequestCallback, eAUDIOCONTROL_Release, packet.RequestID, packet.Type);
 }
@@ -110,7 +111,7 @@ extern "C" void onReceiveServerAudio(quarlo_CoreInstance* obj, packetServerAudio
               "ServerAudio received, but audio handling not supported; ignored.");
         return;
     }
-    reapAudioSources();
+    reapThreads();
     if (pPacket->Command == eAUDIOCONTROL_Request) {
         request(obj, *pPacket, name);
     } else if (pPacket->Command == eAUDIOCONTROL_Release) {

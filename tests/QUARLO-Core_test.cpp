@@ -169,8 +169,7 @@ TEST(Callbacks, ReachTheHostInsideTheReceiverThread) {
     EXPECT_TRUE(host.has("start on quarlo RECEIVER"));
     host.endLink();
     EXPECT_TRUE(host.waitFor("restart 0"));
-    EXPECT_TRUE(
-        host.has("WRN DeleteInstance - not allowed on the instance's own threads; ignored."));
+    EXPECT_TRUE(host.has("WRN DeleteInstance - not allowed in a callback; ignored."));
 }
 
 /* ---- null handles ---- */

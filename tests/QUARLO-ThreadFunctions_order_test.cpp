@@ -36,7 +36,7 @@ TEST_F(ThreadOrder, InstanceIsDeletedBeforeItsThreadsBegin) {
     supervision::holdThreads(true);
     host.start();
     quarlo_CoreInstance* const obj = host.record();
-    endBeforeTheBegin([&] { host.remove(); }, [&] { return obj->waitForInitEndFlag != 0; });
+    endBeforeTheBegin([&] { host.remove(); }, [&] { return obj->initTimerThread.endFlag != 0; });
     EXPECT_FALSE(host.has("INF WaitForInitThread: wait time is over."));
     EXPECT_TRUE(host.has("INF WaitForInitThread: ends now."));
 }
@@ -46,23 +46,10 @@ TEST_F(ThreadOrder, WatchdogIsSwitchedOffBeforeItBegins) {
     supervision::holdThreads(true);
     quarlo_EnablePingWatchdog(host.handle(), 1, 60);
     endBeforeTheBegin([&] { quarlo_EnablePingWatchdog(host.handle(), 0, 60); },
-                      [&] { return host.record()->watchdogEndFlag != 0; });
+                      [&] { return host.record()->watchdogThread.endFlag != 0; });
     EXPECT_FALSE(host.has("WRN watchdog timeout"));
     EXPECT_TRUE(host.has("INF watchdog thread ends now."));
-    EXPECT_EQ(host.record()->watchdogIsRunning, 0);
-}
-
-TEST_F(ThreadOrder, TimerEndsBeforeItsCreatorGoesOn) {
-    quarlo_SetInitialisationTimeout(host.handle(), 60);
-    quarlo_SetTraceOutput(host.handle(), [](void* context, eTraceClass, char* line) {
-        const bool isTimer = std::string(line).rfind("WaitForInitThread: started", 0) == 0;
-        if (isTimer) static_cast<Host*>(context)->record()->waitForInitEndFlag = eFLAG_TRUE;
-    });
-    supervision::finishNextThread();
-    host.start();
-    // Set by the creator afterwards, the flag would say for ever that the timer runs.
-    EXPECT_EQ(host.record()->waitForInitThreadRunning, 0);
-    EXPECT_EQ(host.record()->needJoinThreadInit, 1);
+    EXPECT_FALSE(host.record()->watchdogThread.isServing());
 }
 
 TEST_F(ThreadOrder, WatchdogIsSwitchedOffBeforeRun) {
@@ -70,7 +57,7 @@ TEST_F(ThreadOrder, WatchdogIsSwitchedOffBeforeRun) {
     quarlo_EnablePingWatchdog(host.handle(), 0, 5);
     EXPECT_TRUE(host.has("VER set watchdogStartPending to FALSE"));
     host.run();
-    EXPECT_EQ(host.record()->watchdogIsRunning, 0);
+    EXPECT_FALSE(host.record()->watchdogThread.isServing());
 }
 
 TEST_F(ThreadOrder, ReceiverEndsWithoutItsLink) {

@@ -243,10 +243,9 @@ TEST_F(Ends, WaitForACallbackThatReturns) {
     }
 }
 
-/* ---- deletes on threads of another instance ---- */
+/* ---- deletes on threads of the library ---- */
 
-/** A host that deletes another one when it is told something, on the library's thread that tells.
- */
+/** A host that tries to delete another one when it is told something. */
 class Deleter : public Host {
   public:
     explicit Deleter(std::string line) : trigger(std::move(line)) {
@@ -275,15 +274,17 @@ class Deleter : public Host {
   private:
     static void told(void* context, const std::string& line) {
         auto& self = static_cast<Deleter&>(hostOf(context));
-        if (line == self.trigger) self.victim.remove();
+        if (line == self.trigger) quarlo_DeleteInstance(self.victim.handle());
         self.note(line);
     }
 
-    Host victim;
     const std::string trigger;
+
+  public:
+    Host victim;
 };
 
-TEST_F(Ends, OnEveryThreadOfAnotherInstance) {
+TEST_F(Ends, AreRefusedOnEveryThreadOfTheLibrary) {
     struct Way {
         const char* line;
         std::function<void(Host&)> bring;
@@ -317,7 +318,9 @@ TEST_F(Ends, OnEveryThreadOfAnotherInstance) {
         Deleter deleter(way.line);
         way.bring(deleter);
         EXPECT_TRUE(deleter.waitFor(way.line));
+        EXPECT_TRUE(deleter.victim.has("WRN DeleteInstance - not allowed in a callback; ignored."));
         deleter.remove();
+        deleter.victim.remove();
         EXPECT_EQ(supervision::unjoined(), 0);
     }
 }

@@ -71,11 +71,16 @@ class Radio : public Session {
         }
         return result;
     }
-    /** A copy of a source; all zeros when there is none. */
-    static audioSource source(UInt32 id) {
+    struct Source {
+        UInt32 timerCount, duration;
+        bool hasTimer;
+    };
+    /** What a source is at; all zeros when there is none. */
+    static Source source(UInt32 id) {
         const Lock library(nullptr);
         const audioSource* found = findAudioSource(id);
-        return found == nullptr ? audioSource{} : *found;
+        if (found == nullptr) return {};
+        return {found->timerCount, found->duration, found->hasTimer != 0};
     }
 
   private:

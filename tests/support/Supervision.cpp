@@ -3,11 +3,9 @@
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
-#include <latch>
 #include <memory>
 #include <mutex>
 #include <set>
-#include <utility>
 
 #include "QUARLO-Posix.h"
 
@@ -19,13 +17,11 @@ std::mutex mutex;
 std::multiset<pthread_t> threads;
 std::condition_variable released;
 bool areHeld = false;
-bool isNextFinished = false;
 
-/** A thread that waits before it begins, or is waited for. */
+/** A thread that waits before it begins. */
 struct Staged {
     void* (*start)(void*);
     void* arguments;
-    std::latch* ended;
 };
 
 void* runStaged(void* arguments) {
@@ -34,9 +30,7 @@ void* runStaged(void* arguments) {
         std::unique_lock lock(mutex);
         released.wait(lock, [] { return !areHeld; });
     }
-    void* const result = staged->start(staged->arguments);
-    if (staged->ended != nullptr) staged->ended->count_down();
-    return result;
+    return staged->start(staged->arguments);
 }
 
 }  // namespace
@@ -48,22 +42,18 @@ int __real_quarloThread_join(pthread_t id, void** result);
 int __wrap_quarloThread_create(pthread_t* id, const pthread_attr_t* attributes,
                                void* (*start)(void*), void* arguments);
 int __wrap_quarloThread_join(pthread_t id, void** result);
-unsigned int __wrap_quarloPosix_sleep(unsigned int seconds);
+void __wrap_quarlo_AddSeconds(quarloTime_t* time, unsigned int seconds);
 
 int __wrap_quarloThread_create(pthread_t* id, const pthread_attr_t* attributes,
                                void* (*start)(void*), void* arguments) {
     if (refused > 0 && --refused == 0) return EAGAIN;
-    std::latch ended(1);
-    std::unique_lock lock(mutex);
-    const bool isFinished = std::exchange(isNextFinished, false);
-    if (areHeld || isFinished) {
-        arguments = new Staged{start, arguments, isFinished ? &ended : nullptr};
+    const std::lock_guard lock(mutex);
+    if (areHeld) {
+        arguments = new Staged{start, arguments};
         start = &runStaged;
     }
     const int error = __real_quarloThread_create(id, attributes, start, arguments);
     if (error == 0) threads.insert(*id);
-    lock.unlock();
-    if (isFinished && error == 0) ended.wait();
     return error;
 }
 
@@ -84,9 +74,10 @@ int __wrap_quarloThread_join(pthread_t id, void** result) {
     return __real_quarloThread_join(id, result);
 }
 
-unsigned int __wrap_quarloPosix_sleep(unsigned int seconds) {
-    quarloPosix_pause(seconds * quarlo::test::supervision::second);
-    return 0;
+void __wrap_quarlo_AddSeconds(quarloTime_t* time, unsigned int seconds) {
+    time->tv_nsec += static_cast<long>(seconds) * quarlo::test::supervision::second * 1000000L;
+    time->tv_sec += time->tv_nsec / 1000000000L;
+    time->tv_nsec %= 1000000000L;
 }
 }
 
@@ -100,11 +91,6 @@ void holdThreads(bool isHeld) {
     const std::lock_guard lock(mutex);
     areHeld = isHeld;
     released.notify_all();
-}
-
-void finishNextThread() {
-    const std::lock_guard lock(mutex);
-    isNextFinished = true;
 }
 
 long unjoined() {

@@ -1,7 +1,7 @@
 /*
- * Short seconds, refused and late threads: a program linked with quarlo_watch_threads() sleeps a
- * fiftieth of what the library asks for, and lets a test refuse the creation of threads, keep new
- * ones from their first instruction, or let one end before its creator goes on.
+ * Short seconds, refused and late threads: in a program linked with quarlo_watch_threads() the
+ * library's deadlines come fifty times as soon, and a test can refuse the creation of threads or
+ * keep new ones from their first instruction.
  */
 #ifndef QUARLO_TESTS_SUPERVISION_H
 #define QUARLO_TESTS_SUPERVISION_H
@@ -15,8 +15,6 @@ constexpr unsigned second = 20;
 void refuseThread(long nth);
 /** Threads created while this is set begin only when it is reset. */
 void holdThreads(bool isHeld);
-/** The next thread created has ended when its creation returns. */
-void finishNextThread();
 /** Threads created and not yet joined. */
 long unjoined();
 /** Joins of threads that had been joined before or never created, or of the caller itself. */
