@@ -34,6 +34,8 @@ void traceThreads(quarlo_CoreInstance* obj) {
 
 /** False when it was marked before. */
 bool markDeleted(quarlo_CoreInstance* obj) {
+    // The lock is gone with the first teardown.
+    if (obj->isAlreadyDeleted != 0) return false;
     {
         const Lock lock(obj);
         if (obj->isAlreadyDeleted != 0) return false;

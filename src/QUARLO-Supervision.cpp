@@ -149,7 +149,6 @@ extern "C" {
 void quarlo_EnablePingWatchdog(void* instanceHandle, Flag isEnable, UInt8 timeoutValue) {
     api(instanceHandle, [&](quarlo_CoreInstance* obj) {
         trace(obj, eTRACECLASS_INFORMATION, "quarlo_EnablePingWatchdog");
-        if (timeoutValue == 0) obj->watchdogThread.end();
         obj->watchdogTime = timeoutValue;
         obj->watchdogCounter = 0;
         if (isEnable == eFLAG_TRUE && timeoutValue != 0) {

@@ -2,12 +2,16 @@
 #include "QUARLO-Thread.h"
 
 #include <cerrno>
+#include <memory>
 
 namespace quarlo {
 
+/* What a thread changes when it records its end is atomic besides: it may have been cancelled
+ * anywhere in the host's code, and what checks the use of memory does not see such a thread lock.
+ */
 struct Run {
-    Run* next;
-    RunNumber number;
+    Polled<Run*> next;
+    Polled<RunNumber> number;
     quarloThread_t id;
     ThreadGroup* group;
     Thread* place;  // null for a run without one
@@ -29,8 +33,8 @@ quarloThread_cond_t changed;
 quarloThread_key_t runKey;
 bool isPrepared = false;
 RunNumber lastNumber = 0;
-Run* running = nullptr;
-Run* ended = nullptr;
+Polled<Run*> running;
+Polled<Run*> ended;
 
 class ThreadLock {
   public:
@@ -58,9 +62,9 @@ Run* findRun(RunNumber number) {
 }
 
 void unlink(const Run* run) {
-    Run** at = &running;
-    while (*at != run) at = &(*at)->next;
-    *at = run->next;
+    Polled<Run*>* at = &running;
+    while (at->get() != run) at = &at->get()->next;
+    *at = run->next.get();
 }
 
 void recordEnd(void* value) {
@@ -68,11 +72,11 @@ void recordEnd(void* value) {
     const ThreadLock lock;
     unlink(run);
     run->vacate();
-    run->next = ended;
+    run->next = ended.get();
     ended = run;
-    // Without it the owner of the group may be gone as soon as the lock is.
-    --run->group->count;
     broadcast();
+    // The owner of the group may be gone as soon as it counts none.
+    run->group->count.add(static_cast<unsigned>(-1));
 }
 
 /** The first thread's creation makes what all records need. */
@@ -107,14 +111,15 @@ CreatedThread create(ThreadGroup& group, Thread* place, void* (*body)(void*), vo
         result.error = ENOMEM;
         return result;
     }
-    *run = {running, nextNumber(), {}, &group, place, body, argument};
+    std::construct_at(run, running.get(), nextNumber(), quarloThread_t{}, &group, place, body,
+                      argument);
     result.error = quarloThread_create(&run->id, nullptr, &serve, run);
     if (result.error != 0) {
         quarlo_free(run);
         return result;
     }
     running = run;
-    ++group.count;
+    group.count.add(1);
     result.run = run->number;
     result.id = run->id;
     return result;
@@ -169,8 +174,7 @@ void reapThreads() {
     Run* at = nullptr;
     {
         const ThreadLock lock;
-        at = ended;
-        ended = nullptr;
+        at = ended.exchange(nullptr);
     }
     while (at != nullptr) {
         Run* next = at->next;
@@ -245,7 +249,7 @@ bool Thread::leave() {
     isFollowed = false;
     endFlag = eFLAG_FALSE;
     Run* found = findRun(run);
-    if (found != nullptr) found->number = run = nextNumber();
+    if (found != nullptr) run = found->number = nextNumber();
     broadcast();
     return false;
 }

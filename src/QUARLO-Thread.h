@@ -19,8 +19,8 @@ using RunNumber = UInt32;
 
 /** The threads that use one owner: it may be freed when there are none left. */
 struct ThreadGroup {
-    unsigned count = 0;     // thread lock; runs whose end is not recorded
-    bool isClosed = false;  // thread lock; takes no further runs
+    Polled<unsigned> count;  // thread lock; runs whose end is not recorded
+    bool isClosed = false;   // thread lock; takes no further runs
 };
 
 struct CreatedThread {
