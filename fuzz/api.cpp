@@ -272,9 +272,8 @@ const Call calls[] = {
         quarlo_Eng_SetVehicleDataFilter(own.handle, callbackOn, count, a.values<UInt32>(count));
     },
     [](Connection&, Arguments&, Input& in) {
-        for (const char* text :
-             {quarlo_GetVersion(), quarlo_GetSystemIdentification(),
-              const_cast<char*>(quarlo_getTraceClassPrefix(static_cast<eTraceClass>(in.u8())))}) {
+        for (const char* text : {quarlo_GetVersion(), quarlo_GetSystemIdentification(),
+                                 quarlo_getTraceClassPrefix(static_cast<eTraceClass>(in.u8()))}) {
             look(text, std::strlen(text) + 1);
         }
         quarlo_IsClientCustomDataKeyCodeValid(static_cast<ClientCustomDataKeyCode>(in.u8()));

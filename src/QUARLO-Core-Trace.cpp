@@ -43,9 +43,36 @@ constexpr const char* returnNames[] = {
     "OKAY",      "NULL_PARAM", "PACKET_MEMORY", "STATE_NOT_RUN",   "NULL_HANDLE", "PARAM_VALUE",
     "NOT_FOUND", "MEM_ALLOC",  "NOT_SUPPORTED", "ALREADY_IN_LIST", "NOT_ALLOWED"};
 
+// Deliberate: the interface hands these constants out as char*, for hosts whose own functions take
+// that.
+char* lent(const char* constant) {
+    return const_cast<char*>(constant);
+}
+
 template <std::size_t N>
-const char* nameOf(const char* const (&names)[N], int value, const char* otherwise) {
-    return value >= 0 && value < static_cast<int>(N) ? names[value] : otherwise;
+char* nameOf(const char* const (&names)[N], int value, const char* otherwise) {
+    return lent(value >= 0 && value < static_cast<int>(N) ? names[value] : otherwise);
+}
+
+const char* prefixOf(eTraceClass traceClass) {
+    switch (static_cast<unsigned>(traceClass)) {
+        case eTRACECLASS_NONE:
+            return "    ";
+        case eTRACECLASS_ERROR:
+            return "ERR ";
+        case eTRACECLASS_WARNING:
+            return "WRN ";
+        case eTRACECLASS_INFORMATION:
+            return "INF ";
+        case eTRACECLASS_VERBOSE:
+            return "VER ";
+        case eTRACECLASS_INF_FRAME:
+            return "IFF ";
+        case eTRACECLASS_VER_FRAME:
+            return "VRF ";
+        default:
+            return " ??? ";
+    }
 }
 
 void dumpAsText(FILE* device, const UInt8* buffer, std::size_t size, bool isWrite) {
@@ -145,25 +172,8 @@ void quarlo_SetTraceClass(void* instanceHandle, eTraceClass traceClass) {
     });
 }
 
-const char* quarlo_getTraceClassPrefix(eTraceClass traceClass) {
-    switch (static_cast<unsigned>(traceClass)) {
-        case eTRACECLASS_NONE:
-            return "    ";
-        case eTRACECLASS_ERROR:
-            return "ERR ";
-        case eTRACECLASS_WARNING:
-            return "WRN ";
-        case eTRACECLASS_INFORMATION:
-            return "INF ";
-        case eTRACECLASS_VERBOSE:
-            return "VER ";
-        case eTRACECLASS_INF_FRAME:
-            return "IFF ";
-        case eTRACECLASS_VER_FRAME:
-            return "VRF ";
-        default:
-            return " ??? ";
-    }
+char* quarlo_getTraceClassPrefix(eTraceClass traceClass) {
+    return lent(prefixOf(traceClass));
 }
 
 void _quarlo_traceOutCore(void*, eTraceClass traceClass, char* text) {
@@ -171,15 +181,15 @@ void _quarlo_traceOutCore(void*, eTraceClass traceClass, char* text) {
     std::fprintf(logOut, "CORE  : %s%s\n", quarlo_getTraceClassPrefix(traceClass), text);
 }
 
-const char* _quarlo_getReturnCodeName(eReturnCode code) {
+char* _quarlo_getReturnCodeName(eReturnCode code) {
     return nameOf(returnNames, -static_cast<int>(code), "UNKNOWN");
 }
 
-const char* _quarlo_getStateName(eProtocolState state) {
+char* _quarlo_getStateName(eProtocolState state) {
     return nameOf(stateNames, static_cast<int>(state), "*** UNKNOWN ***");
 }
 
-const char* _quarlo_getErrorName(eErrorCode code) {
+char* _quarlo_getErrorName(eErrorCode code) {
     return nameOf(errorNames, static_cast<int>(code), "*** UNKNOWN ***");
 }
 

@@ -196,8 +196,8 @@ QUARLO_API void quarlo_SetTraceClass(void* instanceHandle, eTraceClass traceClas
 /** Hands a line to the instance's trace output, without looking at the trace class. */
 QUARLO_API void quarlo_Trace(void* instanceHandle, eTraceClass traceClass, char* text);
 /** @return the four characters that stand for a trace class in trace output, " ??? " for any other
- * value */
-QUARLO_API const char* quarlo_getTraceClassPrefix(eTraceClass traceClass);
+ * value; a constant, never to be written to or freed */
+QUARLO_API char* quarlo_getTraceClassPrefix(eTraceClass traceClass);
 
 /**
  * Switches the dump of every byte sent and received, for debugging.

@@ -263,9 +263,9 @@ void _quarlo_LeaveCriticalSection(quarlo_CoreInstance* handle);
 void _quarlo_DestroyCriticalSection(quarlo_CoreInstance* handle);
 
 void _quarlo_traceOutCore(void* context, eTraceClass traceClass, char* text);
-const char* _quarlo_getReturnCodeName(eReturnCode code);
-const char* _quarlo_getStateName(eProtocolState state);
-const char* _quarlo_getErrorName(eErrorCode code);
+char* _quarlo_getReturnCodeName(eReturnCode code);
+char* _quarlo_getStateName(eProtocolState state);
+char* _quarlo_getErrorName(eErrorCode code);
 /** Traces the report and hands it to the error callback, unless shutdown was announced. */
 void _errorCall(void* instanceHandle, eErrorCode code);
 void _quarlo_DisableDump(quarlo_CoreInstance* handle);
