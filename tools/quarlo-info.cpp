@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -168,7 +169,9 @@ std::vector<std::string> searchPath() {
     if (dlinfo(program, RTLD_DI_SERINFOSIZE, info) == 0 &&
         dlinfo(program, RTLD_DI_SERINFO, info) == 0) {
         const Dl_serpath* paths = info->dls_serpath;
-        for (unsigned i = 0; i < info->dls_cnt; ++i) folders.emplace_back(paths[i].dls_name);
+        for (unsigned i = 0; i < info->dls_cnt; ++i) {
+            folders.push_back(std::filesystem::path(paths[i].dls_name).lexically_normal());
+        }
     }
     dlclose(program);
     return folders;
