@@ -20,6 +20,11 @@ endif()
 add_library(quarlo_compile_options INTERFACE)
 target_compile_options(quarlo_compile_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  # Times beyond 2038, and dumps beyond 2 GiB.
+  target_compile_definitions(quarlo_compile_options INTERFACE
+    _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
 if(QUARLO_WARNINGS_AS_ERRORS)
   target_compile_options(quarlo_compile_options INTERFACE -Werror)
 endif()

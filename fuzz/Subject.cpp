@@ -124,8 +124,7 @@ std::size_t receive(void*, UInt8* buffer, std::size_t size, void* connection) {
 void lookAtPacket(const UInt8* buffer, std::size_t size) {
     look(buffer, size);
     require(size >= wire::headerSize && goesToPhone(buffer[0]), "no packet was sent");
-    UInt32 payload = 0;
-    std::memcpy(&payload, buffer + 5, sizeof payload);
+    const UInt32 payload = Input(buffer + 5, 4).u32();
     require(size == wire::headerSize + payload, "a packet of another size was sent");
 }
 

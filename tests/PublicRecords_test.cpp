@@ -1,7 +1,6 @@
 /*
  * The memory layout of what hosts and plug-ins exchange with the library: a change here breaks
- * programs that are not compiled anew. Checked where pointers have 64 bits, as on the targets that
- * ship.
+ * programs that are not compiled anew. Offsets count in pointers, of 32 or 64 bits.
  */
 #include <gtest/gtest.h>
 
@@ -17,7 +16,12 @@ namespace {
 #define SIZE(Record, Size) \
     static_assert(sizeof(Record) == (Size) && std::is_standard_layout_v<Record>)
 
-static_assert(sizeof(void*) == 8, "the offsets below are those of 64-bit targets");
+constexpr std::size_t P = sizeof(void*);
+
+/** Where a pointer can stand, from here on. */
+constexpr std::size_t aligned(std::size_t offset) {
+    return (offset + P - 1) / P * P;
+}
 
 SIZE(TouchEvent, 12);
 AT(TouchEvent, event, 0);
@@ -25,76 +29,76 @@ AT(TouchEvent, xPosition, 2);
 AT(TouchEvent, yPosition, 4);
 AT(TouchEvent, fingerId, 8);
 
-SIZE(LocationStrings, 64);
+SIZE(LocationStrings, 8 * P);
 AT(LocationStrings, validMask, 0);
-AT(LocationStrings, Country, 8);
-AT(LocationStrings, StateRegion, 16);
-AT(LocationStrings, ZipCode, 24);
-AT(LocationStrings, City, 32);
-AT(LocationStrings, Street, 40);
-AT(LocationStrings, CrossStreet, 48);
-AT(LocationStrings, Housenumber, 56);
+AT(LocationStrings, Country, P);
+AT(LocationStrings, StateRegion, 2 * P);
+AT(LocationStrings, ZipCode, 3 * P);
+AT(LocationStrings, City, 4 * P);
+AT(LocationStrings, Street, 5 * P);
+AT(LocationStrings, CrossStreet, 6 * P);
+AT(LocationStrings, Housenumber, 7 * P);
 
-SIZE(CategoryList, 16);
-AT(CategoryList, Categories, 8);
+SIZE(CategoryList, 2 * P);
+AT(CategoryList, Categories, P);
 
-SIZE(AppInfo, 56);
+SIZE(AppInfo, aligned(6 * P + 5));
 AT(AppInfo, IdentifierURL, 0);
-AT(AppInfo, Name, 8);
-AT(AppInfo, UniqueIconID, 16);
-AT(AppInfo, Manufacturer, 24);
-AT(AppInfo, Description, 32);
-AT(AppInfo, Categories, 40);
-AT(AppInfo, InstStatus, 48);
-AT(AppInfo, IsAbleToLaunchApps, 49);
-AT(AppInfo, arrLanguage, 50);
+AT(AppInfo, Name, P);
+AT(AppInfo, UniqueIconID, 2 * P);
+AT(AppInfo, Manufacturer, 3 * P);
+AT(AppInfo, Description, 4 * P);
+AT(AppInfo, Categories, 5 * P);
+AT(AppInfo, InstStatus, 6 * P);
+AT(AppInfo, IsAbleToLaunchApps, 6 * P + 1);
+AT(AppInfo, arrLanguage, 6 * P + 2);
 
-SIZE(AppInfoList, 16);
-AT(AppInfoList, Entries, 8);
+SIZE(AppInfoList, 2 * P);
+AT(AppInfoList, Entries, P);
 
-SIZE(AppIconResponse, 24);
-AT(AppIconResponse, UniqueIconID, 8);
-AT(AppIconResponse, uncompressedDataLength, 12);
-AT(AppIconResponse, uncompressedData, 16);
+SIZE(AppIconResponse, 2 * P + 8);
+AT(AppIconResponse, UniqueIconID, P);
+AT(AppIconResponse, uncompressedDataLength, P + 4);
+AT(AppIconResponse, uncompressedData, P + 8);
 
-SIZE(KeyValue, 16);
-AT(KeyValue, value, 8);
-SIZE(KeyValueList, 16);
-AT(KeyValueList, Entries, 8);
+SIZE(KeyValue, 2 * P);
+AT(KeyValue, value, P);
+SIZE(KeyValueList, 2 * P);
+AT(KeyValueList, Entries, P);
 
-SIZE(decompressInitParameter, 32);
+SIZE(decompressInitParameter, aligned(12) + 2 * P);
 AT(decompressInitParameter, versionMinor, 2);
 AT(decompressInitParameter, versionBuild, 4);
 AT(decompressInitParameter, compression, 8);
-AT(decompressInitParameter, mallocFunction, 16);
-AT(decompressInitParameter, freeFunction, 24);
+AT(decompressInitParameter, mallocFunction, aligned(12));
+AT(decompressInitParameter, freeFunction, aligned(12) + P);
 
-SIZE(decompressParameter, 48);
+SIZE(decompressParameter, aligned(12) + 4 * P);
 AT(decompressParameter, height, 2);
 AT(decompressParameter, bpp, 4);
 AT(decompressParameter, format, 5);
 AT(decompressParameter, endian, 6);
 AT(decompressParameter, compression, 8);
-AT(decompressParameter, compressedData, 16);
-AT(decompressParameter, compressedDataLength, 24);
-AT(decompressParameter, frameData, 32);
-AT(decompressParameter, frameDataLength, 40);
+AT(decompressParameter, compressedData, aligned(12));
+AT(decompressParameter, compressedDataLength, aligned(12) + P);
+AT(decompressParameter, frameData, aligned(12) + 2 * P);
+AT(decompressParameter, frameDataLength, aligned(12) + 3 * P);
 
-SIZE(scaleInitParameter, 24);
+SIZE(scaleInitParameter, 8 + 2 * P);
 AT(scaleInitParameter, mallocFunction, 8);
-AT(scaleInitParameter, freeFunction, 16);
+AT(scaleInitParameter, freeFunction, 8 + P);
 
-SIZE(scaleParameter, 40);
+SIZE(scaleParameter, aligned(19 + 2 * P));
 AT(scaleParameter, sourceHeight, 2);
 AT(scaleParameter, sourceBufferLength, 4);
 AT(scaleParameter, sourceBuffer, 8);
-AT(scaleParameter, destinationWidth, 16);
-AT(scaleParameter, destinationHeight, 18);
-AT(scaleParameter, destinationBufferLength, 20);
-AT(scaleParameter, destinationBuffer, 24);
-AT(scaleParameter, format, 32);
-AT(scaleParameter, endian, 33);
-AT(scaleParameter, imageBpp, 34);
+AT(scaleParameter, destinationWidth, 8 + P);
+AT(scaleParameter, destinationHeight, 10 + P);
+AT(scaleParameter, destinationBufferLength, 12 + P);
+AT(scaleParameter, destinationBuffer, 16 + P);
+AT(scaleParameter, format, 16 + 2 * P);
+AT(scaleParameter, endian, 17 + 2 * P);
+AT(scaleParameter, imageBpp, 18 + 2 * P);
 
 static_assert(sizeof(eReturnCode) == 4 && sizeof(eTraceClass) == 4 && sizeof(Flag) == 1);
 

@@ -233,7 +233,7 @@ TEST(Guiding, WithoutMemoryForThePlaceIsReported) {
         outOfMemoryLines("onReceiveNavigateTo: error allocating location strings memory.");
     // One of these names leaves less room in the receiver's memory than the place needs.
     long reports = 0;
-    for (std::size_t length = 60000; length < 65536; length += 64) {
+    for (std::size_t length = 60000; length < 65536; length += 16) {
         const Bytes request =
             navigate(2, std::string(length, 'x'), {0, 0, 0, 0}, std::vector<std::string>(7));
         allocations::restart(1);

@@ -167,21 +167,21 @@ class TimeZone {
 };
 
 TEST(Time, OfDayIsLocalToTheMillisecond) {
-    constexpr long day = 24L * 3600 * 1000;
-    constexpr long eastOfGreenwich = (5L * 60 + 30) * 60 * 1000;
+    constexpr Int64 day = 24 * 3600 * 1000;
+    constexpr Int64 eastOfGreenwich = (5 * 60 + 30) * 60 * 1000;
     const TimeZone zone("TEST-5:30");
     const auto now = [] {
         timeval time{};
         gettimeofday(&time, nullptr);
-        return (time.tv_sec * 1000L + time.tv_usec / 1000 + eastOfGreenwich) % day;
+        return (Int64{time.tv_sec} * 1000 + time.tv_usec / 1000 + eastOfGreenwich) % day;
     };
-    const long before = now();
+    const Int64 before = now();
     const std::string text = timeOfDay(13);
-    const long after = now();
+    const Int64 after = now();
     long hours = 0, minutes = 0, seconds = 0, milliseconds = 0;
     ASSERT_EQ(
         std::sscanf(text.c_str(), "%ld:%ld:%ld.%ld", &hours, &minutes, &seconds, &milliseconds), 4);
-    const long shown = ((hours * 60 + minutes) * 60 + seconds) * 1000 + milliseconds;
+    const Int64 shown = ((hours * 60 + minutes) * 60 + seconds) * 1000 + milliseconds;
     // Counted from the time before it, as midnight may pass in between.
     EXPECT_LE((shown - before + day) % day, (after - before + day) % day) << text;
 }
@@ -191,7 +191,7 @@ TEST(Time, StampsCountMillisecondsOfTheMonotonicClock) {
     const UInt32 before = quarlo_GetTimestamp();
     clock_gettime(CLOCK_MONOTONIC, &now);
     const UInt32 after = quarlo_GetTimestamp();
-    const auto wanted = static_cast<UInt32>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
+    const auto wanted = static_cast<UInt32>(Int64{now.tv_sec} * 1000 + now.tv_nsec / 1000000);
     EXPECT_LE(wanted - before, after - before);
     quarloPosix_pause(20);
     EXPECT_GE(quarlo_GetTimestamp() - after, 19U);

@@ -8,6 +8,7 @@
 #include <malloc.h>
 
 #include <cstddef>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -57,6 +58,11 @@ constexpr bool memoryIsMeasurable() {
 #else
     return true;
 #endif
+}
+
+/** Under an emulator its own memory counts too; the presets say when tests run there. */
+inline bool residentIsMeasurable() {
+    return memoryIsMeasurable() && std::getenv("QUARLO_EMULATED") == nullptr;
 }
 
 }  // namespace quarlo::soak
