@@ -356,16 +356,17 @@ template <class Input, class Store>
 struct Reader {
     Input& in;
     Store& memory;
+    bool isLost = false;  // an entry could not be had, so where the list ends is unknown
 
     template <Scalar T>
     bool operator()(T& value) {
-        const UInt8* bytes = in.take(sizeof(T));
+        const UInt8* bytes = take(sizeof(T));
         if (bytes != nullptr) value = load<T>(bytes);
         return bytes != nullptr;
     }
     template <std::size_t N>
     bool operator()(UInt8 (&field)[N]) {
-        const UInt8* bytes = in.take(N);
+        const UInt8* bytes = take(N);
         if (bytes != nullptr) std::memcpy(field, bytes, N);
         return bytes != nullptr;
     }
@@ -395,8 +396,11 @@ struct Reader {
         list = memory.template make<R*>(count);
         if (list == nullptr) return false;
         for (std::uint64_t i = 0; i < count; ++i) {
-            // An entry that cannot be had ends the list; it and the rest stay null.
-            if ((list[i] = record<R>()) == nullptr) return !in.isBeyond();
+            // An entry that cannot be had ends the list; it and the rest stay null. What follows
+            // the list cannot be found any more.
+            if ((list[i] = record<R>()) != nullptr) continue;
+            isLost = true;
+            return !in.isBeyond();
         }
         return true;
     }
@@ -410,6 +414,8 @@ struct Reader {
     }
 
   private:
+    const UInt8* take(std::uint64_t count) { return isLost ? nullptr : in.take(count); }
+
     template <Scalar T>
     void copy(T* run, std::uint64_t count) {
         const UInt8* bytes = in.take(count * sizeof(T));

@@ -279,12 +279,11 @@ TEST(PacketsWithoutMemory, AreNotBuilt) {
 
 /** An entry of a list may be missing; everything else is had whole or not at all. */
 TEST(PacketsWithoutMemory, AreNotDecoded) {
-    const std::set<std::string> withLists{"TouchEvent", "ClientStartApp", "FramebufferUpdate",
-                                          "ServerAppInfo"};
+    // Where a list ends with the packet, one that ended early stays; behind it nothing is found.
+    const std::set<std::string> endInLists{"ClientStartApp", "FramebufferUpdate", "ServerAppInfo"};
     for (const PacketCase& each : packetCases()) {
         SCOPED_TRACE(each.name);
-        // Behind a list that ended early the decoder reads what comes next: let that be there.
-        const Bytes bytes = each.whole.bytes + Bytes(300000);
+        const Bytes bytes = each.whole.bytes;
         bool hadHoles = false;
         allocations::sweep([&](long refused) {
             void* at = const_cast<std::uint8_t*>(bytes.data());
@@ -301,7 +300,7 @@ TEST(PacketsWithoutMemory, AreNotDecoded) {
             }
             each.remove(packet);
         });
-        EXPECT_EQ(hadHoles, withLists.count(each.name) == 1);
+        EXPECT_EQ(hadHoles, endInLists.count(each.name) == 1);
     }
 }
 
