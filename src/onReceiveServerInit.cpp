@@ -3,6 +3,7 @@
  * internalLock, because host threads read them; a replaced softkey array stays until the next
  * replacement, because its pointer may have been handed out.
  */
+#include <algorithm>
 #include <utility>
 
 #include "QUARLO-Core-Strings.h"
@@ -43,22 +44,22 @@ void storeString(quarlo_CoreInstance* obj, qrString* quarlo_CoreInstance::*field
     if (obj->*field == nullptr) outOfMemory(obj, failed);
 }
 
-/** A heap copy of the list; null, after a report, when there is no memory. */
-qrSoftkeyList* copySoftkeys(quarlo_CoreInstance* obj, const qrSoftkeyList& received) {
+/** A heap copy of the list; null, and the text of the failure, when there is no memory. */
+qrSoftkeyList* copySoftkeys(const qrSoftkeyList& received, const char*& failure) {
     auto* list = wire::Heap::make<qrSoftkeyList>();
     if (list == nullptr) {
-        outOfMemory(obj, "cannot allocate memory for supported softkey list.");
+        failure = "cannot allocate memory for supported softkey list.";
         return nullptr;
     }
     if (received.Length == 0) return list;
     list->pSoftkeys = wire::Heap::make<Softkey>(received.Length);
     if (list->pSoftkeys == nullptr) {
-        outOfMemory(obj, "cannot allocate memory for softkeys.");
+        failure = "cannot allocate memory for softkeys.";
         quarlo_free(list);
         return nullptr;
     }
     list->Length = received.Length;
-    for (unsigned i = 0; i < received.Length; ++i) list->pSoftkeys[i] = received.pSoftkeys[i];
+    std::copy_n(received.pSoftkeys, received.Length, list->pSoftkeys);
     return list;
 }
 
@@ -66,7 +67,8 @@ void storeSoftkeys(quarlo_CoreInstance* obj, const qrSoftkeyList& received) {
     if (received.Length >= 5) {
         trace(obj, eTRACECLASS_WARNING, "number of supported softkeys larger than 4.");
     }
-    qrSoftkeyList* list = copySoftkeys(obj, received);
+    const char* failure = nullptr;
+    qrSoftkeyList* list = copySoftkeys(received, failure);
     qrSoftkeyList* oldest = nullptr;
     {
         const Lock lock(obj);
@@ -74,6 +76,7 @@ void storeSoftkeys(quarlo_CoreInstance* obj, const qrSoftkeyList& received) {
         obj->supportedSoftkeys = list;
     }
     wire::Heap::discard(oldest);
+    if (failure != nullptr) outOfMemory(obj, failure);
 }
 
 }  // namespace

@@ -192,7 +192,9 @@ void expectDeletedWithin(Player& player, unsigned seconds) {
 
 /** Plays until the host's code stays somewhere for ever, and deletes without asking it to return.
  */
-void expectCancelled(const Recording& recording, const Player::Plan& plan) {
+void expectCancelled(
+    const Recording& recording, const Player::Plan& plan,
+    const std::function<void()>& whenStuck = [] {}) {
     for (const UInt8 joinTime : {UInt8{0}, UInt8{1}}) {
         const long before = allocations::live();
         {
@@ -201,6 +203,7 @@ void expectCancelled(const Recording& recording, const Player::Plan& plan) {
             quarlo_SetEndReceiverRequestCallback(player.handle(), nullptr);
             quarlo_SetWaitForJoinTimeout(player.handle(), joinTime);
             player.play();
+            whenStuck();
             expectDeletedWithin(player, 1);
         }
         EXPECT_EQ(allocations::live(), before) << "leaked";
@@ -221,6 +224,17 @@ TEST_F(Ends, InsideEverySendThatNeverReturns) {
         SCOPED_TRACE("packet " + std::to_string(packet));
         expectCancelled(recording(), {.stuckSend = packet});
     }
+}
+
+TEST_F(Ends, InsideEveryReportOfAFailedAllocation) {
+    long made = 0;
+    for (long refused = 0; refused <= made; ++refused) {
+        SCOPED_TRACE("refused request " + std::to_string(refused));
+        const auto refuse = [refused] { allocations::restart(refused); };
+        const auto look = [&] { made = std::max(made, allocations::made()); };
+        expectCancelled(recording(), {.stuckIn = "error MEM_ALLOC", .atStart = refuse}, look);
+    }
+    EXPECT_GT(made, 30);
 }
 
 TEST_F(Ends, WaitForACallbackThatReturns) {

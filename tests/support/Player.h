@@ -56,7 +56,8 @@ class Player : public Host {
         End end = Closed;
         std::size_t piece = static_cast<std::size_t>(-1);  // most bytes of one read
         bool keepsPackets = true;                          // no read goes beyond a packet's end
-        std::string stuckIn = {};   // name of the callback that never returns
+        std::string stuckIn = {};               // name of the callback that never returns
+        std::function<void()> atStart = [] {};  // on the receiver, before it reads
         std::size_t stuckSend = 0;  // number of the packet whose sending never returns; from 1
     };
 
@@ -115,14 +116,17 @@ class Player : public Host {
     /** What a host does about it, inside the callback. */
     void answer(const std::string& line) const {
         void* const h = handle();
-        if (line == "state RUN") {
+        if (line == "thread start") {
+            plan.atStart();
+        } else if (line == "state RUN") {
             quarlo_SetPixelFormat(h, ePIXELFORMAT_ARGB8888, 4, ePIXELENDIANESS_LittleEndian);
             quarlo_FramebufferUpdateRequest(h, 0, 0, 32, 16, 0);
         } else if (line == "frame end") {
             quarlo_FramebufferUpdateRequest(h, 0, 0, 32, 16, 1);
         } else if (line == "apps") {
             quarlo_RequestAppIcon(h, "a://1", 1, 1);
-            quarlo_StartApp(h, "a://1", nullptr, nullptr);
+            // Larger than what is built on the stack.
+            quarlo_StartApp(h, std::string(3000, 'u').c_str(), nullptr, nullptr);
         } else if (line == "audio") {
             quarlo_SetAudioStatus(h, 1, eAUDIOSTATUS_Open, eAUDIOREQUESTRESULTCODE_NoError);
         } else if (line == "vehicle") {
