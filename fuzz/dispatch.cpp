@@ -41,7 +41,7 @@ void dispatch(quarlo_CoreInstance* obj, Span received) {
     const Exact bytes(received);
     void* advanced = nullptr;
     const ThisThread mine = thisThread;
-    thisThread = {obj, Role::Receiver, false, 0, nullptr};
+    thisThread = {obj, Role::Receiver, false, 0};
     QUARLO_Receive(obj, bytes.data(), static_cast<UInt32>(bytes.size()), &advanced);
     quarlo_Protocol(obj);
     thisThread = mine;

@@ -47,33 +47,22 @@ bool copyFormat(quarlo_CoreInstance* obj, qrFrameProperties& chosen) {
     return false;
 }
 
-/** Remembers the request, replacing the URL of the one before. */
-void rememberRequest(quarlo_CoreInstance* obj, qrString* url, UInt16 width, UInt16 height) {
-    {
-        const Lock lock(obj);
-        iconConfiguration& icon = obj->iconConfig;
-        std::swap(icon.IdentifierURL, url);
-        icon.Width = width;
-        icon.Height = height;
-        icon.eIconReqState = eICONREQUESTSTATE_Requested;
-    }
-    wire::Heap::discard(url);
-}
+struct IconRequest {
+    const char* identifierURL;
+    UInt16 width;
+    UInt16 height;
+};
 
-eReturnCode fillIconRequest(quarlo_CoreInstance* obj, packetClientRequestAppIcon& packet,
-                            const char* identifierURL, UInt16 width, UInt16 height) {
-    if (!copyFormat(obj, *packet.IconProperties)) return eRETURN_NOT_ALLOWED;
-    quarlo_utilCToStringCopy(identifierURL, packet.IdentifierURL);
-    qrString* url = quarlo_utilStringCopy(packet.IdentifierURL);
-    const bool isCopied = url != nullptr && url->Length == packet.IdentifierURL->Length;
-    if (!isCopied) {
-        wire::Heap::discard(url);
-        return eRETURN_MEM_ALLOC;
-    }
-    rememberRequest(obj, url, width, height);
-    packet.Width = width;
-    packet.Height = height;
-    return eRETURN_OKAY;
+/** Remembers the request, unless one is pending, and takes the URL of the one before. */
+bool isRemembered(quarlo_CoreInstance* obj, const IconRequest& request, qrString*& url) {
+    const Lock lock(obj);
+    iconConfiguration& icon = obj->iconConfig;
+    if (icon.eIconReqState == eICONREQUESTSTATE_Requested) return false;
+    std::swap(icon.IdentifierURL, url);
+    icon.Width = request.width;
+    icon.Height = request.height;
+    icon.eIconReqState = eICONREQUESTSTATE_Requested;
+    return true;
 }
 
 bool isIconPending(quarlo_CoreInstance* obj) {
@@ -81,26 +70,49 @@ bool isIconPending(quarlo_CoreInstance* obj) {
     return obj->iconConfig.eIconReqState == eICONREQUESTSTATE_Requested;
 }
 
-eReturnCode requestIcon(quarlo_CoreInstance* obj, const char* identifierURL, UInt16 width,
-                        UInt16 height) {
+eReturnCode refusePending(quarlo_CoreInstance* obj, const IconRequest& request) {
+    trace(obj, eTRACECLASS_WARNING, "RequestAppIcon for IdentifierURL='%s' is pending; ignored.",
+          request.identifierURL);
+    return eRETURN_NOT_ALLOWED;
+}
+
+eReturnCode remember(quarlo_CoreInstance* obj, const IconRequest& request) {
+    qrString* url = quarlo_utilCToString(request.identifierURL);
+    if (url == nullptr) return eRETURN_MEM_ALLOC;
+    const bool isFirst = isRemembered(obj, request, url);
+    wire::Heap::discard(url);
+    // Another thread may have asked since this call looked.
+    return isFirst ? eRETURN_OKAY : refusePending(obj, request);
+}
+
+/** A request counts as pending only once its packet can be sent. */
+Built buildIconRequest(quarlo_CoreInstance* obj, const IconRequest& request,
+                       wire::Outgoing<packetClientRequestAppIcon>& outgoing) {
+    const Built built = build(outgoing, [&](packetClientRequestAppIcon& packet) {
+        if (!copyFormat(obj, *packet.IconProperties)) return eRETURN_NOT_ALLOWED;
+        *packet.IdentifierURL = borrowText(request.identifierURL);
+        packet.Width = request.width;
+        packet.Height = request.height;
+        return eRETURN_OKAY;
+    });
+    return built.result == eRETURN_OKAY ? remember(obj, request) : built;
+}
+
+eReturnCode requestIcon(quarlo_CoreInstance* obj, const IconRequest& request) {
     if (!hasCapability(obj, eSERVERCAPABILITIES_EnableAppStart,
                        "AppStart feature and therefore RequestAppIcon not supported by phone.")) {
         return eRETURN_NOT_SUPPORTED;
     }
-    if (isIconPending(obj)) {
-        trace(obj, eTRACECLASS_WARNING,
-              "RequestAppIcon for IdentifierURL='%s' is pending; ignored.", identifierURL);
-        return eRETURN_NOT_ALLOWED;
-    }
-    trace(obj, eTRACECLASS_INFORMATION, "RequestAppIcon with IdentifierURL='%s'", identifierURL);
+    if (isIconPending(obj)) return refusePending(obj, request);
+    trace(obj, eTRACECLASS_INFORMATION, "RequestAppIcon with IdentifierURL='%s'",
+          request.identifierURL);
     if (!inRun(obj, "RequestAppIcon received in wrong state; ignored.")) {
         return eRETURN_STATE_NOT_RUN;
     }
+    wire::Outgoing<packetClientRequestAppIcon> outgoing;
+    const Built built = buildIconRequest(obj, request, outgoing);
     // Deliberate: the text names another packet.
-    return send<packetClientRequestAppIcon>(
-        obj, "creation of ClientSettings packet failed.", [&](packetClientRequestAppIcon& packet) {
-            return fillIconRequest(obj, packet, identifierURL, width, height);
-        });
+    return conclude(obj, outgoing, built, "creation of ClientSettings packet failed.");
 }
 
 /* ---- start ---- */
@@ -115,20 +127,33 @@ eReturnCode copyKeyValue(qrKeyValue*& copy, const KeyValue& from) {
     return isCopied ? eRETURN_OKAY : eRETURN_MEM_ALLOC;
 }
 
-eReturnCode fillList(qrKeyValueList& list, const KeyValueList* from) {
-    if (from == nullptr) return eRETURN_OKAY;
-    list.NumberOfEntries = from->NumberOfEntries;
-    return _quarlo_CopyKeyValueList(&list, from);
-}
-
-eReturnCode fillStart(packetClientStartApp& packet, const char* identifierURL,
-                      const KeyValueList* launchModes, const KeyValueList* options) {
-    quarlo_utilCToStringCopy(identifierURL, packet.IdentifierURL);
-    if (packet.IdentifierURL->Length != 0 && packet.IdentifierURL->pContent == nullptr) {
-        return eRETURN_MEM_ALLOC;
+/** A host's list as the packet wants it. */
+class Converted {
+  public:
+    explicit Converted(const KeyValueList* from) {
+        if (from == nullptr) return;
+        outcome = _quarlo_CopyKeyValueList(&list, from);
+        list.NumberOfEntries = list.paEntries == nullptr ? UInt8{0} : from->NumberOfEntries;
     }
-    const eReturnCode modes = fillList(*packet.LaunchModes, launchModes);
-    return modes != eRETURN_OKAY ? modes : fillList(*packet.Options, options);
+    ~Converted() { wire::visitAll(&list, wire::Release{}); }
+    Converted(const Converted&) = delete;
+    Converted& operator=(const Converted&) = delete;
+
+    qrKeyValueList list{};
+    eReturnCode outcome = eRETURN_OKAY;
+};
+
+Built buildStart(wire::Outgoing<packetClientStartApp>& outgoing, const char* identifierURL,
+                 const KeyValueList* launchModes, const KeyValueList* options) {
+    const Converted modes(launchModes);
+    if (modes.outcome != eRETURN_OKAY) return modes.outcome;
+    const Converted others(options);
+    if (others.outcome != eRETURN_OKAY) return others.outcome;
+    return build(outgoing, [&](packetClientStartApp& packet) {
+        *packet.IdentifierURL = borrowText(identifierURL);
+        *packet.LaunchModes = modes.list;
+        *packet.Options = others.list;
+    });
 }
 
 eReturnCode startApp(quarlo_CoreInstance* obj, const char* identifierURL,
@@ -145,10 +170,9 @@ eReturnCode startApp(quarlo_CoreInstance* obj, const char* identifierURL,
         trace(obj, eTRACECLASS_VERBOSE, "pOptionsNoEntries=%d, ", options->NumberOfEntries);
     }
     if (!inRun(obj, "StartApp received in wrong state; ignored.")) return eRETURN_STATE_NOT_RUN;
-    return send<packetClientStartApp>(
-        obj, "creation of ClientStartApp packet failed.", [&](packetClientStartApp& packet) {
-            return fillStart(packet, identifierURL, launchModes, options);
-        });
+    wire::Outgoing<packetClientStartApp> outgoing;
+    const Built built = buildStart(outgoing, identifierURL, launchModes, options);
+    return conclude(obj, outgoing, built, "creation of ClientStartApp packet failed.");
 }
 
 }  // namespace
@@ -179,7 +203,7 @@ eReturnCode quarlo_RequestAppIcon(void* instanceHandle, const char* identifierUR
                                   UInt16 height) {
     return api(instanceHandle, eRETURN_NULL_HANDLE, [&](quarlo_CoreInstance* obj) {
         if (identifierURL == nullptr) return eRETURN_NULL_PARAM;
-        return requestIcon(obj, identifierURL, width, height);
+        return requestIcon(obj, {identifierURL, width, height});
     });
 }
 

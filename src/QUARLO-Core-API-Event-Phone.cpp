@@ -1,8 +1,6 @@
 /* Phone calls, voice sessions and the callbacks for what the phone asks and reports. Host threads.
  */
-#include <cstring>
-
-#include "QUARLO-Core-Utilities.h"
+#include "QUARLO-Core-Announcements.h"
 #include "QUARLO.Connector.IVI-API_C.h"
 
 using namespace quarlo;
@@ -55,9 +53,7 @@ void quarlo_PhoneCallStatusResponse(void* instanceHandle, PhoneCallStatus status
         trace(obj, eTRACECLASS_INFORMATION, "PhoneCall Status Response");
         if (!inRun(obj)) return;
         send<packetPhoneCallStatusResponse>(
-            obj, "cannot allocate send packet.",
-            [&](packetPhoneCallStatusResponse& packet) { packet.Status = statusValue; },
-            eTRACECLASS_ERROR);
+            obj, [&](packetPhoneCallStatusResponse& packet) { packet.Status = statusValue; });
     });
 }
 
@@ -66,12 +62,10 @@ void quarlo_VoiceSessionStatus(void* instanceHandle, VoiceSessionStatus statusVa
     api(instanceHandle, [&](quarlo_CoreInstance* obj) {
         trace(obj, eTRACECLASS_INFORMATION, "VoiceSessionStatus");
         if (!inRun(obj)) return;
-        send<packetClientVoiceSessionStatus>(obj,
-                                             "creation of ClientVoiceSessionStatus packet failed.",
-                                             [&](packetClientVoiceSessionStatus& packet) {
-                                                 packet.Value = statusValue;
-                                                 packet.Constraint = statusConstraint;
-                                             });
+        send<packetClientVoiceSessionStatus>(obj, [&](packetClientVoiceSessionStatus& packet) {
+            packet.Value = statusValue;
+            packet.Constraint = statusConstraint;
+        });
     });
 }
 
@@ -88,12 +82,7 @@ void quarlo_VoiceSupportInfo(void* instanceHandle, VoiceSupport supportValue,
             trace(obj, eTRACECLASS_WARNING, "unknown value '%d' for VoiceSupportInfo.",
                   supportValue);
         }
-        if (!inRun(obj)) return;
-        send<packetClientVoiceSupportInfo>(obj, "creation of ClientVoiceSupportInfo packet failed.",
-                                           [&](packetClientVoiceSupportInfo& packet) {
-                                               packet.Value = supportValue;
-                                               packet.Constraint = supportConstraint;
-                                           });
+        if (inRun(obj)) sendVoiceSupport(obj, supportValue, supportConstraint);
     });
 }
 

@@ -4,7 +4,7 @@
  * may replace them.
  */
 #include <cstring>
-#include <utility>
+#include <limits>
 
 #include "QUARLO-Core-Strings.h"
 #include "QUARLO-Core-Utilities.h"
@@ -23,66 +23,60 @@ UInt16 getText(void* instanceHandle, qrString* quarlo_CoreInstance::*field, cons
     });
 }
 
-/** The touches of one call. The list and its touches share one block, because a finger that moves
- * makes a call for every sample; the packet borrows them. */
-struct Touches {
-    quarlo_CoreInstance* obj;
-    const TouchEvent* touches;
-    UInt8 count;
-    UInt32 timestamp;
-
-    eReturnCode operator()(packetTouchEvent& packet) const {
-        auto* block = wire::Heap::make<UInt8>(count * (sizeof(qrTouch*) + sizeof(qrTouch)));
-        if (block == nullptr) {
-            return outOfMemory(obj, "memory allocation failed for touch events list.");
-        }
-        auto** list = reinterpret_cast<qrTouch**>(block);
-        fill(list, reinterpret_cast<qrTouch*>(list + count));
-        packet.TouchEvents->paTouches = list;
-        packet.TouchEvents->Length = count;
-        packet.Timestamp = timestamp != 0 ? timestamp : quarlo_GetTimestamp();
-        return eRETURN_OKAY;
+/** The touches of one call as the packet wants them. */
+class Touches {
+  public:
+    void add(const TouchEvent& touch) {
+        entries[count] = {touch.event, touch.xPosition, touch.yPosition, touch.fingerId};
+        list[count] = &entries[count];
+        ++count;
     }
-    static void takeBack(packetTouchEvent& packet) {
-        packet.TouchEvents->Length = 0;
-        quarlo_free(std::exchange(packet.TouchEvents->paTouches, nullptr));
+    void showTo(qrTouchList& shown) {
+        shown.Length = count;
+        shown.paTouches = list;
     }
 
   private:
-    void fill(qrTouch** list, qrTouch* entries) const {
-        for (unsigned i = 0; i < count; ++i) {
-            const TouchEvent& touch = touches[i];
-            trace(obj, eTRACECLASS_VERBOSE, "    position = (%d, %d), event = %d, uniqueID = %d",
-                  touch.xPosition, touch.yPosition, touch.event, static_cast<int>(touch.fingerId));
-            entries[i] = {touch.event, touch.xPosition, touch.yPosition, touch.fingerId};
-            list[i] = &entries[i];
-        }
-    }
+    static constexpr std::size_t most = std::numeric_limits<UInt8>::max();
+    UInt8 count = 0;
+    qrTouch* list[most];
+    qrTouch entries[most];
 };
 
+void sendTouches(quarlo_CoreInstance* obj, const TouchEvent* touches, UInt8 number,
+                 UInt32 timestamp) {
+    Touches converted;
+    for (unsigned i = 0; i < number; ++i) {
+        const TouchEvent& touch = touches[i];
+        if (traces(obj, eTRACECLASS_VERBOSE)) {
+            trace(obj, eTRACECLASS_VERBOSE, "    position = (%d, %d), event = %d, uniqueID = %d",
+                  touch.xPosition, touch.yPosition, touch.event, static_cast<int>(touch.fingerId));
+        }
+        converted.add(touch);
+    }
+    send<packetTouchEvent>(obj, [&](packetTouchEvent& packet) {
+        converted.showTo(*packet.TouchEvents);
+        packet.Timestamp = timestamp != 0 ? timestamp : quarlo_GetTimestamp();
+    });
+}
+
 /** The vehicle's state is sent in RUN only, silently dropped otherwise, and never remembered. */
-void sendState(quarlo_CoreInstance* obj, ClientDataType type, UInt8 value, const char* failed) {
+void sendState(quarlo_CoreInstance* obj, ClientDataType type, UInt8 value) {
     if (!inRun(obj)) return;
-    send<packetClientState>(obj, failed, [&](packetClientState& packet) {
+    send<packetClientState>(obj, [&](packetClientState& packet) {
         packet.DataType = type;
         packet.Value = value;
     });
 }
 
-eReturnCode fillSentence(quarlo_CoreInstance* obj, qrString& sentence, const char* text) {
+/** A sentence for a packet to lead to, which is cut when it is too long. */
+qrString sentenceOf(quarlo_CoreInstance* obj, const char* text) {
     std::size_t length = std::strlen(text);
     if (length > longestSentence) {
         trace(obj, eTRACECLASS_WARNING, "NMEA string truncated to 80 bytes.");
         length = longestSentence;
     }
-    sentence.Encoding = eSTRINGENCODING_UTF8;
-    sentence.pContent = wire::Heap::make<UInt8>(length);
-    if (sentence.pContent == nullptr) {
-        return outOfMemory(obj, "memory allocation failed for NMEA string.");
-    }
-    std::memcpy(sentence.pContent, text, length);
-    sentence.Length = static_cast<UInt16>(length);
-    return eRETURN_OKAY;
+    return borrowBytes(text, static_cast<UInt16>(length));
 }
 
 }  // namespace
@@ -134,11 +128,10 @@ void quarlo_SoftkeyEvent(void* instanceHandle, Softkey key, SoftkeyEventType eve
         trace(obj, eTRACECLASS_INFORMATION, "Softkey Event");
         trace(obj, eTRACECLASS_VERBOSE, "    key = %d, event = %d", key, event);
         if (!inRun(obj)) return;
-        send<packetSoftkeyEvent>(obj, "creation of SoftkeyEvent packet failed.",
-                                 [&](packetSoftkeyEvent& packet) {
-                                     packet.Softkey = key;
-                                     packet.SoftkeyEvent = event;
-                                 });
+        send<packetSoftkeyEvent>(obj, [&](packetSoftkeyEvent& packet) {
+            packet.Softkey = key;
+            packet.SoftkeyEvent = event;
+        });
     });
 }
 
@@ -159,8 +152,7 @@ void quarlo_TouchEventsTimed(void* instanceHandle, TouchEvent* eventArray, UInt8
             trace(obj, eTRACECLASS_WARNING, "touch event array is NULL.");
             return;
         }
-        send<packetTouchEvent>(obj, "creation of TouchEvent packet failed.",
-                               Touches{obj, eventArray, numberOfEvents, timestamp});
+        sendTouches(obj, eventArray, numberOfEvents, timestamp);
     });
 }
 
@@ -168,8 +160,7 @@ void quarlo_SetMovingStatus(void* instanceHandle, Flag isMoving) {
     api(instanceHandle, [&](quarlo_CoreInstance* obj) {
         trace(obj, eTRACECLASS_INFORMATION, "Moving status set to %s ",
               isMoving == eFLAG_TRUE ? "MOVING" : "STATIONARY");
-        sendState(obj, eCLIENTDATATYPE_Movement, isMoving,
-                  "creation of ClientState packet for MovingStatus failed.");
+        sendState(obj, eCLIENTDATATYPE_Movement, isMoving);
     });
 }
 
@@ -177,8 +168,7 @@ void quarlo_SetNightMode(void* instanceHandle, Flag isNight) {
     api(instanceHandle, [&](quarlo_CoreInstance* obj) {
         trace(obj, eTRACECLASS_INFORMATION, "Set Day/Night Mode to %s",
               isNight == eFLAG_TRUE ? "NIGHT" : "DAY");
-        sendState(obj, eCLIENTDATATYPE_DayNightMode, isNight,
-                  "creation of ClientState packet for NightMode failed.");
+        sendState(obj, eCLIENTDATATYPE_DayNightMode, isNight);
     });
 }
 
@@ -191,10 +181,9 @@ void quarlo_PositionInformation(void* instanceHandle, const char* NMEA) {
         }
         trace(obj, eTRACECLASS_VERBOSE, "%s", NMEA);
         if (!inRun(obj)) return;
-        send<packetPositionInformation>(obj, "creation of PositionInformation packet failed.",
-                                        [&](packetPositionInformation& packet) {
-                                            return fillSentence(obj, *packet.NMEA, NMEA);
-                                        });
+        send<packetPositionInformation>(
+            obj, "creation of PositionInformation packet failed.",
+            [&](packetPositionInformation& packet) { *packet.NMEA = sentenceOf(obj, NMEA); });
     });
 }
 
@@ -202,8 +191,7 @@ void quarlo_SetBlockMode(void* instanceHandle, BlockMode mode) {
     api(instanceHandle, [&](quarlo_CoreInstance* obj) {
         trace(obj, eTRACECLASS_INFORMATION, "Set Block Mode");
         if (!inRun(obj)) return;
-        send<packetSetBlockMode>(obj, "creation of SetBlockMode packet failed.",
-                                 [&](packetSetBlockMode& packet) { packet.ModeToSet = mode; });
+        send<packetSetBlockMode>(obj, [&](packetSetBlockMode& packet) { packet.ModeToSet = mode; });
     });
 }
 

@@ -20,12 +20,11 @@ void configure(quarlo_CoreInstance* obj, Change change) {
 void sendPixelFormat(quarlo_CoreInstance* obj) {
     qrFrameProperties wanted{};
     configure(obj, [&](coreConfiguration& config) { wanted = config.frameProperties; });
-    send<packetSetPixelFormat>(obj, "creation of SetPixelFormat packet failed.",
-                               [&](packetSetPixelFormat& packet) {
-                                   packet.Format = wanted.Format;
-                                   packet.Endianess = wanted.Endianess;
-                                   packet.BytesPerPixel = wanted.BytesPerPixel;
-                               });
+    send<packetSetPixelFormat>(obj, [&](packetSetPixelFormat& packet) {
+        packet.Format = wanted.Format;
+        packet.Endianess = wanted.Endianess;
+        packet.BytesPerPixel = wanted.BytesPerPixel;
+    });
 }
 
 eReturnCode setIconFormat(quarlo_CoreInstance* obj, PixelFormat format, PixelEndianess endian) {
@@ -141,14 +140,12 @@ void quarlo_SetFrameSize(void* instanceHandle, UInt32 frameWidth, UInt32 frameHe
             config.hostPhysicalHeight = physicalHeight;
         });
         if (!inRun(obj)) return;
-        // Deliberate: the text names the pixel format's packet.
-        send<packetSetFrameSize>(
-            obj, "creation of SetPixelFormat packet failed.", [&](packetSetFrameSize& packet) {
-                packet.ScreenWidth = static_cast<UInt16>(frameWidth);
-                packet.ScreenHeight = static_cast<UInt16>(frameHeight);
-                packet.PhysicalScreenWidth = static_cast<UInt16>(physicalWidth);
-                packet.PhysicalScreenHeight = static_cast<UInt16>(physicalHeight);
-            });
+        send<packetSetFrameSize>(obj, [&](packetSetFrameSize& packet) {
+            packet.ScreenWidth = static_cast<UInt16>(frameWidth);
+            packet.ScreenHeight = static_cast<UInt16>(frameHeight);
+            packet.PhysicalScreenWidth = static_cast<UInt16>(physicalWidth);
+            packet.PhysicalScreenHeight = static_cast<UInt16>(physicalHeight);
+        });
     });
 }
 
@@ -162,8 +159,7 @@ void quarlo_OverrideCompressionFormat(void* instanceHandle, FrameCompression com
         });
         if (!inRun(obj)) return;
         send<packetOverrideCompression>(
-            obj, "creation of OverrideCompression packet failed.",
-            [&](packetOverrideCompression& packet) { packet.Compression = compression; });
+            obj, [&](packetOverrideCompression& packet) { packet.Compression = compression; });
     });
 }
 
@@ -200,12 +196,10 @@ void quarlo_FramebufferUpdateRequest(void* instanceHandle, UInt16 x0, UInt16 y0,
         trace(obj, eTRACECLASS_VER_FRAME, "    region starts at (%d, %d) with size (%d, %d) ", x0,
               y0, width, height);
         if (!inRun(obj)) return;
-        send<packetFramebufferUpdateRequest>(obj,
-                                             "creation of FramebufferUpdateRequest packet failed.",
-                                             [&](packetFramebufferUpdateRequest& packet) {
-                                                 packet.Incremental = incremental;
-                                                 *packet.UpdateRegion = {x0, y0, width, height};
-                                             });
+        send<packetFramebufferUpdateRequest>(obj, [&](packetFramebufferUpdateRequest& packet) {
+            packet.Incremental = incremental;
+            *packet.UpdateRegion = {x0, y0, width, height};
+        });
     });
 }
 
@@ -220,12 +214,11 @@ eReturnCode quarlo_FrameRequestStatus(void* instanceHandle, Flag isSuspended) {
         trace(obj, eTRACECLASS_INFORMATION, "Frame request status set to %s ",
               isSuspended == eFLAG_TRUE ? "SUSPENDED" : "ACTIVE");
         if (!inRun(obj)) return eRETURN_STATE_NOT_RUN;
-        return send<packetClientState>(
-            obj, "creation of ClientState packet for FrameRequestStatus failed.",
-            [&](packetClientState& packet) {
-                packet.DataType = eCLIENTDATATYPE_FrameRequestsSuspended;
-                packet.Value = isSuspended;
-            });
+        send<packetClientState>(obj, [&](packetClientState& packet) {
+            packet.DataType = eCLIENTDATATYPE_FrameRequestsSuspended;
+            packet.Value = isSuspended;
+        });
+        return eRETURN_OKAY;
     });
 }
 

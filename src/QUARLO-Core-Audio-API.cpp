@@ -130,14 +130,13 @@ eReturnCode setStatus(quarlo_CoreInstance* obj, UInt32 requestID, AudioStatus st
     if (answer.needsTimer) startTimer(obj, requestID, answer.serial);
     finishTimer(answer.endedTimer);
     if (!inRun(obj)) return eRETURN_STATE_NOT_RUN;
-    const eReturnCode sent = send<packetClientAudio>(obj, "creation of ClientAudio packet failed.",
-                                                     [&](packetClientAudio& packet) {
-                                                         packet.RequestID = requestID;
-                                                         packet.Status = status;
-                                                         packet.ResultCode = reason;
-                                                     });
-    if (sent == eRETURN_OKAY && answer.ends) finishTimer(endAudioSource(answer.serial));
-    return sent;
+    send<packetClientAudio>(obj, [&](packetClientAudio& packet) {
+        packet.RequestID = requestID;
+        packet.Status = status;
+        packet.ResultCode = reason;
+    });
+    if (answer.ends) finishTimer(endAudioSource(answer.serial));
+    return eRETURN_OKAY;
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "QUARLO-Core-CustomDataChecks.h"
+#include "QUARLO-Core-Strings.h"
 
 namespace quarlo {
 namespace {
@@ -13,36 +14,26 @@ namespace {
 constexpr UInt16 testControl = 65534;
 constexpr UInt16 identifierMask = 0x0FFF;
 constexpr UInt8 mostCanBytes = 8;
+constexpr std::size_t shortText = 512;
 
-/** A packet's way out: creation, trace, fill, send. */
+constexpr const char* creationFailed = "creation of ClientCustomData packet failed.";
+
+using Message = packetClientCustomData;
+
+/** A packet's way out; fill says whether it is valid. */
 template <class Fill>
 eReturnCode sendOn(quarlo_CoreInstance* obj, CustomDataEvent event, const char* text, Fill fill) {
-    return send<packetClientCustomData>(obj, "creation of ClientCustomData packet failed.",
-                                        [&](packetClientCustomData& packet) -> eReturnCode {
-                                            trace(obj, eTRACECLASS_INFORMATION, "%s", text);
-                                            packet.Event = event;
-                                            return fill(packet);
-                                        });
+    trace(obj, eTRACECLASS_INFORMATION, "%s", text);
+    return send<Message>(obj, creationFailed, [&](Message& packet) {
+        packet.Event = event;
+        return fill(packet);
+    });
 }
 
-/** Gives the packet room for its payload; null, after the report, without memory. */
-UInt8* payload(quarlo_CoreInstance* obj, packetClientCustomData& packet, std::size_t length,
-               const char* failed) {
-    packet.pData = wire::Heap::make<UInt8>(length);
-    if (packet.pData == nullptr) {
-        outOfMemory(obj, failed);
-        return nullptr;
-    }
+/** Lets the packet lead to the bytes. */
+void carry(Message& packet, const UInt8* bytes, std::size_t length) {
+    packet.pData = const_cast<UInt8*>(bytes);
     packet.Length = static_cast<UInt16>(length);
-    return packet.pData;
-}
-
-eReturnCode fillBytes(quarlo_CoreInstance* obj, packetClientCustomData& packet, const UInt8* bytes,
-                      UInt16 length, const char* failed) {
-    UInt8* room = payload(obj, packet, length, failed);
-    if (room == nullptr) return eRETURN_MEM_ALLOC;
-    std::memcpy(room, bytes, length);
-    return eRETURN_OKAY;
 }
 
 eReturnCode checkString(quarlo_CoreInstance* obj, UInt16 type, StringEncoding encoding) {
@@ -61,19 +52,39 @@ eReturnCode checkString(quarlo_CoreInstance* obj, UInt16 type, StringEncoding en
     return eRETURN_OKAY;
 }
 
-eReturnCode fillString(quarlo_CoreInstance* obj, packetClientCustomData& packet,
-                       StringEncoding encoding, const char* text) {
+qrString stringOf(StringEncoding encoding, const char* text) {
     constexpr std::size_t tooLong = 65536 - 3;
     std::size_t length = text == nullptr ? 0 : std::strlen(text);
     // Deliberate: a text that does not fit is sent empty, not cut.
     if (length >= tooLong) length = 0;
-    auto* bytes = reinterpret_cast<UInt8*>(const_cast<char*>(text));
-    const qrString string{encoding, static_cast<UInt16>(length), bytes};
-    UInt8* room = payload(obj, packet, sizeOf_String(&string),
-                          "cannot allocate data memory for packet ClientCustomData.");
-    if (room == nullptr) return eRETURN_MEM_ALLOC;
-    writeToBuffer_String(room, &string);
-    return eRETURN_OKAY;
+    qrString string = borrowBytes(text, static_cast<UInt16>(length));
+    string.Encoding = encoding;
+    return string;
+}
+
+Built buildString(wire::Outgoing<Message>& outgoing, UInt16 type, const qrString& string) {
+    wire::Room<shortText> room;
+    const UInt32 size = sizeOf_String(&string);
+    UInt8* payload = room.take(size);
+    if (payload == nullptr) {
+        return {eRETURN_MEM_ALLOC, "cannot allocate data memory for packet ClientCustomData."};
+    }
+    writeToBuffer_String(payload, &string);
+    return build(outgoing, [&](Message& packet) {
+        packet.Event = eCUSTOMDATAEVENT_String;
+        packet.Type = type;
+        carry(packet, payload, size);
+    });
+}
+
+eReturnCode sendString(quarlo_CoreInstance* obj, UInt16 type, StringEncoding encoding,
+                       const char* text) {
+    trace(obj, eTRACECLASS_INFORMATION, "Client Custom Data String");
+    const eReturnCode checked = checkString(obj, type, encoding);
+    if (checked != eRETURN_OKAY) return checked;
+    wire::Outgoing<Message> outgoing;
+    const Built built = buildString(outgoing, type, stringOf(encoding, text));
+    return conclude(obj, outgoing, built, creationFailed);
 }
 
 eReturnCode checkInt(quarlo_CoreInstance* obj, UInt16 type, UInt16 length) {
@@ -95,42 +106,29 @@ eReturnCode checkInt(quarlo_CoreInstance* obj, UInt16 type, UInt16 length) {
                                : refuse(obj, invalidLength, eCUSTOMDATAEVENT_Int, length);
 }
 
-eReturnCode fillKey(quarlo_CoreInstance* obj, packetClientCustomData& packet,
-                    ClientCustomDataKeyType type, ClientCustomDataKeyCode code, UInt32 timestamp) {
+eReturnCode checkKey(quarlo_CoreInstance* obj, ClientCustomDataKeyType type,
+                     ClientCustomDataKeyCode code) {
     if (type < eCLIENTCUSTOMDATAKEYTYPE_Press || type > eCLIENTCUSTOMDATAKEYTYPE_Abort) {
         return refuse(obj, invalidType, eCUSTOMDATAEVENT_Key, type);
     }
     // Deliberate: the text for a wrong code shows the type.
-    if (quarlo_IsClientCustomDataKeyCodeValid(code) == 0) {
-        return refuse(obj, invalidCode, eCUSTOMDATAEVENT_Key, type);
-    }
-    UInt8* room =
-        payload(obj, packet, sizeof code + sizeof timestamp, "cannot allocate key code memory.");
-    if (room == nullptr) return eRETURN_MEM_ALLOC;
-    writeToBuffer_UInt32(writeToBuffer_ClientCustomDataKeyCode(room, code), timestamp);
-    packet.Type = type;
-    return eRETURN_OKAY;
+    return quarlo_IsClientCustomDataKeyCodeValid(code) != 0
+               ? eRETURN_OKAY
+               : refuse(obj, invalidCode, eCUSTOMDATAEVENT_Key, type);
 }
 
-eReturnCode fillCan(quarlo_CoreInstance* obj, packetClientCustomData& packet,
-                    ClientCustomDataCanType type, const qrCANMessage& message) {
+eReturnCode checkCan(quarlo_CoreInstance* obj, ClientCustomDataCanType type, UInt8 length) {
     if (type != eCLIENTCUSTOMDATACANTYPE_Generic &&
         type != eCLIENTCUSTOMDATACANTYPE_CanAmbientlight) {
         return refuse(obj, invalidType, eCUSTOMDATAEVENT_Can, type);
     }
-    if (message.DataLengthCode > mostCanBytes) {
-        return refuse(obj, invalidDataLengthCode, eCUSTOMDATAEVENT_Can, message.DataLengthCode);
-    }
-    UInt8* room =
-        payload(obj, packet, sizeOf_CANMessage(&message), "cannot allocate message memory.");
-    if (room == nullptr) return eRETURN_MEM_ALLOC;
-    writeToBuffer_CANMessage(room, &message);
-    packet.Type = type;
-    return eRETURN_OKAY;
+    return length <= mostCanBytes
+               ? eRETURN_OKAY
+               : refuse(obj, invalidDataLengthCode, eCUSTOMDATAEVENT_Can, length);
 }
 
-eReturnCode fillRaw(quarlo_CoreInstance* obj, packetClientCustomData& packet, UInt16 identifier,
-                    UInt16 length, const UInt8* data) {
+void fillRaw(quarlo_CoreInstance* obj, Message& packet, UInt16 identifier, UInt16 length,
+             const UInt8* data) {
     const bool isEmpty = length == 0 || data == nullptr;
     if (isEmpty) {
         trace(obj, eTRACECLASS_INFORMATION,
@@ -141,8 +139,7 @@ eReturnCode fillRaw(quarlo_CoreInstance* obj, packetClientCustomData& packet, UI
         trace(obj, eTRACECLASS_WARNING, "type opcode (highest nibble) shall be 0 (mask 0x0FFF)");
     }
     packet.Type = identifier & identifierMask;
-    if (isEmpty) return eRETURN_OKAY;
-    return fillBytes(obj, packet, data, length, "cannot allocate data memory.");
+    if (!isEmpty) carry(packet, data, length);
 }
 
 /* ---- custom keys ---- */
@@ -216,13 +213,7 @@ eReturnCode quarlo_CustomDataString(void* instanceHandle, ClientCustomDataString
         if (!inRun(obj, "quarlo_CustomDataString() called outside RUN state.")) {
             return eRETURN_STATE_NOT_RUN;
         }
-        return sendOn(obj, eCUSTOMDATAEVENT_String, "Client Custom Data String",
-                      [&](packetClientCustomData& packet) {
-                          packet.Type = type;
-                          const eReturnCode checked = checkString(obj, type, encoding);
-                          if (checked != eRETURN_OKAY) return checked;
-                          return fillString(obj, packet, encoding, messageString);
-                      });
+        return sendString(obj, type, encoding, messageString);
     });
 }
 
@@ -236,14 +227,11 @@ eReturnCode quarlo_CustomDataInt(void* instanceHandle, ClientCustomDataIntType t
             return warn(obj, "quarlo_CustomDataInt() called with NULL pointer to value.",
                         eRETURN_NULL_PARAM);
         }
-        return sendOn(obj, eCUSTOMDATAEVENT_Int, "Client Custom Data Int",
-                      [&](packetClientCustomData& packet) {
-                          packet.Type = type;
-                          const eReturnCode checked = checkInt(obj, type, length);
-                          if (checked != eRETURN_OKAY) return checked;
-                          return fillBytes(obj, packet, pValue, length,
-                                           "cannot allocate value memory.");
-                      });
+        return sendOn(obj, eCUSTOMDATAEVENT_Int, "Client Custom Data Int", [&](Message& packet) {
+            packet.Type = type;
+            carry(packet, pValue, length);
+            return checkInt(obj, type, length);
+        });
     });
 }
 
@@ -258,10 +246,13 @@ eReturnCode quarlo_CustomDataKeyTimed(void* instanceHandle, ClientCustomDataKeyT
         if (!inRun(obj, "quarlo_CustomDataKey() called outside RUN state.")) {
             return eRETURN_STATE_NOT_RUN;
         }
-        return sendOn(obj, eCUSTOMDATAEVENT_Key, "Client Custom Data Key",
-                      [&](packetClientCustomData& packet) {
-                          return fillKey(obj, packet, type, code, timestamp);
-                      });
+        UInt8 payload[sizeof code + sizeof timestamp];
+        writeToBuffer_UInt32(writeToBuffer_ClientCustomDataKeyCode(payload, code), timestamp);
+        return sendOn(obj, eCUSTOMDATAEVENT_Key, "Client Custom Data Key", [&](Message& packet) {
+            packet.Type = type;
+            carry(packet, payload, sizeof payload);
+            return checkKey(obj, type, code);
+        });
     });
 }
 
@@ -272,10 +263,16 @@ eReturnCode quarlo_CustomDataCan(void* instanceHandle, ClientCustomDataCanType t
         if (!inRun(obj, "quarlo_CustomDataCan() called outside RUN state.")) {
             return eRETURN_STATE_NOT_RUN;
         }
-        return sendOn(obj, eCUSTOMDATAEVENT_Can, "Client Custom Data CAN",
-                      [&](packetClientCustomData& packet) {
-                          return fillCan(obj, packet, type, {identifier, dataLengthCode, data});
-                      });
+        UInt8 payload[sizeof identifier + sizeof dataLengthCode + mostCanBytes];
+        return sendOn(obj, eCUSTOMDATAEVENT_Can, "Client Custom Data CAN", [&](Message& packet) {
+            const eReturnCode checked = checkCan(obj, type, dataLengthCode);
+            if (checked != eRETURN_OKAY) return checked;
+            const qrCANMessage message{identifier, dataLengthCode, data};
+            writeToBuffer_CANMessage(payload, &message);
+            packet.Type = type;
+            carry(packet, payload, sizeOf_CANMessage(&message));
+            return eRETURN_OKAY;
+        });
     });
 }
 
@@ -286,9 +283,7 @@ eReturnCode quarlo_CustomDataRaw(void* instanceHandle, UInt16 identifier, UInt16
             return eRETURN_STATE_NOT_RUN;
         }
         return sendOn(obj, eCUSTOMDATAEVENT_Raw, "Client Custom Data Raw",
-                      [&](packetClientCustomData& packet) {
-                          return fillRaw(obj, packet, identifier, length, pData);
-                      });
+                      [&](Message& packet) { fillRaw(obj, packet, identifier, length, pData); });
     });
 }
 

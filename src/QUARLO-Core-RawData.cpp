@@ -60,29 +60,29 @@ rawDataItem* install(genericList* list, rawDataItem* fresh, eReturnCode& result)
     return nullptr;
 }
 
-/** Copies an item's bytes into an answer. */
-bool copyContent(packetClientCustomData& packet, const rawDataItem* item) {
-    if (item == nullptr || item->data == nullptr || item->length == 0) return true;
-    packet.pData = wire::Heap::make<UInt8>(item->length);
-    if (packet.pData == nullptr) return false;
-    std::memcpy(packet.pData, item->data, item->length);
-    packet.Length = item->length;
-    return true;
+using Answer = wire::Outgoing<packetClientCustomData>;
+
+/** The answer leads to the item's bytes until it is built; it is empty when there is no item. */
+Built buildAnswer(Answer& answer, UInt16 identifier, const rawDataItem* item) {
+    return build(answer, [&](packetClientCustomData& packet) {
+        packet.Event = eCUSTOMDATAEVENT_Raw;
+        packet.Type = identifier;
+        if (item == nullptr || item->data == nullptr) return;
+        packet.Length = item->length;
+        packet.pData = item->data;
+    });
 }
 
-template <class Copy>
-eReturnCode sendAnswer(quarlo_CoreInstance* obj, UInt16 identifier, Copy copy) {
-    const eReturnCode sent = send<packetClientCustomData>(
-        obj, "cannot allocate CustomData RAW packet.",
-        [&](packetClientCustomData& packet) {
-            packet.Event = eCUSTOMDATAEVENT_Raw;
-            packet.Type = identifier;
-            if (copy(packet)) return eRETURN_OKAY;
-            return outOfMemory(obj, "cannot allocate data memory.");
-        },
-        eTRACECLASS_ERROR);
+eReturnCode sendAnswer(quarlo_CoreInstance* obj, Answer& answer, const Built& built) {
+    const eReturnCode sent =
+        conclude(obj, answer, built, "cannot allocate CustomData RAW packet.", eTRACECLASS_ERROR);
     if (sent == eRETURN_PACKET_MEMORY) _errorCall(obj, eERRORCODE_MEM_ALLOC);
     return sent;
+}
+
+Built buildFrom(genericList* list, UInt16 identifier, Answer& answer) {
+    const Lock library(nullptr);
+    return buildAnswer(answer, identifier, find(list, identifier));
 }
 
 }  // namespace
@@ -126,17 +126,17 @@ eReturnCode _quarlo_storeRawData(quarlo_CoreInstance* obj, genericList* list, UI
 
 eReturnCode _quarlo_getAndSendRawData(quarlo_CoreInstance* obj, genericList* list,
                                       UInt16 identifier) {
-    return sendAnswer(obj, identifier, [&](packetClientCustomData& packet) {
-        const Lock library(nullptr);
-        return copyContent(packet, find(list, identifier));
-    });
+    Answer answer;
+    const Built built = buildFrom(list, identifier, answer);
+    return sendAnswer(obj, answer, built);
 }
 
 eReturnCode _quarlo_sendRawData(quarlo_CoreInstance* obj, rawDataItem* item) {
     if (obj == nullptr) return eRETURN_NULL_HANDLE;
     if (item == nullptr) return eRETURN_NULL_PARAM;
-    return sendAnswer(obj, item->identifier,
-                      [&](packetClientCustomData& packet) { return copyContent(packet, item); });
+    Answer answer;
+    const Built built = buildAnswer(answer, item->identifier, item);
+    return sendAnswer(obj, answer, built);
 }
 
 genericListElement* listFindElementRawDataIdentifier(genericList* list, genericListElement* probe) {

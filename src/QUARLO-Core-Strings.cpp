@@ -41,6 +41,19 @@ UInt16 wireLength(const char* text) {
 
 }  // namespace
 
+namespace quarlo {
+
+qrString borrowBytes(const void* bytes, UInt16 length) {
+    auto* content = static_cast<UInt8*>(const_cast<void*>(bytes));
+    return {eSTRINGENCODING_UTF8, length, length == 0 ? nullptr : content};
+}
+
+qrString borrowText(const char* text) {
+    return borrowBytes(text, wireLength(text));
+}
+
+}  // namespace quarlo
+
 extern "C" {
 
 char* quarlo_utilStringToC(const qrString* string) {

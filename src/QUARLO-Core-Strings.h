@@ -35,6 +35,13 @@ Int32 _quarlo_utilDoubleToDecimal(double value, qrDecimal* decimal);
 
 #ifdef __cplusplus
 }
+
+namespace quarlo {
+/** A UTF-8 string that leads to the caller's bytes; nothing to free. */
+qrString borrowBytes(const void* bytes, UInt16 length);
+/** The same of a terminated text; empty for one of 65536 bytes or more. */
+qrString borrowText(const char* text);
+}  // namespace quarlo
 #endif
 
 #endif

@@ -38,17 +38,13 @@ bool accept(quarlo_CoreInstance* obj, const void* packet, const char* nullText,
 }
 
 eReturnCode outOfMemory(quarlo_CoreInstance* obj, const char* text) {
-    if (thisThread.heldFailure != nullptr) {
-        *thisThread.heldFailure = text;
-        return eRETURN_MEM_ALLOC;
-    }
     trace(obj, eTRACECLASS_ERROR, "%s", text);
     _errorCall(obj, eERRORCODE_MEM_ALLOC);
     return eRETURN_MEM_ALLOC;
 }
 
 void becomeThread(quarlo_CoreInstance* obj, Role role, const char* name) {
-    thisThread = {obj, role, false, 0, nullptr};
+    thisThread = {obj, role, false, 0};
     quarloThread_SetName(name);
     quarloThread_setcancelstate(QUARLOTHREAD_CANCEL_DISABLE, nullptr);
     quarloThread_setcanceltype(QUARLOTHREAD_CANCEL_DEFERRED, nullptr);
@@ -77,21 +73,43 @@ quarloThread_mutex_t* lockOf(quarlo_CoreInstance* handle) {
     return handle == nullptr ? &syncLock : &handle->internalLock;
 }
 
-/** Lends the buffer to the sender link, and remembers it while the thread may be cancelled there.
- */
-void lend(quarlo_CoreInstance* obj, UInt8* buffer, UInt32 size) {
+/** Lends the bytes to the sender link, and remembers the block that they stand in while the thread
+ * may be cancelled there. */
+void lend(quarlo_CoreInstance* obj, UInt8* bytes, UInt32 size, UInt8* block) {
     quarloSenderLink sender = obj->sender;
     if (obj->shutdownAnnounced || sender == nullptr) return;
-    if (obj->dumpEnabled) _quarlo_DumpBuffer(obj, buffer, size, eFLAG_TRUE);
-    quarlo_CoreInstance* owner = thisThread.role == Role::Receiver ? thisThread.owner : nullptr;
-    void* outer = owner == nullptr ? nullptr : std::exchange(owner->inFlight, buffer);
+    if (obj->dumpEnabled) _quarlo_DumpBuffer(obj, bytes, size, eFLAG_TRUE);
+    const bool isAtRisk = block != nullptr && thisThread.role == Role::Receiver;
+    void** inFlight = isAtRisk ? &thisThread.owner->inFlight : nullptr;
+    void* outer = isAtRisk ? std::exchange(*inFlight, block) : nullptr;
     enterHost();
-    sender(obj->callbackContext, buffer, size, obj->connectionInfo);
+    sender(obj->callbackContext, bytes, size, obj->connectionInfo);
     leaveHost();
-    if (owner != nullptr) owner->inFlight = outer;
+    if (isAtRisk) *inFlight = outer;
 }
 
 }  // namespace
+
+eReturnCode reportUnbuilt(quarlo_CoreInstance* obj, const Built& built, const char* creationFailed,
+                          eTraceClass failureClass) {
+    if (built.failure != nullptr) return outOfMemory(obj, built.failure);
+    if (built.result == eRETURN_PACKET_MEMORY) trace(obj, failureClass, "%s", creationFailed);
+    return built.result;
+}
+
+void transmit(quarlo_CoreInstance* obj, UInt8* bytes, UInt32 size, UInt8* block) {
+    // Tested here, because this runs for every packet and a call with nothing to do still costs
+    // one.
+    if (traces(obj, eTRACECLASS_INF_FRAME)) trace(obj, eTRACECLASS_INF_FRAME, "Send Buffer");
+    if (bytes == nullptr || size == 0) {
+        trace(obj, eTRACECLASS_WARNING,
+              "Do not call _SendBuffer() with NULL or zero-sized buffer.");
+        return;
+    }
+    lend(obj, bytes, size, block);
+    if (block != nullptr) quarlo_free(block);
+}
+
 }  // namespace quarlo
 
 using namespace quarlo;
@@ -117,16 +135,7 @@ void _quarlo_SendBuffer(void* instance, UInt8* buffer, UInt32 size) {
         quarlo_free(buffer);
         return;
     }
-    // Tested here, because this runs for every packet and a call with nothing to do still costs
-    // one.
-    if (traces(obj, eTRACECLASS_INF_FRAME)) trace(obj, eTRACECLASS_INF_FRAME, "Send Buffer");
-    if (buffer == nullptr || size == 0) {
-        trace(obj, eTRACECLASS_WARNING,
-              "Do not call _SendBuffer() with NULL or zero-sized buffer.");
-        return;
-    }
-    lend(obj, buffer, size);
-    quarlo_free(buffer);
+    transmit(obj, buffer, size, buffer);
 }
 
 UInt32 _quarlo_AllocateReceiveBuffer(quarlo_CoreInstance* handle) {

@@ -13,7 +13,7 @@
 #include <utility>
 
 #include "QUARLO-Internal.h"
-#include "QUARLO-WirePackets.h"
+#include "QUARLO-WireOutgoing.h"
 
 namespace quarlo {
 
@@ -65,9 +65,8 @@ enum class Role : UInt8 { Host, Receiver, Watchdog, InitTimer, JoinTimer, AudioT
 struct ThisThread {
     quarlo_CoreInstance* owner;
     Role role;
-    bool isInHost;             // receiver only: cancellation is enabled
-    UInt32 callbacks;          // how many of the host's functions are being called
-    const char** heldFailure;  // where outOfMemory leaves its text while a packet is being filled
+    bool isInHost;     // receiver only: cancellation is enabled
+    UInt32 callbacks;  // how many of the host's functions are being called
 };
 
 #if defined(__linux__)
@@ -170,52 +169,71 @@ bool accept(quarlo_CoreInstance* obj, const void* packet, const char* nullText,
             const char* wrongStateText, eProtocolState state = ePROTOCOL_STATE_RUN,
             eTraceClass nullClass = eTRACECLASS_WARNING);
 
-/** How a packet's fields are filled: with a result, or without one when nothing can fail. */
-template <class P, class Fill>
-eReturnCode fillPacket(P& packet, Fill& fill) {
-    if constexpr (std::is_void_v<decltype(fill(packet))>) {
-        fill(packet);
-        return eRETURN_OKAY;
-    } else {
-        return fill(packet);
-    }
-}
+/* ---- what is sent ---- */
+
+/** What came of building a packet. The text is that of a failed allocation, for the report. */
+struct Built {
+    // An outcome is written as its result alone. NOLINTNEXTLINE(google-explicit-constructor)
+    Built(eReturnCode code = eRETURN_OKAY, const char* text = nullptr)
+        : result(code), failure(text) {}
+
+    eReturnCode result;
+    const char* failure;
+};
 
 /**
- * The only way in which the library sends: creates the packet, lets fill set its fields, builds,
- * sends and deletes it. A packet that cannot be created or built gives the text and
- * eRETURN_PACKET_MEMORY; a fill that fails ends the call with its result. A fill that lent memory
- * to the packet gets it back through its takeBack, before the packet frees what it holds.
+ * The first step of sending: fill sets the fields of a packet that is all zeros, and says how that
+ * went unless nothing can fail; then the bytes are made. What fill lets the packet lead to (texts,
+ * lists) stays its own and is needed until this returns.
  */
 template <class P, class Fill>
-eReturnCode send(quarlo_CoreInstance* obj, const char* creationFailed, Fill fill,
-                 eTraceClass failureClass = eTRACECLASS_WARNING) {
-    void* buffer = nullptr;
-    UInt32 size = 0;
-    eReturnCode filled = eRETURN_OKAY;
-    const char* failure = nullptr;
-    {
-        // A report is a callback, in which the thread may be cancelled: it waits until nothing is
-        // held.
-        const char** outer = std::exchange(thisThread.heldFailure, &failure);
-        wire::Outgoing<P> outgoing;
-        if (outgoing.packet != nullptr) filled = fillPacket(*outgoing.packet, fill);
-        if (outgoing.packet != nullptr && filled == eRETURN_OKAY) {
-            wire::build(&buffer, &size, *outgoing.packet);
-        }
-        if constexpr (requires { fill.takeBack(*outgoing.packet); }) {
-            if (outgoing.packet != nullptr) fill.takeBack(*outgoing.packet);
-        }
-        thisThread.heldFailure = outer;
+Built build(wire::Outgoing<P>& outgoing, Fill&& fill) {
+    wire::Draft<P> draft;
+    Built built;
+    if constexpr (std::is_void_v<decltype(fill(draft.packet))>) {
+        fill(draft.packet);
+    } else {
+        built = fill(draft.packet);
     }
-    if (failure != nullptr) outOfMemory(obj, failure);
-    if (filled != eRETURN_OKAY) return filled;
-    if (size == 0) {
-        trace(obj, failureClass, "%s", creationFailed);
-        return eRETURN_PACKET_MEMORY;
+    const bool isMade = built.result != eRETURN_OKAY || outgoing.encode(draft.packet);
+    return isMade ? built : Built(eRETURN_PACKET_MEMORY);
+}
+
+/** The second, when it failed: says so. Here nothing is held any more, because a report is a
+ * callback, in which the thread may be cancelled. */
+eReturnCode reportUnbuilt(quarlo_CoreInstance* obj, const Built& built, const char* creationFailed,
+                          eTraceClass failureClass);
+
+/** The third: hands the bytes to the sender link, and frees the block that they may stand in. */
+void transmit(quarlo_CoreInstance* obj, UInt8* bytes, UInt32 size, UInt8* block = nullptr);
+
+/** The second or the third. */
+template <class P>
+eReturnCode conclude(quarlo_CoreInstance* obj, wire::Outgoing<P>& outgoing, const Built& built,
+                     const char* creationFailed, eTraceClass failureClass = eTRACECLASS_WARNING) {
+    if (built.result != eRETURN_OKAY) {
+        return reportUnbuilt(obj, built, creationFailed, failureClass);
     }
-    _quarlo_SendBuffer(obj, static_cast<UInt8*>(buffer), size);
+    transmit(obj, outgoing.bytes(), outgoing.size(), outgoing.giveUpBlock());
     return eRETURN_OKAY;
+}
+
+/** All steps for a packet that can be larger than the stack allows: one that cannot be built gives
+ * the text and eRETURN_PACKET_MEMORY, a fill that fails ends the call with its result. */
+template <class P, class Fill>
+eReturnCode send(quarlo_CoreInstance* obj, const char* creationFailed, Fill fill) {
+    static_assert(!wire::Small<P>, "this packet can always be built");
+    wire::Outgoing<P> outgoing;
+    const Built built = build(outgoing, fill);
+    return conclude(obj, outgoing, built, creationFailed);
+}
+
+/** All steps for a small packet; nothing can fail. */
+template <wire::Small P, class Fill>
+void send(quarlo_CoreInstance* obj, Fill fill) {
+    wire::Outgoing<P> outgoing;
+    build(outgoing, fill);
+    transmit(obj, outgoing.bytes(), outgoing.size());
 }
 
 }  // namespace quarlo

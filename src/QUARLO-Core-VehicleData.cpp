@@ -196,16 +196,12 @@ void traceValue(quarlo_CoreInstance* obj, UInt32 key, const char* text) {
 }
 
 eReturnCode sendValue(quarlo_CoreInstance* obj, UInt32 key, const char* text) {
-    return send<packetVehicleData>(
-        obj, "creation of VehicleData packet failed.", [&](packetVehicleData& packet) {
-            traceValue(obj, key, text);
-            packet.Key = key;
-            quarlo_utilCToStringCopy(text, packet.JSONValue);
-            const bool isCopied =
-                packet.JSONValue->Length == 0 || packet.JSONValue->pContent != nullptr;
-            if (isCopied) return eRETURN_OKAY;
-            return outOfMemory(obj, "quarlo_VehicleData: error allocating value object");
-        });
+    traceValue(obj, key, text);
+    return send<packetVehicleData>(obj, "creation of VehicleData packet failed.",
+                                   [&](packetVehicleData& packet) {
+                                       packet.Key = key;
+                                       *packet.JSONValue = borrowText(text);
+                                   });
 }
 
 /* ---- the blacklist ---- */

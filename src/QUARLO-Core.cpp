@@ -5,8 +5,8 @@
 #include <cstring>
 #include <memory>
 
+#include "QUARLO-Core-Announcements.h"
 #include "QUARLO-Core-Library.h"
-#include "QUARLO-Core-Utilities.h"
 #include "QUARLO-ThreadFunctions.h"
 #include "QUARLO.Connector.IVI-API_C.h"
 
@@ -200,13 +200,6 @@ void setCapabilities(quarlo_CoreInstance* obj, ClientCapabilities item, Flag isA
     }
 }
 
-eReturnCode sendLanguage(quarlo_CoreInstance* obj, const UInt8* code) {
-    return send<packetClientSettings>(
-        obj, "creation of ClientSettings packet failed.", [&](packetClientSettings& packet) {
-            std::memcpy(packet.arrLanguage, code, sizeof packet.arrLanguage);
-        });
-}
-
 eReturnCode setLanguage(quarlo_CoreInstance* obj, const UInt8* code) {
     {
         const Lock library(nullptr);
@@ -214,8 +207,8 @@ eReturnCode setLanguage(quarlo_CoreInstance* obj, const UInt8* code) {
         if (code != nullptr) std::memcpy(ISO639LanguageCode, code, sizeof ISO639LanguageCode);
     }
     if (code == nullptr) return eRETURN_NULL_PARAM;
-    if (obj == nullptr || !inRun(obj)) return eRETURN_OKAY;
-    return sendLanguage(obj, code);
+    if (obj != nullptr && inRun(obj)) sendLanguage(obj, code);
+    return eRETURN_OKAY;
 }
 
 }  // namespace

@@ -147,8 +147,7 @@ QUARLO_API void quarlo_SetClientCapabilities(void* instanceHandle, ClientCapabil
  * Sets the user's language for every instance of the process; sent at once in RUN, else in the
  * handshake.
  * @param languageCode three bytes, an ISO 639-2 code, copied; null clears the setting
- * @return eRETURN_NULL_PARAM for a null code, eRETURN_PACKET_MEMORY when the packet could not be
- * created, else eRETURN_OKAY, also for a null handle
+ * @return eRETURN_NULL_PARAM for a null code, else eRETURN_OKAY, also for a null handle
  */
 QUARLO_API eReturnCode quarlo_SetISO639LanguageCode(void* instanceHandle, UInt8* languageCode);
 
@@ -288,7 +287,7 @@ QUARLO_API void quarlo_FrambufferUpdateRequest(void* instanceHandle, UInt16 x0, 
 
 /**
  * Tells the phone to pause (1) or resume (0) sending frames.
- * @return eRETURN_OKAY, eRETURN_STATE_NOT_RUN or eRETURN_PACKET_MEMORY
+ * @return eRETURN_OKAY or eRETURN_STATE_NOT_RUN
  */
 QUARLO_API eReturnCode quarlo_FrameRequestStatus(void* instanceHandle, Flag isSuspended);
 
@@ -326,8 +325,7 @@ QUARLO_API void quarlo_SoftkeyEvent(void* instanceHandle, Softkey key, SoftkeyEv
 QUARLO_API void quarlo_TouchEvents(void* instanceHandle, TouchEvent* eventArray,
                                    UInt8 numberOfEvents);
 /**
- * Sends one sample of touches in one packet, in RUN only (a warning otherwise). Without memory
- * nothing is sent and eERRORCODE_MEM_ALLOC is reported.
+ * Sends one sample of touches in one packet, in RUN only (a warning otherwise).
  * @param eventArray numberOfEvents touches in the frame's coordinates, neither scaled nor clipped
  * @param timestamp milliseconds of any clock; 0 for the present time of the library's own
  */
@@ -384,8 +382,8 @@ QUARLO_API eReturnCode quarlo_SetAudioRequestCallback(void* instanceHandle,
  * duration is released by the library when it has been open so long. Ending
  * one waits for its time-out callback if that is running, except in a callback.
  * @param status Open, Suspend, Close or Reject; the last two end the request
- * @return eRETURN_OKAY, eRETURN_NOT_SUPPORTED, eRETURN_NOT_FOUND, eRETURN_STATE_NOT_RUN (the status
- * is stored) or eRETURN_PACKET_MEMORY
+ * @return eRETURN_OKAY, eRETURN_NOT_SUPPORTED, eRETURN_NOT_FOUND or eRETURN_STATE_NOT_RUN (the
+ * status is stored)
  */
 QUARLO_API eReturnCode quarlo_SetAudioStatus(void* instanceHandle, UInt32 requestID,
                                              AudioStatus status, AudioRequestResultCode reason);

@@ -3,9 +3,9 @@
  * after every receive attempt; internalLock orders its state changes against the threads that read
  * the state.
  */
-#include <algorithm>
 #include <cstring>
 
+#include "QUARLO-Core-Strings.h"
 #include "QUARLO-Core-Utilities.h"
 
 namespace quarlo {
@@ -16,7 +16,7 @@ void setState(quarlo_CoreInstance* obj, eProtocolState state) {
     obj->currentState = state;
 }
 
-/** A handshake packet that could not be built ends the connection. */
+/** A description that could not be built ends the connection. */
 void giveUp(quarlo_CoreInstance* obj) {
     _errorCall(obj, eERRORCODE_MEM_ALLOC);
     _errorCall(obj, eERRORCODE_PROTOCOL_STOP);
@@ -24,29 +24,14 @@ void giveUp(quarlo_CoreInstance* obj) {
 }
 
 void sendVersion(quarlo_CoreInstance* obj) {
-    const eReturnCode sent = send<packetClientProtocolVersion>(
-        obj, "creation of ClientProtocol packet failed.",
-        [](packetClientProtocolVersion& packet) { *packet.Version = protocolVersion; },
-        eTRACECLASS_ERROR);
-    if (sent == eRETURN_OKAY) return setState(obj, ePROTOCOL_STATE_HANDSHAKE);
-    giveUp(obj);
+    send<packetClientProtocolVersion>(
+        obj, [](packetClientProtocolVersion& packet) { *packet.Version = protocolVersion; });
+    setState(obj, ePROTOCOL_STATE_HANDSHAKE);
 }
 
-/** A run of bytes or types for a packet; null when there is nothing to copy or no memory. */
-template <class T>
-T* copyRun(const T* from, std::size_t count) {
-    if (from == nullptr || count == 0) return nullptr;
-    T* copy = wire::Heap::make<T>(count);
-    if (copy != nullptr) std::copy(from, from + count, copy);
-    return copy;
-}
-
-void fillName(const quarlo_CoreInstance* obj, qrString& name) {
-    name.Encoding = eSTRINGENCODING_UTF8;
-    if (obj->hostDescription == nullptr) return;
-    const auto length = static_cast<UInt16>(std::strlen(obj->hostDescription));
-    name.pContent = copyRun(reinterpret_cast<const UInt8*>(obj->hostDescription), length);
-    name.Length = name.pContent == nullptr ? UInt16{0} : length;
+qrString nameOf(const quarlo_CoreInstance* obj) {
+    const char* name = obj->hostDescription == nullptr ? "" : obj->hostDescription;
+    return borrowBytes(name, static_cast<UInt16>(std::strlen(name)));
 }
 
 void fillScreen(const coreConfiguration& config, packetClientInit& packet) {
@@ -58,46 +43,30 @@ void fillScreen(const coreConfiguration& config, packetClientInit& packet) {
     packet.PhysicalScreenHeight = static_cast<UInt16>(config.hostPhysicalHeight);
 }
 
-void fillCustomData(const quarlo_CoreInstance* obj, qrCustomDataList& list) {
-    const qrCustomDataList& own = obj->supportedCustomData;
-    list.pSupported = copyRun(own.pSupported, own.Length);
-    list.Length = list.pSupported == nullptr ? UInt8{0} : own.Length;
-}
-
-/** False when the keys could not be copied. */
-bool fillKeys(const quarlo_CoreInstance* obj, qrNonTouchConfiguration& keys) {
-    keys.pSupportedKeyCodes = copyRun(obj->customKeyList, obj->numberOfCustomKeys);
-    const bool isWhole = keys.pSupportedKeyCodes != nullptr || obj->numberOfCustomKeys == 0;
-    keys.NumberOfKeysSupported = isWhole ? obj->numberOfCustomKeys : UInt8{0};
-    return isWhole;
+/** Under the lock, because the packet leads to the instance's own lists. */
+Built buildDescription(quarlo_CoreInstance* obj, wire::Outgoing<packetClientInit>& outgoing) {
+    const Lock lock(obj);
+    return build(outgoing, [&](packetClientInit& packet) {
+        fillScreen(obj->config, packet);
+        *packet.Name = nameOf(obj);
+        packet.Capabilities = obj->hostServices;
+        *packet.SupportedCustomData = obj->supportedCustomData;
+        *packet.NonTouchConfig = {obj->numberOfCustomKeys, obj->customKeyList};
+    });
 }
 
 void sendDescription(quarlo_CoreInstance* obj) {
-    const auto fill = [&](packetClientInit& packet) {
-        bool haveKeys = false;
-        {
-            const Lock lock(obj);
-            fillScreen(obj->config, packet);
-            fillName(obj, *packet.Name);
-            packet.Capabilities = obj->hostServices;
-            fillCustomData(obj, *packet.SupportedCustomData);
-            haveKeys = fillKeys(obj, *packet.NonTouchConfig);
-        }
-        if (!haveKeys) {
-            trace(obj, eTRACECLASS_ERROR, "failed to allocate key list copy for ClientInit");
-        }
-    };
-    const eReturnCode sent = send<packetClientInit>(obj, "creation of ClientInit packet failed.",
-                                                    fill, eTRACECLASS_ERROR);
+    wire::Outgoing<packetClientInit> outgoing;
+    const Built built = buildDescription(obj, outgoing);
+    const eReturnCode sent =
+        conclude(obj, outgoing, built, "creation of ClientInit packet failed.", eTRACECLASS_ERROR);
     if (sent == eRETURN_OKAY) return setState(obj, ePROTOCOL_STATE_INIT_SERVER);
     giveUp(obj);
 }
 
 void sendDone(quarlo_CoreInstance* obj) {
-    const eReturnCode sent = send<packetClientInitDone>(
-        obj, "creation of ClientInitDone packet failed.",
-        [](packetClientInitDone& packet) { packet.Successful = eFLAG_TRUE; }, eTRACECLASS_ERROR);
-    if (sent != eRETURN_OKAY) return giveUp(obj);
+    send<packetClientInitDone>(
+        obj, [](packetClientInitDone& packet) { packet.Successful = eFLAG_TRUE; });
     trace(obj, eTRACECLASS_INFORMATION, "ClientInitDone sent");
     obj->initDoneSent = eFLAG_TRUE;
 }

@@ -70,8 +70,7 @@ void missLife(quarlo_CoreInstance* obj) {
     trace(obj, eTRACECLASS_WARNING, "watchdog timeout");
     if (obj->sendPingOnWatchdog != 0) {
         send<packetPingAcknowledge>(
-            obj, "sendPingOnWatchdog: packet creation failed.",
-            [&](packetPingAcknowledge& packet) { packet.PacketCounter = obj->lastPingCount; });
+            obj, [&](packetPingAcknowledge& packet) { packet.PacketCounter = obj->lastPingCount; });
         // Deliberate: the count wraps to 0 below, so the next period counts as alive.
         obj->watchdogCounter = 255;
         return;

@@ -1,11 +1,9 @@
 /*
- * The packet side of the wire engine: create, delete, decode and build any packet of the catalogue,
- * and the outgoing packet in one block that the library itself sends. Any thread.
+ * The packet side of the wire engine: create, delete, decode and build any packet of the catalogue.
+ * Any thread.
  */
 #ifndef QUARLO_WIREPACKETS_H
 #define QUARLO_WIREPACKETS_H
-
-#include <cstddef>
 
 #include "QUARLO-WireEngine.h"
 
@@ -73,23 +71,37 @@ P* packetFromBuffer(void** bufferPointer) {
     return packet;
 }
 
+/** The size of a packet with its header; 0 when something that must be written is absent or the
+ * size does not fit its field. */
+template <class P>
+UInt32 sizeOfPacket(const P& packet) {
+    const Measure fields = measure(packet);
+    const std::uint64_t whole = headerSize + fields.size;
+    const bool fits = fields.isComplete && whole <= std::numeric_limits<UInt32>::max();
+    return fits ? static_cast<UInt32>(whole) : 0;
+}
+
+/** Writes a packet that has a size. Every byte of it is written: list entries left out do not count
+ * in the size either. */
+template <class P>
+void writePacket(UInt8* at, const qrPacketHeader& header, const P& packet) {
+    Writer writer{at};
+    Layout<qrPacketHeader>::each(header, writer);
+    Layout<P>::each(packet, writer);
+}
+
 /** Builds a packet into a new buffer of exactly its size; *size is 0 when it cannot be built. */
 template <class P>
 void build(void** buffer, UInt32* size, P& packet) {
     *size = 0;
-    const Measure fields = measure(packet);
-    const std::uint64_t whole = headerSize + fields.size;
-    if (packet.Header == nullptr || !fields.isComplete) return;
-    if (whole > std::numeric_limits<UInt32>::max()) return;
+    const UInt32 whole = sizeOfPacket(packet);
+    if (packet.Header == nullptr || whole == 0) return;
     packet.Header->PacketType = Layout<P>::event;
-    packet.Header->PayloadSize = static_cast<UInt32>(fields.size);
-    // Every byte is written below: list entries left out do not count in the size either.
-    *buffer = quarlo_malloc(static_cast<std::size_t>(whole));
+    packet.Header->PayloadSize = whole - headerSize;
+    *buffer = quarlo_malloc(whole);
     if (*buffer == nullptr) return;
-    Writer writer{static_cast<UInt8*>(*buffer)};
-    Layout<qrPacketHeader>::each(*packet.Header, writer);
-    Layout<P>::each(packet, writer);
-    *size = static_cast<UInt32>(whole);
+    writePacket(static_cast<UInt8*>(*buffer), *packet.Header, packet);
+    *size = whole;
 }
 
 /** Sets what there is of the two results to "nothing built"; true when both are there. */
@@ -139,85 +151,6 @@ struct Assign {
 #define QUARLO_ASSIGN_RUN(Count, Length, Type, Name) \
     assign(packet.Length, Length);                   \
     assign(packet.Name, Name);
-
-/** Adds up the memory of a packet's member records. */
-struct TreeSize {
-    std::size_t size = 0;
-
-    template <class T>
-    constexpr bool operator()(const T&) {
-        return true;
-    }
-    template <class R>
-    constexpr bool operator()(R* const&) {
-        size += roundUp(sizeof(R));
-        return true;
-    }
-    template <Scalar C, class T>
-    constexpr bool operator()(const C&, T* const&) {
-        return true;
-    }
-    static constexpr std::size_t roundUp(std::size_t amount) {
-        return (amount + alignof(std::max_align_t) - 1) / alignof(std::max_align_t) *
-               alignof(std::max_align_t);
-    }
-};
-
-/** Hands out the pieces of an outgoing packet's block. */
-struct Carve : Clear {
-    UInt8* at;
-    explicit Carve(void* block) : at(static_cast<UInt8*>(block)) {}
-
-    using Clear::operator();
-    template <class R>
-    bool operator()(R*& member) {
-        member = reinterpret_cast<R*>(at);
-        at += TreeSize::roundUp(sizeof(R));
-        return true;
-    }
-};
-
-/** Frees what the member records of an outgoing packet hold, and its runs, but not the members. */
-struct ReleaseContents : Release {
-    using Release::operator();
-    template <class R>
-    bool operator()(R*& member) {
-        visitAll(member, Release{});
-        return true;
-    }
-};
-
-/** A packet with its header and member records in one zero-filled block; null when there is no
- * memory. */
-template <class P>
-class Outgoing {
-  public:
-    Outgoing() {
-        void* block = Heap::make<UInt8>(blockSize());
-        if (block == nullptr) return;
-        Carve carve{block};
-        carve(packet);
-        carve(packet->Header);
-        Layout<P>::each(*packet, carve);
-    }
-    ~Outgoing() {
-        visitAll(packet, ReleaseContents{});
-        quarlo_free(packet);
-    }
-    Outgoing(const Outgoing&) = delete;
-    Outgoing& operator=(const Outgoing&) = delete;
-
-    P* packet = nullptr;
-
-  private:
-    static constexpr std::size_t blockSize() {
-        const P none{};
-        TreeSize tree;
-        tree.size = TreeSize::roundUp(sizeof(P)) + TreeSize::roundUp(sizeof(qrPacketHeader));
-        Layout<P>::each(none, tree);
-        return tree.size;
-    }
-};
 
 }  // namespace quarlo::wire
 

@@ -21,6 +21,5 @@ extern "C" void onReceivePing(quarlo_CoreInstance* obj, packetPing* pPacket) {
         traceShort(obj, eTRACECLASS_VERBOSE, "ping %d", static_cast<int>(counter));
     }
     send<packetPingAcknowledge>(
-        obj, "creation of PingAcknowledge packet failed.",
-        [&](packetPingAcknowledge& answer) { answer.PacketCounter = counter; });
+        obj, [&](packetPingAcknowledge& answer) { answer.PacketCounter = counter; });
 }

@@ -18,6 +18,5 @@ extern "C" void onReceiveRequestAudioType(quarlo_CoreInstance* obj,
         trace(obj, eTRACECLASS_WARNING, "    audio handling not supported.");
     }
     send<packetAudioTypeResponse>(
-        obj, "creation of AudioTypeResponse packet failed.",
-        [&](packetAudioTypeResponse& answer) { answer.CurrentAudioType = type; });
+        obj, [&](packetAudioTypeResponse& answer) { answer.CurrentAudioType = type; });
 }

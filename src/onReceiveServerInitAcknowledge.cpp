@@ -1,21 +1,11 @@
 /* The phone's answer to the head unit's description; what it may want to know beside it is sent at
  * once. */
-#include <cstring>
-
-#include "QUARLO-Core-Utilities.h"
+#include "QUARLO-Core-Announcements.h"
 
 namespace quarlo {
 namespace {
 
-void sendVoiceSupport(quarlo_CoreInstance* obj) {
-    send<packetClientVoiceSupportInfo>(obj, "creation of ClientVoiceSupportInfo packet failed.",
-                                       [&](packetClientVoiceSupportInfo& packet) {
-                                           packet.Value = obj->voiceSupportInfo;
-                                           packet.Constraint = obj->voiceSupportConstraint;
-                                       });
-}
-
-void sendLanguage(quarlo_CoreInstance* obj) {
+void sendLanguageIfSet(quarlo_CoreInstance* obj) {
     UInt8 code[sizeof ISO639LanguageCode];
     bool isSet = false;
     {
@@ -28,9 +18,7 @@ void sendLanguage(quarlo_CoreInstance* obj) {
         return;
     }
     trace(obj, eTRACECLASS_INFORMATION, "ClientSettings sent");
-    send<packetClientSettings>(
-        obj, "creation of ClientSettings packet failed.",
-        [&](packetClientSettings& packet) { std::memcpy(packet.arrLanguage, code, sizeof code); });
+    sendLanguage(obj, code);
 }
 
 }  // namespace
@@ -51,6 +39,6 @@ extern "C" void onReceiveServerInitAcknowledge(quarlo_CoreInstance* obj,
         obj->currentState = ePROTOCOL_STATE_STOP;
         return;
     }
-    sendVoiceSupport(obj);
-    sendLanguage(obj);
+    sendVoiceSupport(obj, obj->voiceSupportInfo, obj->voiceSupportConstraint);
+    sendLanguageIfSet(obj);
 }

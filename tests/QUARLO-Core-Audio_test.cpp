@@ -248,24 +248,6 @@ TEST(AudioAnswer, OutsideRunIsStoredOnly) {
     EXPECT_TRUE(radio.sent().empty());
 }
 
-TEST(AudioAnswer, WithoutMemoryKeepsTheSource) {
-    const Library library;
-    Radio radio;
-    radio.ask(5, eAUDIOTYPE_Main, 0);
-    const Lines failed{"INF SetAudioStatus requestID=5 status=Reject",
-                       "WRN creation of ClientAudio packet failed."};
-    for (const long refused : {1L, 2L}) {
-        allocations::restart(refused);
-        EXPECT_EQ(radio.during([&] {
-            EXPECT_EQ(radio.answer(5, eAUDIOSTATUS_Reject), eRETURN_PACKET_MEMORY);
-        }),
-                  failed);
-        EXPECT_EQ(radio.sources(), Lines{"5 type 3 status 2 requested"});
-    }
-    allocations::restart();
-    EXPECT_EQ(radio.answer(5, eAUDIOSTATUS_Reject), eRETURN_OKAY);
-}
-
 TEST(AudioAnswer, MayComeFromInsideTheCallbacks) {
     const Library library;
     Radio radio;
@@ -324,12 +306,6 @@ TEST(AudioType, IsAnsweredForAllInstances) {
     EXPECT_EQ(query(one),
               (Lines{"INF RequestAudioType", "WRN     audio handling not supported."} + sendLine));
     EXPECT_EQ(one.sent(), hexes({packet(65, u8(1))}));
-    for (const long refused : {1L, 2L}) {
-        allocations::restart(refused);
-        EXPECT_EQ(query(other), (Lines{"INF RequestAudioType",
-                                       "WRN creation of AudioTypeResponse packet failed."}));
-    }
-    allocations::restart();
     EXPECT_EQ(one.during([&] { onReceiveRequestAudioType(one.host.record(), nullptr); }),
               Lines{"WRN RequestAudioType called with NULL packet."});
     Host idle;

@@ -53,44 +53,45 @@ Bytes customData(unsigned event, unsigned type, const Bytes& payload) {
     return packet(67, u8(event) + u16(type) + u16(static_cast<unsigned>(payload.size())) + payload);
 }
 
-/** A channel's call: its lines after the channel's own, its packet, its text without memory. */
+/** A channel's call: its lines after the channel's own, and its packet. */
 Call channel(const char* name, const char* function, std::function<eReturnCode(void*)> call,
-             const Lines& lines, const Bytes& sent, const char* noMemory) {
-    const Lines created{"WRN creation of ClientCustomData packet failed."};
+             const Lines& lines, const Bytes& sent) {
     Call result{name, std::move(call), lines, sent, {}, {}, eRETURN_NULL_HANDLE};
-    result.failures = {{created, eRETURN_PACKET_MEMORY}, {lines + created, eRETURN_PACKET_MEMORY}};
-    if (noMemory != nullptr) {
-        result.failures.push_back({lines + outOfMemoryLines(noMemory), eRETURN_MEM_ALLOC});
-    }
     result.outside = {{std::string("WRN ") + function + "() called outside RUN state."},
                       eRETURN_STATE_NOT_RUN};
     return result;
 }
 
+const Lines notCreated{"WRN creation of ClientCustomData packet failed."};
+
 std::vector<Call> stringCalls() {
-    const char* const memory = "cannot allocate data memory for packet ClientCustomData.";
     const auto call = [&](unsigned type, unsigned encoding, const std::string& content,
                           const std::string& sent, const Lines& more) {
         return channel("string", "quarlo_CustomDataString", stringCall(type, encoding, content),
                        Lines{"INF Client Custom Data String"} + more,
-                       customData(1, type, text(sent, encoding)), memory);
+                       customData(1, type, text(sent, encoding)));
     };
     const std::string longest(65532, 's');
-    return {call(1, 1, "AA:BB", "AA:BB", {}), call(8, 2, "%s", "%s", {}),
-            call(7, 1, "1.2.3", "1.2.3",
-                 {"INF Type '_IVIFirmwareVersionF' is reserved for Core Version."}),
-            call(65534, 1, "x", "x", {"INF CustomDataString called for test control [65534]"}),
-            call(2, 1, "", "", {}), call(2, 1, longest, longest, {}),
-            // What does not fit the packet is sent empty.
-            call(2, 1, longest + "s", "", {}), call(2, 1, std::string(65536, 's'), "", {}),
-            call(2, 1, std::string(65540, 's'), "", {})};
+    std::vector<Call> calls{
+        call(1, 1, "AA:BB", "AA:BB", {}), call(8, 2, "%s", "%s", {}),
+        call(7, 1, "1.2.3", "1.2.3",
+             {"INF Type '_IVIFirmwareVersionF' is reserved for Core Version."}),
+        call(65534, 1, "x", "x", {"INF CustomDataString called for test control [65534]"}),
+        call(2, 1, "", "", {}), call(2, 1, longest, longest, {}),
+        // What does not fit the packet is sent empty.
+        call(2, 1, longest + "s", "", {}), call(2, 1, std::string(65536, 's'), "", {}),
+        call(2, 1, std::string(65540, 's'), "", {})};
+    Call& largest = calls[5];
+    const char* const memory = "cannot allocate data memory for packet ClientCustomData.";
+    largest.failures = {{largest.lines + outOfMemoryLines(memory), eRETURN_MEM_ALLOC},
+                        {largest.lines + notCreated, eRETURN_PACKET_MEMORY}};
+    return calls;
 }
 
 std::vector<Call> intCalls() {
     const auto call = [](unsigned type, const Bytes& value, const char* warning) {
         return channel("int", "quarlo_CustomDataInt", intCall(type, value),
-                       {"INF Client Custom Data Int", warning}, customData(2, type, value),
-                       "cannot allocate value memory.");
+                       {"INF Client Custom Data Int", warning}, customData(2, type, value));
     };
     return {call(65280, {1}, "WRN ScreenTest is for internal use only"),
             call(65024, {1, 2}, "WRN ZelHUTunerClient is for internal use only"),
@@ -103,9 +104,9 @@ std::vector<Call> keyCalls() {
     std::vector<Call> calls;
     for (const unsigned code : {1U, 14U, 20U, 21U, 30U, 33U}) {
         const unsigned type = code % 6 + 1;
-        calls.push_back(channel(
-            "key", "quarlo_CustomDataKey", keyCall(type, code), {"INF Client Custom Data Key"},
-            customData(5, type, u8(code) + u32(0x01020304)), "cannot allocate key code memory."));
+        calls.push_back(channel("key", "quarlo_CustomDataKey", keyCall(type, code),
+                                {"INF Client Custom Data Key"},
+                                customData(5, type, u8(code) + u32(0x01020304))));
     }
     return calls;
 }
@@ -114,14 +115,12 @@ std::vector<Call> canCalls() {
     const auto call = [](unsigned type, const Bytes& data) {
         return channel(
             "can", "quarlo_CustomDataCan", canCall(type, data), {"INF Client Custom Data CAN"},
-            customData(4, type, u32(0xAABBCCDD) + u8(static_cast<unsigned>(data.size())) + data),
-            "cannot allocate message memory.");
+            customData(4, type, u32(0xAABBCCDD) + u8(static_cast<unsigned>(data.size())) + data));
     };
     return {call(1, {}), call(1, {1, 2, 3}), call(65281, {1, 2, 3, 4, 5, 6, 7, 8})};
 }
 
 std::vector<Call> rawCalls() {
-    const char* const memory = "cannot allocate data memory.";
     const Lines head{"INF Client Custom Data Raw"};
     const Lines empty{
         "INF quarlo_CustomDataRaw() called with 0/NULL length/pointer to value; will "
@@ -129,16 +128,18 @@ std::vector<Call> rawCalls() {
     const Lines masked{"WRN type opcode (highest nibble) shall be 0 (mask 0x0FFF)"};
     const char* const function = "quarlo_CustomDataRaw";
     const Bytes most(65535, 0xEE);
-    return {channel("raw", function, rawCall(0x0FFF, 3, {1, 2, 3}), head,
-                    customData(3, 0x0FFF, {1, 2, 3}), memory),
-            channel("raw masked", function, rawCall(0x1000, 1, {9}), head + masked,
-                    customData(3, 0, {9}), memory),
-            channel("raw empty", function, rawCall(5, 0, {9}), head + empty, customData(3, 5, {}),
-                    nullptr),
-            channel("raw without data", function, rawCall(0xFFFF, 65535, {}), head + empty + masked,
-                    customData(3, 0x0FFF, {}), nullptr),
-            channel("raw of the most", function, rawCall(1, 65535, most), head,
-                    customData(3, 1, most), memory)};
+    std::vector<Call> calls{
+        channel("raw", function, rawCall(0x0FFF, 3, {1, 2, 3}), head,
+                customData(3, 0x0FFF, {1, 2, 3})),
+        channel("raw masked", function, rawCall(0x1000, 1, {9}), head + masked,
+                customData(3, 0, {9})),
+        channel("raw empty", function, rawCall(5, 0, {9}), head + empty, customData(3, 5, {})),
+        channel("raw without data", function, rawCall(0xFFFF, 65535, {}), head + empty + masked,
+                customData(3, 0x0FFF, {})),
+        channel("raw of the most", function, rawCall(1, 65535, most), head,
+                customData(3, 1, most))};
+    calls.back().failures = {{head + notCreated, eRETURN_PACKET_MEMORY}};
+    return calls;
 }
 
 std::vector<Call> allCalls() {
@@ -157,7 +158,7 @@ TEST(CustomDataCalls, OutsideRunWarnAndSendNothing) {
     expectNothingSentOutsideRun(allCalls());
 }
 
-TEST(CustomDataCalls, WarnOrReportWithoutMemory) {
+TEST(CustomDataCalls, NeedMemoryOnlyForLongContents) {
     expectFailuresWithoutMemory(allCalls());
 }
 

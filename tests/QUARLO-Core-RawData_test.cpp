@@ -194,19 +194,21 @@ TEST(RawData, WithoutMemoryIsEmptyOrNotStored) {
     EXPECT_EQ(parker.sent(), Lines{answer(7, {})});
 }
 
-TEST(RawData, AnswersWithoutMemoryAreReported) {
+TEST(RawData, AnswersNeedMemoryOnlyForLongContents) {
     const Library library;
     Parker parker;
-    parker.hear(raw(storeInstance | 0x7, {4, 5}));
-    const Lines head = rawHead("GetInstance", "0x0007");
-    const Lines packetFailed = head + outOfMemoryLines("cannot allocate CustomData RAW packet.");
-    const Lines dataFailed = head + outOfMemoryLines("cannot allocate data memory.");
-    std::vector<Lines> seen;
-    allocations::sweep([&](long) {
-        seen.push_back(parker.hear(raw(getInstance | 0x7, {})));
-        EXPECT_EQ(parker.sent().size(), seen.size() == 1 ? 1U : 0U);
-    });
-    EXPECT_EQ(seen, (std::vector<Lines>{head + sendLine, packetFailed, dataFailed, packetFailed}));
+    const Bytes longest(65535, 0xAB);
+    parker.hear(raw(storeInstance | 0x7, {4, 5}) + raw(storeInstance | 0x8, longest));
+    allocations::restart(1);
+    parker.hear(raw(getInstance | 0x7, {}));
+    EXPECT_EQ(parker.sent(), Lines{answer(7, {4, 5})});
+    EXPECT_EQ(parker.hear(raw(getInstance | 0x8, {})),
+              rawHead("GetInstance", "0x0008") +
+                  outOfMemoryLines("cannot allocate CustomData RAW packet."));
+    EXPECT_TRUE(parker.sent().empty());
+    allocations::restart();
+    parker.hear(raw(getInstance | 0x8, {}));
+    EXPECT_EQ(parker.sent(), Lines{answer(8, longest)});
 }
 
 TEST(RawData, ItemsArePrintedComparedAndExchanged) {

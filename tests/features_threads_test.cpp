@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <barrier>
 #include <memory>
 #include <numeric>
 #include <thread>
@@ -319,6 +320,24 @@ TEST(Features, OneStoreForManyPhonesAtOnce) {
     for (const auto& unit : units) unit->radio.host.feed(blocks);
     for (const auto& unit : units) unit->radio.host.settle();
     EXPECT_EQ(listGetLength(&coreRawDataList), 400);
+}
+
+TEST(Features, OfTwoIconRequestsAtOnceOneIsSent) {
+    const Library library;
+    Unit unit;
+    void* const h = unit.radio.handle();
+    static std::barrier both(2);
+    quarlo_SetTraceClass(h, eTRACECLASS_INFORMATION);
+    quarlo_SetTraceOutput(h, [](void*, eTraceClass, char* text) {
+        // When this is said, none was pending.
+        if (std::string(text) == "RequestAppIcon with IdentifierURL='app0'") both.arrive_and_wait();
+    });
+    eReturnCode results[2] = {};
+    std::thread other([&] { results[0] = quarlo_RequestAppIcon(h, "app0", 4, 4); });
+    results[1] = quarlo_RequestAppIcon(h, "app0", 4, 4);
+    other.join();
+    EXPECT_EQ(std::count(results, results + 2, eRETURN_OKAY), 1);
+    EXPECT_EQ(std::count(results, results + 2, eRETURN_NOT_ALLOWED), 1);
 }
 
 TEST(Features, ADescriptionIsReadWhileItIsReplaced) {
