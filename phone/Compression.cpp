@@ -1,17 +1,16 @@
-// Packs rectangles with libdeflate and, where it was there at build time, TurboJPEG. One codec
+// Packs rectangles with libdeflate and TurboJPEG. One codec
 // object serves one thread.
 #include "Compression.h"
 
 #include <libdeflate.h>
-#ifdef QUARLO_PHONE_HAS_JPEG
 #include <turbojpeg.h>
-#endif
 
 namespace quarlo::phone {
 namespace {
 
 // Fast rather than small: the link is local and the screen moves.
 constexpr int zlibLevel = 1;
+constexpr int jpegQuality = 88;
 
 }  // namespace
 
@@ -37,14 +36,6 @@ bool ZlibCodec::append(const std::vector<std::uint8_t>& bytes, std::vector<std::
     return size != 0;
 }
 
-#ifdef QUARLO_PHONE_HAS_JPEG
-
-namespace {
-
-constexpr int jpegQuality = 88;
-
-}  // namespace
-
 struct JpegCodec::Handles {
     tjhandle compressor = tjInitCompress();
     tjhandle decompressor = tjInitDecompress();
@@ -56,10 +47,6 @@ struct JpegCodec::Handles {
     Handles(const Handles&) = delete;
     Handles& operator=(const Handles&) = delete;
 };
-
-FrameCompression builtCompressions() {
-    return eFRAMECOMPRESSION_All;
-}
 
 bool JpegCodec::append(const Picture& picture, const Area& area, std::vector<std::uint8_t>& out) {
     if (handles_->compressor == nullptr) return false;
@@ -82,24 +69,6 @@ bool JpegCodec::decode(const std::uint8_t* data, std::size_t size, Picture& pict
            tjDecompress2(handles_->decompressor, data, size, pixels, area.width, picture.width * 4,
                          area.height, TJPF_BGRA, 0) == 0;
 }
-
-#else
-
-struct JpegCodec::Handles {};
-
-FrameCompression builtCompressions() {
-    return eFRAMECOMPRESSION_ZLIB | eFRAMECOMPRESSION_Uncompressed;
-}
-
-bool JpegCodec::append(const Picture&, const Area&, std::vector<std::uint8_t>&) {
-    return false;
-}
-
-bool JpegCodec::decode(const std::uint8_t*, std::size_t, Picture&, const Area&) {
-    return false;
-}
-
-#endif
 
 JpegCodec::JpegCodec() : handles_(std::make_unique<Handles>()) {}
 JpegCodec::~JpegCodec() = default;

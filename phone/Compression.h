@@ -15,9 +15,6 @@
 
 namespace quarlo::phone {
 
-/** The compressions that this build can produce. */
-FrameCompression builtCompressions();
-
 class ZlibCodec {
   public:
     ZlibCodec();

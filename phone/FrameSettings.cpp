@@ -54,9 +54,8 @@ class FrameSettings : public Feature {
     bool canObey(FrameCompression wanted) {
         const FrameCompression forced = session_.options().compression;
         if ((wanted & ~eFRAMECOMPRESSION_All) != 0) return false;
-        if (wanted == eFRAMECOMPRESSION_None) return true;
-        if (forced != eFRAMECOMPRESSION_None) return (wanted & forced) != 0;
-        return (wanted & builtCompressions()) != 0;
+        if (wanted == eFRAMECOMPRESSION_None || forced == eFRAMECOMPRESSION_None) return true;
+        return (wanted & forced) != 0;
     }
 
     Session& session_;

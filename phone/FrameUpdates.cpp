@@ -18,7 +18,7 @@ constexpr std::uint32_t neverSent = 0;
 FrameCompression firstOf(FrameCompression candidates) {
     for (const FrameCompression one :
          {eFRAMECOMPRESSION_ZLIB, eFRAMECOMPRESSION_JPEG, eFRAMECOMPRESSION_Uncompressed}) {
-        if ((candidates & builtCompressions() & one) != 0) return one;
+        if ((candidates & one) != 0) return one;
     }
     return eFRAMECOMPRESSION_Uncompressed;
 }

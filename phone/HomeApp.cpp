@@ -10,8 +10,8 @@
 #include <optional>
 
 #include "Apps.h"
-#include "Noise.h"
-#include "Photograph.h"
+#include "Hash.h"
+#include "Photographs.h"
 
 namespace quarlo::phone {
 namespace {
@@ -22,6 +22,7 @@ constexpr Paint faint{0xFFFFFF, 0.16};
 constexpr Paint accent{0xFFB454, 1};
 constexpr Paint glass{0x101A30, 0.86};
 constexpr int equaliserBars = 14;
+constexpr int steamPuffs = 8;
 constexpr double songLength = 214;
 
 struct Layout {
@@ -117,7 +118,7 @@ Point routePoint(const Box& map, double t) {
 class HomeApp : public App {
   public:
     HomeApp(const std::string& title, std::uint32_t seed)
-        : title_(title), seed_(seed), photograph_(takePhotograph(1040, 650, seed)) {}
+        : title_(title), seed_(seed), photograph_(photograph(0)) {}
 
     std::string title() const override { return title_; }
     void drawBackdrop(Canvas& canvas, const Box& box) override;
@@ -131,7 +132,7 @@ class HomeApp : public App {
     void backdropDock(Canvas& canvas, const Box& dock, double unit) const;
     void drawMusic(Canvas& canvas, const Box& card, const Moment& moment) const;
     void drawRoute(Canvas& canvas, const Box& card, const Moment& moment) const;
-    void drawBird(Canvas& canvas, const Box& photo, const Moment& moment) const;
+    void drawSteam(Canvas& canvas, const Box& photo, const Moment& moment) const;
 
     std::string title_;
     std::uint32_t seed_;
@@ -159,8 +160,8 @@ void HomeApp::backdropPhoto(Canvas& canvas, const Box& card, double unit) {
                 inLanguage(phone(), "WEEKEND", "WOCHENENDE", "WEEK-END"),
                 {size * 0.46, accent, Weight::Bold});
     canvas.text({texts.x, top + size * 0.75, texts.width, size * 1.4},
-                inLanguage(phone(), "Morning at the silver lake", "Morgen am Silbersee",
-                           "Matin au lac d'argent"),
+                inLanguage(phone(), "A first coffee by the lake", "Ein erster Kaffee am See",
+                           "Un premier café au bord du lac"),
                 {size, white, Weight::Bold});
     canvas.text({texts.x, top + size * 2.15, texts.width, size},
                 inLanguage(phone(), "Clear until noon · 14° · light wind",
@@ -247,19 +248,20 @@ void HomeApp::touch(const Touch& touch, const Box& box) {
 
 void HomeApp::draw(Canvas& canvas, const Box& box, const Moment& moment) {
     const Layout layout = layoutOf(box);
-    drawBird(canvas, layout.photo, moment);
+    drawSteam(canvas, layout.photo, moment);
     drawMusic(canvas, layout.music, moment);
     drawRoute(canvas, layout.route, moment);
 }
 
-void HomeApp::drawBird(Canvas& canvas, const Box& photo, const Moment& moment) const {
-    const double t = std::fmod(moment.seconds(), 24) / 24;
-    const double x = photo.x + photo.width * (0.04 + 0.9 * t);
-    const double y = photo.y + photo.height * (0.20 + 0.06 * std::sin(t * 19));
-    const double span = std::min(photo.width, photo.height) * 0.028;
-    const double lift = span * 0.55 * std::sin(moment.seconds() * 7);
-    canvas.line(x - span, y - lift, x, y, span * 0.16, {0x1A1D24, 0.9});
-    canvas.line(x, y, x + span, y - lift, span * 0.16, {0x1A1D24, 0.9});
+void HomeApp::drawSteam(Canvas& canvas, const Box& photo, const Moment& moment) const {
+    const double unit = std::min(photo.width, photo.height);
+    for (int i = 0; i < steamPuffs; ++i) {
+        const double age = std::fmod(moment.seconds() / 4 + i / double{steamPuffs}, 1);
+        const double sway = std::sin(moment.seconds() + 4 * age);
+        canvas.fillCircle(photo.centreX() + unit * 0.04 * sway,
+                          photo.y + photo.height * (0.4 - 0.32 * age), unit * 0.05 * age,
+                          {0xFFFFFF, 0.3 * (1 - age)});
+    }
 }
 
 std::string minutes(double seconds) {
@@ -273,9 +275,9 @@ void HomeApp::drawMusic(Canvas& canvas, const Box& card, const Moment& moment) c
     const MusicLayout at = musicLayout(card);
     const double slot = at.bars.width / equaliserBars;
     for (int i = 0; i < equaliserBars; ++i) {
-        const float beat = static_cast<float>(moment.seconds()) * 2.2f;
-        const float noise = noiseAt(static_cast<float>(i) * 0.9f, beat, seed_ + 200).value;
-        const double height = at.bars.height * std::clamp(0.12 + 1.7 * (noise - 0.25), 0.1, 1.0);
+        const double beat = moment.seconds() * (2 + 3 * hashedUnit(i, 0, seed_ + 200));
+        const double loudness = std::sin(beat) * std::sin(0.37 * beat + i);
+        const double height = at.bars.height * (0.55 + 0.45 * loudness);
         canvas.fillGradient({at.bars.x + i * slot, at.bars.bottom() - height, slot * 0.6, height},
                             slot * 0.2, {0xFFD08A, 1}, {0xFF7A59, 1});
     }

@@ -111,7 +111,6 @@ int listenAndServe(const Options& options) {
     const Deadline deadline(options.maxSeconds, options.window ? 15 : 1000);
     Listener listener = options.unixPath.empty() ? Listener::tcp(options.host, options.port)
                                                  : Listener::unixSocket(options.unixPath);
-    // Taking the photograph lasts a moment: whoever reads that the phone listens finds it ready.
     Screen screen(makeHomeApp(options.appName, options.seed));
     screen.open(findApp(options.app));
     Display display(options, screen);

@@ -4,7 +4,7 @@
 #include <map>
 
 #include "Apps.h"
-#include "Noise.h"
+#include "Hash.h"
 
 namespace quarlo::phone {
 namespace {

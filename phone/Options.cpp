@@ -7,7 +7,6 @@
 #include <map>
 
 #include "Apps.h"
-#include "Compression.h"
 
 namespace quarlo::phone {
 namespace {
@@ -24,13 +23,11 @@ const std::map<std::string, Refusal> refusalNames{{"protocol", Refusal::Protocol
                                                   {"pixelformat", Refusal::PixelFormat},
                                                   {"compression", Refusal::Compression}};
 
-std::map<std::string, FrameCompression> compressionNames() {
-    std::map<std::string, FrameCompression> names{{"auto", eFRAMECOMPRESSION_None},
-                                                  {"raw", eFRAMECOMPRESSION_Uncompressed},
-                                                  {"zlib", eFRAMECOMPRESSION_ZLIB}};
-    if ((builtCompressions() & eFRAMECOMPRESSION_JPEG) != 0) names["jpeg"] = eFRAMECOMPRESSION_JPEG;
-    return names;
-}
+const std::map<std::string, FrameCompression> compressionNames{
+    {"auto", eFRAMECOMPRESSION_None},
+    {"raw", eFRAMECOMPRESSION_Uncompressed},
+    {"zlib", eFRAMECOMPRESSION_ZLIB},
+    {"jpeg", eFRAMECOMPRESSION_JPEG}};
 
 std::map<std::string, int> appNames() {
     std::map<std::string, int> names;
@@ -169,8 +166,8 @@ void addScreen(CLI::App& app, Options& options, Texts& texts) {
            "--compression", texts.compression,
            "How rectangles are sent: auto does what the head unit supports and asks for, the "
            "others are used whatever it says")
-        ->type_name(listOf(compressionNames()))
-        ->check(oneOf(compressionNames()))
+        ->type_name(listOf(compressionNames))
+        ->check(oneOf(compressionNames))
         ->capture_default_str();
     app.add_option("--render-percent", options.renderPercent,
                    "Draw at this percentage of the declared size and let the head unit enlarge it; "
@@ -225,7 +222,7 @@ void resolve(const Texts& texts, Options& options) {
     splitAddress(texts.listen, options.host, options.port);
     splitSize(texts.size, options.renderWidth, options.renderHeight);
     if (!texts.clock.empty()) options.clockMilliseconds = clockOf(texts.clock);
-    options.compression = compressionNames().at(texts.compression);
+    options.compression = compressionNames.at(texts.compression);
     for (const std::string& name : texts.refusals) options.refusals.insert(refusalNames.at(name));
     if (!texts.stall.empty()) options.stallAt = stageNames.at(texts.stall);
     if (!texts.drop.empty()) options.dropAt = stageNames.at(texts.drop);

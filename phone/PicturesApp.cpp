@@ -5,14 +5,11 @@
 #include <optional>
 
 #include "Apps.h"
-#include "Photograph.h"
+#include "Photographs.h"
 
 namespace quarlo::phone {
 namespace {
 
-constexpr int pictureCount = 4;
-constexpr int photoWidth = 512;
-constexpr int photoHeight = 320;
 /// A drag over this part of the screen turns to the next picture.
 constexpr double turnAt = 0.2;
 
@@ -33,8 +30,7 @@ class PicturesApp : public App {
     void drawCaption(Canvas& canvas, const Box& box) const;
     void settle(double width);
 
-    /// Taken when first looked at: one takes longer than a frame.
-    std::array<std::optional<Picture>, pictureCount> photos_;
+    std::array<Picture, photographCount> photos_{photograph(0), photograph(1)};
     int current_ = 0;
     double dragged_ = 0;  ///< pixels to the right of where it rests
     std::optional<UInt32> finger_;
@@ -42,12 +38,9 @@ class PicturesApp : public App {
 };
 
 void PicturesApp::drawPhoto(Canvas& canvas, const Box& box, int which) {
-    if (which < 0 || which >= pictureCount) return;
-    auto& photo = photos_[static_cast<std::size_t>(which)];
-    if (!photo)
-        photo = takePhotograph(photoWidth, photoHeight, 11 + 7 * static_cast<unsigned>(which));
+    if (which < 0 || which >= photographCount) return;
     const double margin = std::min(box.width, box.height) * 0.04;
-    canvas.photo(box.inner(margin), margin, *photo);
+    canvas.photo(box.inner(margin), margin, photos_[static_cast<std::size_t>(which)]);
 }
 
 void PicturesApp::drawCaption(Canvas& canvas, const Box& box) const {
@@ -56,10 +49,10 @@ void PicturesApp::drawCaption(Canvas& canvas, const Box& box) const {
                    size * 1.4};
     canvas.text(line,
                 std::string(inLanguage(phone(), "Picture ", "Bild ", "Photo ")) +
-                    std::to_string(current_ + 1) + " / " + std::to_string(pictureCount),
+                    std::to_string(current_ + 1) + " / " + std::to_string(photographCount),
                 {size * 0.8, {0xFFFFFF, 0.95}, Weight::Bold});
-    for (int i = 0; i < pictureCount; ++i) {
-        canvas.fillCircle(line.right() - size * (pictureCount - i) * 0.8, line.centreY(),
+    for (int i = 0; i < photographCount; ++i) {
+        canvas.fillCircle(line.right() - size * (photographCount - i) * 0.8, line.centreY(),
                           size * 0.22, {0xFFFFFF, i == current_ ? 1 : 0.45});
     }
 }
@@ -79,7 +72,7 @@ void PicturesApp::draw(Canvas& canvas, const Box& box, const Moment&) {
 
 void PicturesApp::settle(double width) {
     if (std::abs(dragged_) > width * turnAt)
-        current_ = std::clamp(current_ + (dragged_ < 0 ? 1 : -1), 0, pictureCount - 1);
+        current_ = std::clamp(current_ + (dragged_ < 0 ? 1 : -1), 0, photographCount - 1);
     dragged_ = 0;
 }
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "Changes.h"
-#include "Noise.h"
+#include "Hash.h"
 #include "PixelFormat.h"
 
 using namespace quarlo::phone;

@@ -7,7 +7,7 @@
 
 #include <cerrno>
 
-#include "Noise.h"
+#include "Hash.h"
 #include "Tally.h"
 
 namespace quarlo::soak {

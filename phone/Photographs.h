@@ -1,0 +1,19 @@
+/**
+ * @file
+ * The photographs on the phone, which are part of the program. Any thread.
+ */
+#ifndef QUARLO_PHONE_PHOTOGRAPHS_H
+#define QUARLO_PHONE_PHOTOGRAPHS_H
+
+#include "Picture.h"
+
+namespace quarlo::phone {
+
+constexpr int photographCount = 2;
+
+/** Decodes the photograph of that number, from 0; an empty picture if that fails. */
+Picture photograph(int number);
+
+}  // namespace quarlo::phone
+
+#endif
