@@ -13,10 +13,10 @@ Rect fit(double pictureWidth, double pictureHeight, const Rect& room) {
     return {room.x + (room.width - width) / 2, room.y + (room.height - height) / 2, width, height};
 }
 
-unsigned pixelAt(double part, unsigned extent) {
-    if (extent == 0) return 0;
+int pixelAt(double part, int extent) {
+    if (extent <= 0) return 0;
     const double pixel = std::clamp(part, 0.0, 1.0) * extent;
-    return std::min(static_cast<unsigned>(pixel), extent - 1);
+    return std::min(static_cast<int>(pixel), extent - 1);
 }
 
 void Fingers::place(const Rect& windowArea, const Rect& pictureArea) {

@@ -41,7 +41,7 @@ struct Spot {
 };
 
 /** The spot's pixel in a row or column of that many. */
-unsigned pixelAt(double part, unsigned extent);
+int pixelAt(double part, int extent);
 
 /** What made a touch: a device and one of its fingers. */
 struct Source {

@@ -7,6 +7,9 @@
 namespace quarlo::display {
 namespace {
 
+// A pixel of ours, without its opacity.
+constexpr Uint32 pixelFormat = SDL_PIXELFORMAT_RGB888;
+
 // Without the first two every touch arrives a second time as the other device. Signals are the
 // program's own affair, and a press outside of the window is none.
 void setHints() {
@@ -54,16 +57,14 @@ void liftFor(const SDL_WindowEvent& event, Fingers& fingers) {
 
 }  // namespace
 
-void Texture::load(SDL_Renderer* renderer, const void* pixels, int width, int height) {
-    if (texture == nullptr || width != columns || height != rows) {
-        columns = width;
-        rows = height;
-        texture.reset(
-            SDL_CreateTexture(renderer, format, SDL_TEXTUREACCESS_STREAMING, width, height));
+void Texture::load(SDL_Renderer* renderer, const Picture& picture) {
+    if (texture == nullptr || picture.size() != size) {
+        size = picture.size();
+        texture.reset(SDL_CreateTexture(renderer, pixelFormat, SDL_TEXTUREACCESS_STREAMING,
+                                        size.width, size.height));
     }
     if (texture == nullptr) return;
-    const int pitch = width * static_cast<int>(SDL_BYTESPERPIXEL(format));
-    SDL_UpdateTexture(texture.get(), nullptr, pixels, pitch);
+    SDL_UpdateTexture(texture.get(), nullptr, picture.pixels.data(), size.width * 4);
 }
 
 std::unique_ptr<SdlWindow> SdlWindow::open(const std::string& title, int width, int height,
@@ -164,13 +165,12 @@ void SdlWindow::draw(const Texture& texture, const Rect& where) {
     SDL_RenderCopyF(renderer.get(), texture.get(), nullptr, &target);
 }
 
-Shot SdlWindow::shot() const {
-    Shot taken;
-    SDL_GetRendererOutputSize(renderer.get(), &taken.width, &taken.height);
-    taken.rgb.resize(static_cast<std::size_t>(taken.width) *
-                     static_cast<std::size_t>(taken.height) * 3);
-    SDL_RenderReadPixels(renderer.get(), nullptr, SDL_PIXELFORMAT_RGB24, taken.rgb.data(),
-                         taken.width * 3);
+Picture SdlWindow::shot() const {
+    Size size;
+    SDL_GetRendererOutputSize(renderer.get(), &size.width, &size.height);
+    Picture taken(size);
+    SDL_RenderReadPixels(renderer.get(), nullptr, pixelFormat, taken.pixels.data(),
+                         taken.width * 4);
     return taken;
 }
 

@@ -9,38 +9,25 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "Fingers.h"
+#include "common/Picture.h"
 
 namespace quarlo::display {
 
 /** A picture on the graphics side; it follows the size of what it is given. */
 class Texture {
   public:
-    /** @param pixelFormat one of SDL's, e.g. SDL_PIXELFORMAT_RGB24 */
-    explicit Texture(Uint32 pixelFormat) : format(pixelFormat) {}
-
-    /** Rows without padding. */
-    void load(SDL_Renderer* renderer, const void* pixels, int width, int height);
+    void load(SDL_Renderer* renderer, const Picture& picture);
     bool isLoaded() const { return texture != nullptr; }
-    int width() const { return columns; }
-    int height() const { return rows; }
+    int width() const { return size.width; }
+    int height() const { return size.height; }
     SDL_Texture* get() const { return texture.get(); }
 
   private:
-    const Uint32 format;
-    int columns = 0;
-    int rows = 0;
+    Size size;
     std::unique_ptr<SDL_Texture, decltype(&SDL_DestroyTexture)> texture{nullptr,
                                                                         SDL_DestroyTexture};
-};
-
-/** Rows of red, green and blue without padding. */
-struct Shot {
-    int width = 0;
-    int height = 0;
-    std::vector<Uint8> rgb;
 };
 
 class SdlWindow {
@@ -70,7 +57,7 @@ class SdlWindow {
     void draw(const Texture& texture, const Rect& where);
     void present() { SDL_RenderPresent(renderer.get()); }
     /** What was drawn; to be called before present(). */
-    Shot shot() const;
+    Picture shot() const;
     SDL_Renderer* graphics() const { return renderer.get(); }
     SDL_Window* handle() const { return window.get(); }
     void setTitle(const std::string& title) { SDL_SetWindowTitle(window.get(), title.c_str()); }

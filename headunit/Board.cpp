@@ -73,7 +73,7 @@ void Board::remember(const Event& event) {
 void Board::show(Picture shown) {
     {
         const std::lock_guard guard(lock);
-        current.frame = shown.size;
+        current.frame = shown.size();
         ++current.updates;
         picture = std::move(shown);
     }

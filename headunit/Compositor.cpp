@@ -6,6 +6,10 @@
 namespace quarlo::headunit {
 namespace {
 
+constexpr std::uint32_t opaque(unsigned red, unsigned green, unsigned blue) {
+    return 0xFF000000u | red << 16 | green << 8 | blue;
+}
+
 // Where the three colours stand among the bytes of a pixel.
 struct ByteLayout {
     unsigned stride;
@@ -13,10 +17,8 @@ struct ByteLayout {
     unsigned green;
     unsigned blue;
 
-    void convert(const UInt8* from, UInt8* to) const {
-        to[0] = from[red];
-        to[1] = from[green];
-        to[2] = from[blue];
+    std::uint32_t colour(const UInt8* from) const {
+        return opaque(from[red], from[green], from[blue]);
     }
 };
 
@@ -25,40 +27,32 @@ struct Packed565 {
     unsigned stride;
     unsigned high;
 
-    void convert(const UInt8* from, UInt8* to) const {
+    std::uint32_t colour(const UInt8* from) const {
         const unsigned value = unsigned{from[high]} << 8 | from[1 - high];
         const unsigned red = value >> 11;
         const unsigned green = value >> 5 & 0x3F;
         const unsigned blue = value & 0x1F;
-        to[0] = static_cast<UInt8>(red << 3 | red >> 2);
-        to[1] = static_cast<UInt8>(green << 2 | green >> 4);
-        to[2] = static_cast<UInt8>(blue << 3 | blue >> 2);
+        return opaque(red << 3 | red >> 2, green << 2 | green >> 4, blue << 3 | blue >> 2);
     }
 };
 
-// The part of an area that lies in the picture; its corner is the area's own.
-Size visible(const Picture& picture, const Area& area) {
-    if (area.x >= picture.size.width || area.y >= picture.size.height) return {};
-    return {std::min(area.width, picture.size.width - area.x),
-            std::min(area.height, picture.size.height - area.y)};
-}
-
-unsigned sourceOf(unsigned position, unsigned extent, unsigned sourceExtent) {
-    return static_cast<unsigned>(UInt64{position} * sourceExtent / extent);
+std::size_t sourceOf(int position, int extent, int sourceExtent) {
+    return static_cast<std::size_t>(Int64{position} * sourceExtent / extent);
 }
 
 template <typename Layout>
 void convertRows(Picture& picture, const Area& area, const Pixels& pixels, Layout layout) {
-    const Size shown = visible(picture, area);
-    const std::size_t rowBytes = std::size_t{pixels.size.width} * layout.stride;
-    for (unsigned y = 0; y < shown.height; ++y) {
+    const Area shown = intersection(area, picture.area());
+    const std::size_t rowBytes = static_cast<std::size_t>(pixels.size.width) * layout.stride;
+    for (int y = 0; y < shown.height; ++y) {
         const UInt8* row =
             pixels.data.data() + sourceOf(y, area.height, pixels.size.height) * rowBytes;
-        UInt8* to = picture.pixel(area.x, area.y + y);
+        std::uint32_t* to = picture.row(area.y + y) + area.x;
         const bool sameWidth = area.width == pixels.size.width;
-        for (unsigned x = 0; x < shown.width; ++x, to += 3) {
-            const unsigned from = sameWidth ? x : sourceOf(x, area.width, pixels.size.width);
-            layout.convert(row + std::size_t{from} * layout.stride, to);
+        for (int x = 0; x < shown.width; ++x) {
+            const std::size_t from = sameWidth ? static_cast<std::size_t>(x)
+                                               : sourceOf(x, area.width, pixels.size.width);
+            to[x] = layout.colour(row + from * layout.stride);
         }
     }
 }
@@ -76,38 +70,19 @@ ByteLayout byteLayout(PixelLayout layout) {
 }
 
 std::optional<DrawResult> fault(const Picture& picture, const Area& area, const Pixels& pixels) {
-    const unsigned bytes = bytesPerPixel(pixels.layout.format);
-    const PixelEndianess order = pixels.layout.order;
-    if (bytes == 0 ||
-        (order != ePIXELENDIANESS_BigEndian && order != ePIXELENDIANESS_LittleEndian)) {
-        return DrawResult::UnknownFormat;
-    }
-    const UInt64 count = UInt64{pixels.size.width} * pixels.size.height;
-    if (count == 0 || area.width == 0 || area.height == 0) return DrawResult::Empty;
+    if (!pixels.layout.exists()) return DrawResult::UnknownFormat;
+    if (area.empty() || pixels.size.empty()) return DrawResult::Empty;
     // Divided, not multiplied: the sizes may be anything.
-    if (pixels.data.size() % bytes != 0 || pixels.data.size() / bytes != count) {
+    const std::size_t bytes = pixels.layout.bytesPerPixel();
+    if (pixels.data.size() % bytes != 0 || pixels.data.size() / bytes != pixels.size.count()) {
         return DrawResult::WrongLength;
     }
-    const Size shown = visible(picture, area);
-    if (shown.width == 0 || shown.height == 0) return DrawResult::Outside;
+    const bool isBefore = area.x < 0 || area.y < 0;
+    if (isBefore || intersection(area, picture.area()).empty()) return DrawResult::Outside;
     return {};
 }
 
 }  // namespace
-
-unsigned bytesPerPixel(PixelFormat format) {
-    switch (format) {
-        case ePIXELFORMAT_RGB565:
-            return 2;
-        case ePIXELFORMAT_RGB888:
-            return 3;
-        case ePIXELFORMAT_ARGB8888:
-        case ePIXELFORMAT_RGBA8888:
-            return 4;
-        default:
-            return 0;
-    }
-}
 
 bool isDrawn(DrawResult result) {
     return result == DrawResult::Drawn || result == DrawResult::Clipped;
@@ -139,8 +114,7 @@ DrawResult draw(Picture& picture, const Area& area, const Pixels& pixels) {
     } else {
         convertRows(picture, area, pixels, byteLayout(pixels.layout));
     }
-    const Size shown = visible(picture, area);
-    return shown == Size{area.width, area.height} ? DrawResult::Drawn : DrawResult::Clipped;
+    return intersection(area, picture.area()) == area ? DrawResult::Drawn : DrawResult::Clipped;
 }
 
 }  // namespace quarlo::headunit

@@ -7,16 +7,10 @@
 
 #include <span>
 
-#include "Picture.h"
+#include "common/Picture.h"
+#include "common/PixelLayout.h"
 
 namespace quarlo::headunit {
-
-struct Area {
-    unsigned x = 0;
-    unsigned y = 0;
-    unsigned width = 0;
-    unsigned height = 0;
-};
 
 /** A rectangle's pixels as they were delivered. */
 struct Pixels {

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "Compositor.h"
-#include "PngWriter.h"
 #include "Session.h"
+#include "common/PngWriter.h"
 
 namespace quarlo::headunit {
 namespace {

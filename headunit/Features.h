@@ -10,11 +10,11 @@
 #include <mutex>
 #include <string>
 
-#include "Log.h"
 #include "Mailbox.h"
 #include "Options.h"
 #include "Reports.h"
 #include "Store.h"
+#include "common/Log.h"
 
 namespace quarlo::headunit {
 

@@ -11,8 +11,8 @@
 #include <mutex>
 #include <string>
 
-#include "Descriptor.h"
 #include "Screen.h"
+#include "common/Descriptor.h"
 
 namespace quarlo::headunit {
 

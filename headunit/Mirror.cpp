@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "PngWriter.h"
+#include "common/PngWriter.h"
 
 namespace quarlo::headunit {
 namespace {
@@ -205,7 +205,7 @@ void Mirror::becomeRunning() {
 
 // The next update is on its way while this one's picture is written.
 void Mirror::handle(const Update& update) {
-    const UInt64 whole = UInt64{session.extent().width} * session.extent().height;
+    const UInt64 whole = session.extent().count();
     updates = update.number;
     rectangles += update.arrived;
     pixelBytes += update.bytes;
@@ -309,7 +309,7 @@ void Mirror::request(bool isFull) {
 void Mirror::save(const Update& update) {
     if (!update.picture) return;
     const std::string problem =
-        writePng(*update.picture, options.output + "/" + frameName(update.number));
+        writePng(*update.picture, options.output + "/" + pictureName("frame", update.number));
     if (!problem.empty()) return fail("cannot write " + problem);
     ++pictures;
 }

@@ -10,12 +10,12 @@
 
 #include "Board.h"
 #include "Fence.h"
-#include "Log.h"
 #include "Mailbox.h"
 #include "Options.h"
 #include "Retry.h"
 #include "Runner.h"
 #include "Session.h"
+#include "common/Log.h"
 
 namespace quarlo::headunit {
 

@@ -1,49 +1,26 @@
 #include "Options.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 
+#include "common/CommandLine.h"
+
 namespace quarlo::headunit {
 namespace {
 
-// An option whose words are read by a function of ours; wrong ones are answered with the right
-// ones.
-template <typename Target, typename Value>
-CLI::Option* addWords(CLI::App& app, const std::string& name, Target& target,
-                      std::optional<Value> (*parse)(std::string_view), const char* allowed,
-                      const std::string& description) {
-    const auto read = [&target, parse, name, allowed](const std::string& text) {
-        auto value = parse(text);
-        if (!value) {
-            throw CLI::ValidationError(name,
-                                       "'" + text + "' is not allowed here; allowed: " + allowed);
-        }
-        target = std::move(*value);
-    };
-    return app.add_option_function<std::string>(name, read, description + " (" + allowed + ")")
-        ->type_name("");
-}
-
 void addCommands(CLI::App& app, Options& options) {
-    const auto read = [&options](const std::vector<std::string>& texts) {
-        for (const std::string& text : texts) {
-            auto command = parseCommand(text);
-            if (!command) {
-                throw CLI::ValidationError(
-                    "--at", "'" + text + "' is not allowed here; allowed: " + commandWords);
-            }
-            options.commands.push_back(std::move(*command));
-        }
-        std::stable_sort(options.commands.begin(), options.commands.end(),
-                         [](const Command& a, const Command& b) { return a.update < b.update; });
+    const auto take = [&options](const std::string& text) {
+        const auto command = parseCommand(text);
+        if (!command) return false;
+        const auto later =
+            std::find_if(options.commands.begin(), options.commands.end(),
+                         [&](const Command& other) { return other.update > command->update; });
+        options.commands.insert(later, *command);
+        return true;
     };
-    app.add_option_function<std::vector<std::string>>(
-           "--at", read, std::string("Make a change after that update (") + commandWords + ")")
-        ->type_name("")
-        ->allow_extra_args(false);
+    addWord(app, "--at", take, commandWords, "Make a change after that update")->trigger_on_parse();
 }
 
 void addScript(CLI::App& app, Options& options) {
@@ -73,45 +50,40 @@ void addReconnect(CLI::App& app, Options& options) {
 
 void addConnection(CLI::App& app, Options& options) {
     auto* endpoint = app.add_option_group("Phone", "Where the phone is");
-    addWords(*endpoint, "--connect", options.endpoint, parseEndpoint, endpointWords,
-             "Connect to this place");
+    addParsed(*endpoint, "--connect", options.endpoint, parseEndpoint, endpointWords,
+              "Connect to this place");
     endpoint->add_option("--unix", options.endpoint.path, "Connect to this Unix socket")
         ->type_name("PATH");
     endpoint->require_option(1);
     app.add_option("--connect-timeout", options.connectTimeout, "Time for connecting, in seconds")
         ->check(CLI::Range(0.01, 3600.0));
     addReconnect(app, options);
-    app.add_option("--init-timeout", options.initTimeout,
-                   "Seconds from the start to RUN, 0 for no limit")
-        ->check(CLI::Range(0U, 255U))
-        ->capture_default_str();
-    app.add_option("--watchdog", options.watchdog,
-                   "Seconds of silence that end the session, 0 for no limit")
-        ->check(CLI::Range(0U, 255U))
-        ->capture_default_str();
+    addNumber(app, "--init-timeout", options.initTimeout, 0, 255,
+              "Seconds from the start to RUN, 0 for no limit");
+    addNumber(app, "--watchdog", options.watchdog, 0, 255,
+              "Seconds of silence that end the session, 0 for no limit");
 }
 
 void addScreen(CLI::App& app, Options& options) {
     app.add_option("--name", options.name, "The head unit's name for itself")->type_name("TEXT");
-    addWords(app, "--language", options.language, parseLanguage, languageWords,
-             "The user's language");
-    addWords(app, "--size", options.size, parseSize, sizeWords, "Screen size in pixels");
-    addWords(app, "--physical", options.physicalSize, parseSize, sizeWords,
-             "Screen size in millimetres");
-    addWords(app, "--format", options.layout.format, parseFormat, formatWords, "Pixel format");
-    addWords(app, "--endian", options.layout.order, parseOrder, orderWords,
-             "Byte order of a pixel");
-    addWords(app, "--compression", options.compression, parseCompression, compressionWords,
-             "Compression that the phone is asked for");
-    addWords(app, "--supported", options.supported, parseSupported, supportedWords,
-             "Compressions that the phone may use; default: those that a plug-in decodes");
+    addParsed(app, "--language", options.language, parseLanguage, languageWords,
+              "The user's language");
+    addParsed(app, "--size", options.size, parseSize, sizeWords, "Screen size in pixels");
+    addParsed(app, "--physical", options.physicalSize, parseSize, sizeWords,
+              "Screen size in millimetres");
+    addParsed(app, "--format", options.layout.format, parseFormat, formatWords, "Pixel format");
+    addParsed(app, "--endian", options.layout.order, parseOrder, orderWords,
+              "Byte order of a pixel");
+    addParsed(app, "--compression", options.compression, parseCompression, compressionWords,
+              "Compression that the phone is asked for");
+    addParsed(app, "--supported", options.supported, parseSupported, supportedWords,
+              "Compressions that the phone may use; default: those that a plug-in decodes");
     app.add_flag("--raw", options.rawOutput,
                  "Take rectangles as sent and decode them here, without plug-ins");
 }
 
 void addRun(CLI::App& app, Options& options) {
-    app.add_option("--frames", options.frames, "End after this many updates")
-        ->check(CLI::Range(1U, 1'000'000'000U));
+    addNumber(app, "--frames", options.frames, 1, 1'000'000'000, "End after this many updates");
     app.add_option("--seconds", options.seconds, "End after this time")
         ->check(CLI::Range(0.01, 1e6));
     app.add_flag("--full", options.full, "Ask for full updates only");
@@ -121,11 +93,10 @@ void addRun(CLI::App& app, Options& options) {
            "--output", options.output,
            "Write each update's screen, or a script's screenshots and icons, there as PNG files")
         ->type_name("DIR");
-    app.add_option("--every", options.every, "Write only each n-th")
-        ->check(CLI::Range(1U, 1'000'000'000U))
+    addNumber(app, "--every", options.every, 1, 1'000'000'000, "Write only each n-th")
         ->needs("--output")
         ->excludes("--script");
-    addWords(app, "--trace", options.trace, parseTrace, traceWords, "Trace lines in the log");
+    addParsed(app, "--trace", options.trace, parseTrace, traceWords, "Trace lines in the log");
     app.add_option("--dump", options.dump, "Append every byte sent and received to this file")
         ->type_name("FILE");
     app.add_option("--store", options.store,

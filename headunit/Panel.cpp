@@ -5,17 +5,17 @@
 #include <ctime>
 #include <utility>
 
-#include "Log.h"
+#include "common/Log.h"
 
 namespace quarlo::headunit {
 namespace {
 
-using phone::Align;
-using phone::Box;
-using phone::Canvas;
-using phone::Paint;
-using phone::TextStyle;
-using phone::Weight;
+using display::Align;
+using display::Box;
+using display::Canvas;
+using display::Paint;
+using display::TextStyle;
+using display::Weight;
 
 constexpr double margin = 16;
 constexpr double inside = Panel::width - 2 * margin;
@@ -77,8 +77,7 @@ double keysHeight(const PanelContent& content) {
 
 }  // namespace
 
-const phone::Picture& Panel::draw(const PanelContent& content, int columns, int rows,
-                                  double scale) {
+const Picture& Panel::draw(const PanelContent& content, int columns, int rows, double scale) {
     if (picture.width != columns || picture.height != rows) picture = {columns, rows};
     Canvas canvas(picture, scale);
     const double height = rows / scale;

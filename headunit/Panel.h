@@ -5,7 +5,7 @@
 #define HEADUNIT_PANEL_H
 
 #include "Board.h"
-#include "phone/Canvas.h"
+#include "display/Canvas.h"
 
 namespace quarlo::headunit {
 
@@ -40,20 +40,20 @@ class Panel {
     static constexpr int width = 300;
 
     /** @param scale pixels of each of the window's coordinates */
-    const phone::Picture& draw(const PanelContent& content, int columns, int rows, double scale);
+    const Picture& draw(const PanelContent& content, int columns, int rows, double scale);
 
   private:
-    void drawState(phone::Canvas& canvas, const PanelContent& content);
-    void drawNumbers(phone::Canvas& canvas, const PanelContent& content);
-    void drawModes(phone::Canvas& canvas, const Modes& modes);
-    void drawNotes(phone::Canvas& canvas, const Status& status, double bottom);
-    void drawKeys(phone::Canvas& canvas, const PanelContent& content, double top);
+    void drawState(display::Canvas& canvas, const PanelContent& content);
+    void drawNumbers(display::Canvas& canvas, const PanelContent& content);
+    void drawModes(display::Canvas& canvas, const Modes& modes);
+    void drawNotes(display::Canvas& canvas, const Status& status, double bottom);
+    void drawKeys(display::Canvas& canvas, const PanelContent& content, double top);
 
-    void heading(phone::Canvas& canvas, const std::string& text);
-    void row(phone::Canvas& canvas, const std::string& name, const std::string& value);
-    void chip(phone::Canvas& canvas, const phone::Box& box, const std::string& text, bool isOn);
+    void heading(display::Canvas& canvas, const std::string& text);
+    void row(display::Canvas& canvas, const std::string& name, const std::string& value);
+    void chip(display::Canvas& canvas, const display::Box& box, const std::string& text, bool isOn);
 
-    phone::Picture picture;
+    Picture picture;
     double y = 0;  // where the next row begins
 };
 

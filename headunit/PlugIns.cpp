@@ -7,10 +7,10 @@
 #include <bit>
 #include <cstddef>
 
-#include "Log.h"
 #include "QUARLO-Core-Engineering-Types.h"
 #include "QUARLO-Core.h"
 #include "Values.h"
+#include "common/Log.h"
 
 namespace quarlo::headunit {
 namespace {

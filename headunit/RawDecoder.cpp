@@ -36,8 +36,7 @@ bool RawDecoder::reserve(UInt64 size) {
 }
 
 std::string RawDecoder::inflate(const RawRectangle& rectangle, Pixels& pixels) {
-    const UInt64 needed = UInt64{rectangle.area.width} * rectangle.area.height *
-                          bytesPerPixel(rectangle.layout.format);
+    const UInt64 needed = rectangle.area.size().count() * rectangle.layout.bytesPerPixel();
     if (needed == 0) return {};
     if (!reserve(needed)) return "is too large";
     uLongf length = needed;
@@ -62,10 +61,10 @@ std::string RawDecoder::decompressJpeg(const RawRectangle& rectangle, Pixels& pi
                             &height, &sampling, &colours) != 0) {
         return "has broken JPEG data";
     }
-    if (Size{static_cast<unsigned>(width), static_cast<unsigned>(height)} != pixels.size) {
+    if (Size{width, height} != pixels.size) {
         return "holds a JPEG picture of another size";
     }
-    const UInt64 needed = UInt64{pixels.size.width} * pixels.size.height * 3;
+    const UInt64 needed = pixels.size.count() * 3;
     if (!reserve(needed)) return "is too large";
     if (tjDecompress2(decoder.get(), rectangle.data.data(), rectangle.data.size(), buffer.data(),
                       width, 0, height, TJPF_RGB, 0) != 0) {
@@ -78,8 +77,8 @@ std::string RawDecoder::decompressJpeg(const RawRectangle& rectangle, Pixels& pi
 
 bool enlarge(const RawRectangle& rectangle, Area& area) {
     area = rectangle.area;
-    const unsigned horizontal = rectangle.horizontalPercentage;
-    const unsigned vertical = rectangle.verticalPercentage;
+    const int horizontal = rectangle.horizontalPercentage;
+    const int vertical = rectangle.verticalPercentage;
     if (horizontal == 0 && vertical == 0) return true;
     if (horizontal == 0 || vertical == 0 || horizontal > 100 || vertical > 100) return false;
     area = {area.x * 100 / horizontal, area.y * 100 / vertical, area.width * 100 / horizontal,

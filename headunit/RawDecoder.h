@@ -15,8 +15,8 @@ namespace quarlo::headunit {
 
 struct RawRectangle {
     Area area;
-    unsigned horizontalPercentage = 100;  ///< the size it was sent in; 0 stands for 100
-    unsigned verticalPercentage = 100;
+    int horizontalPercentage = 100;  ///< the size it was sent in; 0 stands for 100
+    int verticalPercentage = 100;
     PixelLayout layout;
     FrameCompression compression = eFRAMECOMPRESSION_Uncompressed;
     std::span<const UInt8> data;

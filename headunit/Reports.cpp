@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "Log.h"
+#include "common/Log.h"
 
 namespace quarlo::headunit {
 namespace {

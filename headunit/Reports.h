@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "Names.h"
+#include "common/Names.h"
 
 namespace quarlo::headunit {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "Log.h"
+#include "common/Log.h"
 
 namespace quarlo::headunit {
 
@@ -12,7 +12,7 @@ Screen::Screen(Size size, PixelLayout pixelLayout, unsigned eachOf)
 void Screen::reshape(Size size, PixelLayout pixelLayout) {
     const std::lock_guard guard(lock);
     layout = pixelLayout;
-    if (size != picture.size) picture = Picture(size);
+    if (size != picture.size()) picture = Picture(size);
 }
 
 void Screen::begin(unsigned rectangles) {
@@ -42,7 +42,7 @@ std::string Screen::place(unsigned index, const Area& area, const Pixels& pixels
     const DrawResult result = draw(picture, area, pixels);
     if (!isDrawn(result)) return refuse(index, describe(result));
     ++current.arrived;
-    current.pixels += UInt64{area.width} * area.height;
+    current.pixels += area.size().count();
     return result == DrawResult::Drawn ? std::string() : describe(result);
 }
 

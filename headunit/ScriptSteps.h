@@ -5,7 +5,7 @@
 #define HEADUNIT_SCRIPTSTEPS_H
 
 #include "Script.h"
-#include "ScriptWords.h"
+#include "common/Words.h"
 
 namespace quarlo::headunit {
 

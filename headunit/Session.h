@@ -12,11 +12,11 @@
 
 #include "Connect.h"
 #include "Features.h"
-#include "Log.h"
 #include "Mailbox.h"
 #include "Options.h"
 #include "QUARLO-Core.h"
 #include "Screen.h"
+#include "common/Log.h"
 
 namespace quarlo::headunit {
 

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <utility>
 
-#include "PngWriter.h"
+#include "common/PngWriter.h"
 
 namespace quarlo::headunit {
 namespace {
@@ -14,7 +14,7 @@ using display::Rect;
 
 constexpr auto settlingTime = std::chrono::milliseconds(200);
 constexpr auto measuringTime = std::chrono::milliseconds(500);
-constexpr unsigned smallestFrame = 64;
+constexpr int smallestFrame = 64;
 constexpr int smallestWidth = Panel::width + 320;
 constexpr int smallestHeight = 320;
 
@@ -65,9 +65,8 @@ double perSecond(double now, double before, double seconds) {
 
 std::unique_ptr<Window> Window::open(const Options& options, Log& log, Board& board,
                                      std::string& problem) {
-    auto opened = display::SdlWindow::open(
-        options.name, static_cast<int>(options.size.width) + Panel::width,
-        std::max(static_cast<int>(options.size.height), smallestHeight), problem);
+    auto opened = display::SdlWindow::open(options.name, options.size.width + Panel::width,
+                                           std::max(options.size.height, smallestHeight), problem);
     if (opened == nullptr) return nullptr;
     SDL_SetWindowMinimumSize(opened->handle(), smallestWidth, smallestHeight);
     return std::unique_ptr<Window>(new Window(options, log, board, std::move(opened)));
@@ -91,7 +90,7 @@ void Window::wake() {
 Size Window::largest() const {
     const display::Point most = window->largest();
     const auto extent = [](double pixels) {
-        return static_cast<unsigned>(std::clamp(pixels, 1.0, double{maximumExtent}));
+        return static_cast<int>(std::clamp(pixels, 1.0, double{maximumExtent}));
     };
     return {extent(most.x), extent(most.y)};
 }
@@ -196,8 +195,7 @@ void Window::refresh() {
     if (wasRunning != content.status.isRunning) renew();
     const std::optional<Picture> picture = board.takePicture();
     if (!picture) return;
-    screen.load(window->graphics(), picture->rgb.data(), static_cast<int>(picture->size.width),
-                static_cast<int>(picture->size.height));
+    screen.load(window->graphics(), *picture);
     isDirty = true;
     place();
 }
@@ -229,9 +227,8 @@ Rect Window::pictureArea() const {
 
 Size Window::frameOf(const Rect& where) const {
     const Size most = largest();
-    const auto extent = [](double pixels, unsigned limit) {
-        return std::clamp(static_cast<unsigned>(pixels), smallestFrame,
-                          std::max(smallestFrame, limit));
+    const auto extent = [](double pixels, int limit) {
+        return std::clamp(static_cast<int>(pixels), smallestFrame, std::max(smallestFrame, limit));
     };
     return {extent(where.width, most.width), extent(where.height, most.height)};
 }
@@ -264,20 +261,15 @@ void Window::drawPanel(const Rect& where) {
     if (where.width < 1 || where.height < 1) return;
     // Text is much slower than a picture of the phone: it is drawn when it changes.
     if (std::exchange(isPanelDirty, false)) {
-        const phone::Picture& drawn = panel.draw(content, static_cast<int>(where.width),
-                                                 static_cast<int>(where.height), window->scale());
-        side.load(window->graphics(), drawn.pixels.data(), drawn.width, drawn.height);
+        side.load(window->graphics(), panel.draw(content, static_cast<int>(where.width),
+                                                 static_cast<int>(where.height), window->scale()));
     }
     window->draw(side, where);
 }
 
 void Window::writeShot() {
     wantsShot = false;
-    display::Shot shot = window->shot();
-    Picture picture;
-    picture.size = {static_cast<unsigned>(shot.width), static_cast<unsigned>(shot.height)};
-    picture.rgb = std::move(shot.rgb);
-    const std::string problem = writePng(picture, options.windowScreenshot, Effort::Small);
+    const std::string problem = writePng(window->shot(), options.windowScreenshot, Effort::Small);
     log.line("WIND", problem.empty() ? "written to " + options.windowScreenshot
                                      : "cannot write " + problem);
 }

@@ -11,9 +11,9 @@
 #include <optional>
 
 #include "Board.h"
-#include "Log.h"
 #include "Options.h"
 #include "Panel.h"
+#include "common/Log.h"
 #include "display/SdlWindow.h"
 
 namespace quarlo::headunit {
@@ -64,8 +64,8 @@ class Window {
     Log& log;
     Board& board;
     std::unique_ptr<display::SdlWindow> window;
-    display::Texture screen{SDL_PIXELFORMAT_RGB24};
-    display::Texture side{SDL_PIXELFORMAT_RGB888};
+    display::Texture screen;
+    display::Texture side;
     display::Fingers fingers;
     std::vector<display::FingerEvent> owed;  // that no session could be told
     Panel panel;

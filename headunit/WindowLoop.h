@@ -8,8 +8,8 @@
 #include <functional>
 
 #include "Board.h"
-#include "Log.h"
 #include "Options.h"
+#include "common/Log.h"
 
 namespace quarlo::headunit {
 

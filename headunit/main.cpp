@@ -72,7 +72,7 @@ int runProgram(int argc, const char* const* argv) {
     Options options;
     if (const auto status = readOptions(argc, argv, options)) return *status;
     const Descriptor interrupts = catchInterrupts();
-    Log log(options.quiet);
+    Log log(options.quiet ? LogLevel::Quiet : LogLevel::Normal);
     if (options.window) return showPhone(options, log, interrupts.get());
     return mirrorPhone(options, log, interrupts.get(), nullptr);
 }

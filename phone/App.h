@@ -9,10 +9,18 @@
 #include <cstdint>
 #include <string>
 
-#include "Canvas.h"
 #include "Phone.h"
+#include "display/Canvas.h"
 
 namespace quarlo::phone {
+
+using display::Align;
+using display::Box;
+using display::Canvas;
+using display::Paint;
+using display::Surface;
+using display::TextStyle;
+using display::Weight;
 
 /** The moment at which the screen is drawn. */
 struct Moment {

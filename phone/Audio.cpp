@@ -67,7 +67,7 @@ class Audio : public Feature {
 
     void onAnswer(const packetClientAudio& packet) {
         if (packet.RequestID == 0 || packet.RequestID > id_)
-            return session_.log().note("ignored an audio answer that nobody asked for");
+            return session_.note("ignored an audio answer that nobody asked for");
         say("Request " + std::to_string(packet.RequestID) + ": " +
             _quarlo_getAudioStatusName(packet.Status) + ", " +
             _quarlo_getAudioRequestResultCodeName(packet.ResultCode));

@@ -90,8 +90,7 @@ class Catalogue : public Feature {
 
     void onIconRequest(const packetClientRequestAppIcon& packet) {
         if (!session_.isRunning()) return;
-        if (requests_.size() >= mostRequests)
-            return session_.log().note("too many icons asked for");
+        if (requests_.size() >= mostRequests) return session_.note("too many icons asked for");
         requests_.push_back({textOf(packet.IdentifierURL), appOf(packet.IdentifierURL),
                              packet.Width, packet.Height, *packet.IconProperties});
     }
@@ -103,7 +102,7 @@ class Catalogue : public Feature {
         const bool isDrawn = request.app >= 0 && layout && request.width > 0 &&
                              request.height > 0 && request.width <= largestIcon &&
                              request.height <= largestIcon;
-        if (!isDrawn) session_.log().note("an icon was asked for that cannot be drawn");
+        if (!isDrawn) session_.note("an icon was asked for that cannot be drawn");
         std::vector<std::uint8_t> bytes;
         if (isDrawn) bytes = drawn(request.app, request.width, request.height, *layout);
         const FrameCompression compression = compress(wanted.Compression, bytes);

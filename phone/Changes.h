@@ -7,7 +7,7 @@
 
 #include <vector>
 
-#include "Picture.h"
+#include "common/Picture.h"
 
 namespace quarlo::phone {
 

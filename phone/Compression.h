@@ -10,8 +10,8 @@
 #include <memory>
 #include <vector>
 
-#include "Picture.h"
 #include "QUARLO.Connector.IVI-API-Types_C.h"
+#include "common/Picture.h"
 
 namespace quarlo::phone {
 

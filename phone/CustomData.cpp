@@ -90,7 +90,7 @@ class CustomData : public Feature {
         const std::size_t size = packet.pData == nullptr ? 0 : packet.Length;
         const std::span<const std::uint8_t> bytes(packet.pData, size);
         const auto text = textFor(packet.Event, packet.Type, bytes);
-        if (!text) return session_.log().note("ignored malformed custom data");
+        if (!text) return session_.note("ignored malformed custom data");
         say(*text);
     }
 

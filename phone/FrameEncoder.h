@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "Compression.h"
-#include "Picture.h"
 #include "PixelFormat.h"
+#include "common/Picture.h"
 
 namespace quarlo::phone {
 

@@ -1,13 +1,12 @@
 // Answers the head unit's requests for its picture of the screen: keeps what it was sent, and sends
 // what differs from that. Session thread.
-#include <array>
-#include <cstdio>
 #include <deque>
 #include <numeric>
 
 #include "Changes.h"
 #include "FrameEncoder.h"
 #include "Session.h"
+#include "common/PngWriter.h"
 
 namespace quarlo::phone {
 namespace {
@@ -69,7 +68,7 @@ class FrameUpdates : public Feature {
         const qrRectangle& r = *packet.UpdateRegion;
         const Area region{r.X, r.Y, r.Width, r.Height};
         if (region.empty()) {
-            session_.log().note("ignored a request for an empty region");
+            session_.note("ignored a request for an empty region");
             return;
         }
         const bool isFull = packet.Incremental != eFLAG_TRUE;
@@ -96,7 +95,7 @@ class FrameUpdates : public Feature {
         const Area declared{0, 0, unit.width, unit.height};
         if (declared != size_) {
             size_ = declared;
-            session_.screen().resize(unit.width, unit.height,
+            session_.screen().resize({unit.width, unit.height},
                                      static_cast<int>(session_.options().renderPercent));
             const Picture& drawn = session_.screen().picture();
             view_ = Picture(drawn.width, drawn.height, 0xFF000000);
@@ -167,10 +166,9 @@ class FrameUpdates : public Feature {
     void dump() const {
         const std::string& directory = session_.options().dumpDirectory;
         if (directory.empty()) return;
-        std::array<char, 32> name;
-        std::snprintf(name.data(), name.size(), "/phone-%04u.png", updates_);
-        if (!writePng(view_, directory + name.data()))
-            session_.log().note("cannot write " + directory + name.data());
+        const std::string problem =
+            writePng(view_, directory + "/" + pictureName("phone", updates_));
+        if (!problem.empty()) session_.note("cannot write " + problem);
     }
 
     Session& session_;

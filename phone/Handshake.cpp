@@ -26,7 +26,7 @@ class Handshake : public Feature {
 
     bool isAwaited(Awaiting what, const char* name) {
         if (awaiting_ == what) return true;
-        session_.log().note(std::string("ignored ") + name + ": not expected now");
+        session_.note(std::string("ignored ") + name + ": not expected now");
         return false;
     }
 
@@ -55,7 +55,7 @@ class Handshake : public Feature {
         const qrFrameProperties& frame = *packet.FrameProperties;
         const auto layout = pixelLayoutOf(frame.Format, frame.Endianess, frame.BytesPerPixel);
         if (!layout || !isDrawable(packet.ScreenWidth, packet.ScreenHeight)) {
-            session_.log().note("refused the head unit's frame size or pixel format");
+            session_.note("refused the head unit's frame size or pixel format");
             return false;
         }
         HeadUnit& unit = session_.headUnit();

@@ -20,7 +20,7 @@ class Input : public Feature {
             const qrTouch* touch = packet.TouchEvents->paTouches[i];
             if (touch == nullptr) continue;
             if (touch->TouchType < eTOUCHTYPE_Down || touch->TouchType > eTOUCHTYPE_Cancelled) {
-                session_.log().note("ignored a touch of unknown type");
+                session_.note("ignored a touch of unknown type");
                 continue;
             }
             session_.screen().touch({touch->TouchType, static_cast<double>(touch->PositionX),
@@ -36,7 +36,7 @@ class Input : public Feature {
         } else if (isKnown && packet.SoftkeyEvent == eSOFTKEYEVENTTYPE_Release) {
             session_.screen().release(packet.Softkey);
         } else {
-            session_.log().note("ignored an unknown softkey event");
+            session_.note("ignored an unknown softkey event");
         }
     }
 

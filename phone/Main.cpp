@@ -10,6 +10,7 @@
 #include "Options.h"
 #include "Session.h"
 #include "Socket.h"
+#include "common/PngWriter.h"
 #ifdef QUARLO_PHONE_HAS_WINDOW
 #include "Window.h"
 #else
@@ -80,8 +81,7 @@ class Display {
   public:
     Display(const Options& options, Screen& screen) {
         if (!options.window) return;
-        screen.resize(options.renderWidth, options.renderHeight,
-                      static_cast<int>(options.renderPercent));
+        screen.resize(options.size, static_cast<int>(options.renderPercent));
         window_.emplace(options.appName, screen);
     }
     void turn(bool isMirrored) {
@@ -106,11 +106,11 @@ bool serve(SocketStream& stream, Screen& screen, const Options& options, const L
 }
 
 int listenAndServe(const Options& options) {
-    const Log log(options.verbose ? LogLevel::Verbose : LogLevel::Normal);
+    const Log log(options.verbose ? LogLevel::Verbose : LogLevel::Normal, stderr);
     // A signal is never missed long, and a window never stands still.
     const Deadline deadline(options.maxSeconds, options.window ? 15 : 1000);
-    Listener listener = options.unixPath.empty() ? Listener::tcp(options.host, options.port)
-                                                 : Listener::unixSocket(options.unixPath);
+    Listener listener = options.listen.path.empty() ? Listener::tcp(options.listen)
+                                                    : Listener::unixSocket(options.listen.path);
     Screen screen(makeHomeApp(options.appName, options.seed));
     screen.open(findApp(options.app));
     Display display(options, screen);
@@ -121,7 +121,7 @@ int listenAndServe(const Options& options) {
         display.turn(false);
         const auto stream = listener.accept(deadline.waitingTime(TimePoint::max()));
         if (stream == nullptr) continue;
-        log.note("a head unit connected");
+        log.line("UNIT", "connected");
         const bool wasCompleted = serve(*stream, screen, options, log, deadline, display);
         if (options.once) return wasCompleted ? 0 : 1;
     }
@@ -131,12 +131,12 @@ int listenAndServe(const Options& options) {
 int renderOnly(const Options& options) {
     Screen screen(makeHomeApp(options.appName, options.seed));
     screen.open(findApp(options.app));
-    screen.resize(options.renderWidth, options.renderHeight,
-                  static_cast<int>(options.renderPercent));
+    screen.resize(options.size, static_cast<int>(options.renderPercent));
     constexpr std::uint64_t tenPastTen = 610ull * 60 * 1000;
     const Picture& picture = screen.draw({options.clockMilliseconds.value_or(tenPastTen)});
-    if (writePng(picture, options.renderOnly)) return 0;
-    throw std::runtime_error("cannot write " + options.renderOnly);
+    const std::string problem = writePng(picture, options.renderOnly, Effort::Small);
+    if (!problem.empty()) throw std::runtime_error("cannot write " + problem);
+    return 0;
 }
 
 int runProgram(const Options& options) {

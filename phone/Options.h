@@ -10,7 +10,7 @@
 #include <set>
 #include <string>
 
-#include "QUARLO.Connector.IVI-API-Types_C.h"
+#include "common/Values.h"
 
 namespace quarlo::phone {
 
@@ -21,9 +21,7 @@ enum class Stage { Protocol, Init, ServerInit, Done, Frames };
 enum class Refusal { Protocol, Init, Done, FrameSize, PixelFormat, Compression };
 
 struct Options {
-    std::string host = "127.0.0.1";
-    std::string port = "5910";
-    std::string unixPath;
+    Endpoint listen = Endpoint::tcp("127.0.0.1", 5910);
     std::string portFile;
 
     std::string appName = "quarlo phone";
@@ -42,8 +40,7 @@ struct Options {
     bool window = false;
     /** The app in front at the start; empty: the home screen. */
     std::string app;
-    int renderWidth = 1280;
-    int renderHeight = 720;
+    Size size{1280, 720};
 
     std::set<Refusal> refusals;
     std::optional<Stage> stallAt;

@@ -6,11 +6,14 @@
 
 #include "QUARLO-WirePackets.h"
 #include "QUARLO.Connector.IVI-API_C.h"
+#include "common/Text.h"
 
 namespace quarlo::phone {
 namespace {
 
 using quarlo::wire::Scalar;
+
+constexpr std::size_t longestText = 200;
 
 std::string nameOf(std::uint64_t value) {
     return std::to_string(value);
@@ -41,7 +44,7 @@ template <class R>
 std::string fieldsOf(const R& record);
 
 std::string bytesText(const UInt8* bytes, std::uint64_t count) {
-    return "\"" + printable({reinterpret_cast<const char*>(bytes), count}) + "\"";
+    return "\"" + printable({reinterpret_cast<const char*>(bytes), count}, longestText) + "\"";
 }
 
 template <Scalar T>
@@ -135,15 +138,6 @@ std::string fieldsByType(std::span<const std::uint8_t> bytes) {
 }
 
 }  // namespace
-
-std::string printable(std::string_view text) {
-    constexpr std::size_t most = 200;
-    std::string result(text.substr(0, most));
-    for (char& c : result) {
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '.';
-    }
-    return text.size() > most ? result + "..." : result;
-}
 
 std::string describePacket(std::span<const std::uint8_t> packet) {
     if (packet.size() < wire::headerSize) return "incomplete";

@@ -8,13 +8,8 @@
 #include <cstdint>
 #include <span>
 #include <string>
-#include <string_view>
 
 namespace quarlo::phone {
-
-/** A text of the head unit's fit for a terminal: without control characters, and cut if it is long.
- */
-std::string printable(std::string_view text);
 
 /** One line about a complete packet of either direction: its name, size and fields. */
 std::string describePacket(std::span<const std::uint8_t> packet);

@@ -5,7 +5,7 @@
 #ifndef QUARLO_PHONE_PHOTOGRAPHS_H
 #define QUARLO_PHONE_PHOTOGRAPHS_H
 
-#include "Picture.h"
+#include "common/Picture.h"
 
 namespace quarlo::phone {
 

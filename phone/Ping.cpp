@@ -26,9 +26,9 @@ class Ping : public Feature {
   private:
     void onAnswer(const packetPingAcknowledge& packet) {
         if (packet.PacketCounter - lastAnswered_ != 1 || packet.PacketCounter > counter_) {
-            session_.log().note(
-                "ping answered with counter " + std::to_string(packet.PacketCounter) + " after " +
-                std::to_string(lastAnswered_) + "; last sent " + std::to_string(counter_));
+            session_.note("ping answered with counter " + std::to_string(packet.PacketCounter) +
+                          " after " + std::to_string(lastAnswered_) + "; last sent " +
+                          std::to_string(counter_));
         }
         lastAnswered_ = packet.PacketCounter;
     }

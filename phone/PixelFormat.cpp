@@ -46,27 +46,6 @@ void packWith(const Picture& picture, const Area& area, PixelEndianess order, st
 
 }  // namespace
 
-std::uint8_t PixelLayout::bytesPerPixel() const {
-    switch (format) {
-        case ePIXELFORMAT_RGB565:
-            return 2;
-        case ePIXELFORMAT_RGB888:
-            return 3;
-        default:
-            return 4;
-    }
-}
-
-std::optional<PixelLayout> pixelLayoutOf(PixelFormat format, PixelEndianess order,
-                                         std::uint8_t bytesPerPixel) {
-    const PixelLayout layout{format, order};
-    const bool isNamed =
-        format >= ePIXELFORMAT_RGB888 && format <= ePIXELFORMAT_RGBA8888 &&
-        (order == ePIXELENDIANESS_BigEndian || order == ePIXELENDIANESS_LittleEndian);
-    if (!isNamed || layout.bytesPerPixel() != bytesPerPixel) return std::nullopt;
-    return layout;
-}
-
 void quantise(const Picture& from, PixelFormat format, Picture& to) {
     to.width = from.width;
     to.height = from.height;

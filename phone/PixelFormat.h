@@ -1,29 +1,14 @@
 /**
  * @file
- * The pixel formats a head unit may ask for. A pixel is one integer stored in the named byte order;
- * rows follow each other without padding. Pure functions.
+ * Pictures in the pixel formats a head unit may ask for. Pure functions.
  */
 #ifndef QUARLO_PHONE_PIXELFORMAT_H
 #define QUARLO_PHONE_PIXELFORMAT_H
 
-#include <optional>
-
-#include "Picture.h"
-#include "QUARLO.Connector.IVI-API-Types_C.h"
+#include "common/Picture.h"
+#include "common/PixelLayout.h"
 
 namespace quarlo::phone {
-
-struct PixelLayout {
-    PixelFormat format = ePIXELFORMAT_ARGB8888;
-    PixelEndianess order = ePIXELENDIANESS_LittleEndian;
-
-    std::uint8_t bytesPerPixel() const;
-    bool operator==(const PixelLayout&) const = default;
-};
-
-/** The layout if the three values name one and agree with each other. */
-std::optional<PixelLayout> pixelLayoutOf(PixelFormat format, PixelEndianess order,
-                                         std::uint8_t bytesPerPixel);
 
 /** The opaque picture as it looks after its colours went through the format. */
 void quantise(const Picture& from, PixelFormat format, Picture& to);

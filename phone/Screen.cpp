@@ -53,12 +53,12 @@ Moment presentMoment() {
             static_cast<std::uint64_t>(now.tv_nsec) / 1000000};
 }
 
-void Screen::resize(int width, int height, int percent) {
-    width_ = width;
-    height_ = height;
+void Screen::resize(Size size, int percent) {
+    width_ = size.width;
+    height_ = size.height;
     scale_ = percent / 100.0;
-    const auto scaled = [&](int size) { return std::max(1, size * percent / 100); };
-    picture_ = Picture(scaled(width), scaled(height));
+    const auto scaled = [&](int extent) { return std::max(1, extent * percent / 100); };
+    picture_ = Picture(scaled(width_), scaled(height_));
     drawBackdrop();
 }
 

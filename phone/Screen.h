@@ -11,7 +11,7 @@
 #include <memory>
 
 #include "App.h"
-#include "Picture.h"
+#include "common/Picture.h"
 
 namespace quarlo::phone {
 
@@ -23,7 +23,7 @@ class Screen {
     explicit Screen(std::unique_ptr<App> home);
 
     /** Sets the logical size and at how many percent of it the screen is drawn. */
-    void resize(int width, int height, int percent = 100);
+    void resize(Size size, int percent = 100);
     /** Brings an app of the table to the front; any other number brings the home screen. */
     void open(int app);
     /** The number of the app in front, -1 on the home screen. */

@@ -114,12 +114,12 @@ void Session::handlePackets() {
 }
 
 void Session::handle(Bytes packet) {
-    if (log_.isVerbose()) log_.detail("<- " + describePacket(packet));
+    if (log_.isVerbose()) log_.detail("RECV", "<- " + describePacket(packet));
     if (isMuted_) return;
     const auto found = handlers_.find(static_cast<EventType>(packet[0]));
     if (found == handlers_.end()) return;
     for (const auto& handler : found->second) {
-        if (!handler(packet)) log_.note("ignored a malformed packet: " + describePacket(packet));
+        if (!handler(packet)) note("ignored a malformed packet: " + describePacket(packet));
     }
 }
 
@@ -127,7 +127,7 @@ bool Session::sendDirect(const std::function<bool(std::vector<std::uint8_t>&)>& 
     if (isMuted_ || isClosing_ || isOver_) return false;
     const std::size_t from = out_.size();
     if (!append(out_)) return false;
-    if (log_.isVerbose()) log_.detail("-> " + describePacket(Bytes(out_).subspan(from)));
+    if (log_.isVerbose()) log_.detail("SEND", "-> " + describePacket(Bytes(out_).subspan(from)));
     return true;
 }
 
@@ -150,7 +150,7 @@ void Session::transmit() {
 bool Session::arriveAt(Stage stage) {
     if (options_.dropAt == stage) endAfterSending("dropping the connection as told");
     if (options_.stallAt == stage && !isMuted_) {
-        log_.note("falling silent as told");
+        note("falling silent as told");
         isMuted_ = true;
     }
     return !isMuted_ && !isClosing_;
@@ -158,18 +158,18 @@ bool Session::arriveAt(Stage stage) {
 
 void Session::run() {
     isRunning_ = true;
-    log_.note("handshake completed with " + printable(headUnit_.name) + ", " +
-              std::to_string(headUnit_.width) + "x" + std::to_string(headUnit_.height));
+    note("handshake completed with " + printable(headUnit_.name) + ", " +
+         std::to_string(headUnit_.width) + "x" + std::to_string(headUnit_.height));
     beginAt_ = now_ + settling;
 }
 
 void Session::endAfterSending(const std::string& reason) {
-    if (!isClosing_) log_.note(reason);
+    if (!isClosing_) note(reason);
     isClosing_ = true;
 }
 
 void Session::end(const std::string& reason) {
-    if (!isOver_) log_.note(reason);
+    if (!isOver_) note(reason);
     isOver_ = true;
 }
 

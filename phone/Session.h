@@ -13,12 +13,12 @@
 #include <vector>
 
 #include "Feature.h"
-#include "Log.h"
 #include "Options.h"
 #include "PixelFormat.h"
 #include "QUARLO-WirePackets.h"
 #include "Screen.h"
 #include "Stream.h"
+#include "common/Log.h"
 
 namespace quarlo::phone {
 
@@ -50,7 +50,7 @@ class Session {
 
     // For the features.
     const Options& options() const { return options_; }
-    const Log& log() const { return log_; }
+    void note(const std::string& text) const { log_.line("UNIT", text); }
     Screen& screen() { return screen_; }
     HeadUnit& headUnit() { return headUnit_; }
     TimePoint now() const { return now_; }

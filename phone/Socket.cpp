@@ -46,7 +46,7 @@ Addresses resolved(const std::string& host, const std::string& port) {
     return {found, freeaddrinfo};
 }
 
-unsigned portOf(int fd) {
+UInt16 portOf(int fd) {
     sockaddr_storage address{};
     socklen_t size = sizeof address;
     if (getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0) return 0;
@@ -66,10 +66,6 @@ void removeStale(const std::string& path, const sockaddr_un& address) {
 }
 
 }  // namespace
-
-Descriptor::~Descriptor() {
-    if (fd_ >= 0) close(fd_);
-}
 
 long SocketStream::read(std::span<std::uint8_t> room) {
     const ssize_t count = recv(socket_.get(), room.data(), room.size(), 0);
@@ -99,18 +95,18 @@ void SocketStream::finish() {
     }
 }
 
-Listener Listener::tcp(const std::string& host, const std::string& port) {
-    const Addresses addresses = resolved(host, port);
+Listener Listener::tcp(const Endpoint& endpoint) {
+    const Addresses addresses = resolved(endpoint.host, std::to_string(endpoint.port));
     for (const addrinfo* at = addresses.get(); at != nullptr; at = at->ai_next) {
         Descriptor fd(socket(at->ai_family, at->ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
         const int on = 1;
         setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
         if (bind(fd.get(), at->ai_addr, at->ai_addrlen) != 0 || listen(fd.get(), 4) != 0) continue;
-        const unsigned actual = portOf(fd.get());
-        const std::string shown = host.find(':') == std::string::npos ? host : "[" + host + "]";
-        return {std::move(fd), shown + ":" + std::to_string(actual), actual};
+        Endpoint actual = endpoint;
+        actual.port = portOf(fd.get());
+        return {std::move(fd), actual.text(), actual.port};
     }
-    fail("cannot listen on " + host + ":" + port);
+    fail("cannot listen on " + endpoint.text());
 }
 
 Listener Listener::unixSocket(const std::string& path) {
@@ -131,13 +127,13 @@ Listener Listener::unixSocket(const std::string& path) {
 }
 
 Listener::~Listener() {
-    if (socket_.get() >= 0 && !path_.empty()) unlink(path_.c_str());
+    if (socket_.isOpen() && !path_.empty()) unlink(path_.c_str());
 }
 
 std::unique_ptr<SocketStream> Listener::accept(int milliseconds) {
     if (!waitFor(socket_.get(), POLLIN, milliseconds)) return nullptr;
     Descriptor fd(accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-    if (fd.get() < 0) return nullptr;
+    if (!fd.isOpen()) return nullptr;
     const int on = 1;
     setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     setsockopt(fd.get(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);

@@ -10,21 +10,10 @@
 #include <string>
 
 #include "Stream.h"
+#include "common/Descriptor.h"
+#include "common/Values.h"
 
 namespace quarlo::phone {
-
-/** An open descriptor. */
-class Descriptor {
-  public:
-    explicit Descriptor(int fd = -1) : fd_(fd) {}
-    ~Descriptor();
-    Descriptor(Descriptor&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
-    Descriptor& operator=(Descriptor&&) = delete;
-    int get() const { return fd_; }
-
-  private:
-    int fd_;
-};
 
 class SocketStream : public Stream {
   public:
@@ -46,7 +35,7 @@ class SocketStream : public Stream {
 class Listener {
   public:
     /** Each throws std::runtime_error with a text for the user if it cannot listen. */
-    static Listener tcp(const std::string& host, const std::string& port);
+    static Listener tcp(const Endpoint& endpoint);
     static Listener unixSocket(const std::string& path);
     Listener(Listener&&) = default;
     ~Listener();

@@ -89,7 +89,7 @@ class Vehicle : public Feature {
         for (const UInt8 letter : packet.arrLanguage) {
             if (letter == 0 || letter == ' ') break;
             if ((letter | 0x20) < 'a' || (letter | 0x20) > 'z')
-                return session_.log().note("ignored a language that is none");
+                return session_.note("ignored a language that is none");
             code += static_cast<char>(letter | 0x20);
         }
         if (code.size() >= 2) session_.phone().language = code;
@@ -98,7 +98,7 @@ class Vehicle : public Feature {
     void onBlockMode(const packetSetBlockMode& packet) {
         if (!session_.isRunning()) return;
         if (packet.ModeToSet < eBLOCKMODE_AllowAll || packet.ModeToSet > eBLOCKMODE_UseWhitelist)
-            return session_.log().note("ignored an unknown block mode");
+            return session_.note("ignored an unknown block mode");
         session_.phone().block = packet.ModeToSet;
         reportBlock();
         session_.send<packetBlockHealth>([](auto& health) { health.AppIsHealthy = eFLAG_TRUE; });
@@ -129,7 +129,7 @@ class Vehicle : public Feature {
         const auto isKey = [&](const VehicleKey& key) { return key.key == packet.Key; };
         const bool isWanted = std::any_of(vehicleKeys.begin(), vehicleKeys.end(), isKey);
         if (!isFiltering_ || !isWanted)
-            return session_.log().note("ignored a vehicle value that was not asked for");
+            return session_.note("ignored a vehicle value that was not asked for");
         session_.phone().vehicle[packet.Key] =
             printable(textOf(packet.JSONValue).substr(0, longestValue));
     }

@@ -59,7 +59,7 @@ display::Rect Window::pictureArea() const {
 
 void Window::draw(bool isMirrored) {
     const Picture& picture = isMirrored ? screen_.picture() : screen_.draw(presentMoment());
-    texture_.load(window_->graphics(), picture.pixels.data(), picture.width, picture.height);
+    texture_.load(window_->graphics(), picture);
     window_->clear(0, 0, 0);
     window_->draw(texture_, pictureArea());
     window_->present();

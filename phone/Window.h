@@ -38,7 +38,7 @@ class Window {
 
     Screen& screen_;
     std::unique_ptr<display::SdlWindow> window_;
-    display::Texture texture_{SDL_PIXELFORMAT_RGB888};
+    display::Texture texture_;
     display::Fingers fingers_;
     bool isClosed_ = false;
     Clock::time_point drawAt_{};

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "Log.h"
 #include "Reports.h"
 #include "Script.h"
+#include "common/Log.h"
 
 namespace quarlo::headunit {
 

@@ -54,12 +54,12 @@ TEST(FitTest, KeepsTheProportionsInTheMiddle) {
 }
 
 TEST(PixelTest, EveryPartIsAPixelOfThePicture) {
-    EXPECT_EQ(pixelAt(0, 480), 0U);
-    EXPECT_EQ(pixelAt(0.5, 480), 240U);
-    EXPECT_EQ(pixelAt(1, 480), 479U);
-    EXPECT_EQ(pixelAt(-3, 480), 0U);
-    EXPECT_EQ(pixelAt(3, 480), 479U);
-    EXPECT_EQ(pixelAt(0.5, 0), 0U);
+    EXPECT_EQ(pixelAt(0, 480), 0);
+    EXPECT_EQ(pixelAt(0.5, 480), 240);
+    EXPECT_EQ(pixelAt(1, 480), 479);
+    EXPECT_EQ(pixelAt(-3, 480), 0);
+    EXPECT_EQ(pixelAt(3, 480), 479);
+    EXPECT_EQ(pixelAt(0.5, 0), 0);
 }
 
 TEST_F(FingersTest, PointAtWhatIsUnderThemAtEverySize) {

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Log.h"
+#include "common/Log.h"
 
 namespace quarlo::headunit {
 namespace {

@@ -4,10 +4,10 @@
 #include <gtest/gtest.h>
 
 #include "FakeUnit.h"
-#include "Log.h"
-#include "Names.h"
 #include "Reports.h"
 #include "Runner.h"
+#include "common/Log.h"
+#include "common/Names.h"
 
 namespace quarlo::headunit {
 namespace {

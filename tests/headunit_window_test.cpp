@@ -73,7 +73,7 @@ class WindowTest : public testing::Test {
     }
 
     Options options;
-    Log log{true};
+    Log log{LogLevel::Quiet};
     Mailbox mailbox;
     Board board{Window::wake};
     std::unique_ptr<Window> window;

@@ -3,6 +3,7 @@
 #include "Apps.h"
 #include "phone_rig.h"
 
+using namespace quarlo::common;
 using namespace quarlo::phone;
 
 namespace {

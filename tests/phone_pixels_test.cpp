@@ -8,6 +8,7 @@
 #include "Hash.h"
 #include "PixelFormat.h"
 
+using namespace quarlo::common;
 using namespace quarlo::phone;
 
 namespace {

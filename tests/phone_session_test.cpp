@@ -7,6 +7,7 @@
 #include "Hash.h"
 #include "phone_rig.h"
 
+using namespace quarlo::common;
 using namespace quarlo::phone;
 
 namespace {

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # layers.sh MAP: no file includes a header of a layer above its own, and no feature (layer 4) the header
 # of another. MAP holds lines "LAYER FILE" made from the lists in src/CMakeLists.txt, "api FILE" for the
-# host API. The header of the transports, quarlo-links.h, is a layer above that, called "links". Run in the
-# root of the source tree.
+# host API. The header of the transports, quarlo-links.h, is a layer above that, called "links". And no program
+# includes headers of another: what two need stands in common/ or display/. Run in the root of the source tree.
 set -euo pipefail
 
 declare -A layer_of=()
@@ -61,11 +61,25 @@ check_library_file() {
     done
 }
 
-# outside DIRECTORY ALLOWED: files there include only headers of the allowed layers.
+# The headers of other directories that a file includes: with their path, or by a name that only they have.
+neighbours() {
+    sed -nE 's/^[[:space:]]*#[[:space:]]*include[[:space:]]*"([^"]+)".*/\1/p' "$1" | while read -r header; do
+        [ ! -e "$(dirname "$1")/$header" ] || continue
+        for directory in common display phone headunit; do
+            [[ $header != "$directory/"* && ! -e $directory/$header ]] || echo "$directory/${header##*/}"
+        done
+    done
+}
+
+# outside DIRECTORY ALLOWED [NEIGHBOURS]: files there include only headers of the allowed layers, and of other
+# directories only those of the neighbours.
 check_outside() {
     local file header theirs
     [ -d "$1" ] || return 0
     while read -r file; do
+        for header in $(neighbours "$file"); do
+            [[ " ${3-} " == *" ${header%%/*} "* ]] || problem "$file includes $header (allowed here: ${3-nothing})"
+        done
         for header in $(includes "$file"); do
             theirs=$(layer "$header")
             [[ " $2 " == *" $theirs "* ]] ||
@@ -80,9 +94,10 @@ for file in $files; do
 done
 check_outside plugins "0"
 check_outside links "0 api links"
-check_outside phone "0 2 api"
-check_outside headunit "0 2 api links"
-check_outside display "0 api"
+check_outside common "0 api"
+check_outside display "0 api" "common"
+check_outside phone "0 2 api" "common display"
+check_outside headunit "0 2 api links" "common display"
 
 echo "layers: $(wc -w <<<"$files") files of src/ checked, $problems problems"
 [ "$problems" -eq 0 ]

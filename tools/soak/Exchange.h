@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "Picture.h"
 #include "PixelFormat.h"
+#include "common/Picture.h"
 
 namespace quarlo::soak {
 
@@ -55,7 +55,7 @@ inline std::uint64_t numberOf(std::span<const std::uint8_t> bytes) {
 
 /** A rectangle as the head unit's host has to see it. */
 struct Drawn {
-    phone::Area area;
+    Area area;
     FrameCompression compression = eFRAMECOMPRESSION_Uncompressed;
     std::vector<std::uint8_t> pixels;
 };

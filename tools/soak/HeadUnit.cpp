@@ -22,7 +22,7 @@ std::array<int, 3> colours(unsigned pixel) {
 }
 
 /** How far two lossily compressed rectangles are apart, in steps of a colour. */
-int distance(const phone::PixelLayout& layout, const std::vector<std::uint8_t>& a, const UInt8* b) {
+int distance(const PixelLayout& layout, const std::vector<std::uint8_t>& a, const UInt8* b) {
     int most = 0;
     if (layout.format != ePIXELFORMAT_RGB565) {
         for (std::size_t i = 0; i < a.size(); ++i) most = std::max(most, std::abs(a[i] - b[i]));
@@ -145,7 +145,7 @@ void HeadUnit::check(UInt16 x, UInt16 y, UInt16 width, UInt16 height, const UInt
     ++tally.rectangles;
     const std::string where = " of the rectangle " + std::to_string(x) + "," + std::to_string(y) +
                               " " + std::to_string(width) + "x" + std::to_string(height);
-    if (phone::Area{x, y, width, height} != drawn.area || length != drawn.pixels.size()) {
+    if (Area{x, y, width, height} != drawn.area || length != drawn.pixels.size()) {
         return fail("wrong place or size" + where);
     }
     constexpr int tolerance = 3;

@@ -19,7 +19,7 @@ namespace quarlo::soak {
 struct Setting {
     int width = 320;
     int height = 192;
-    phone::PixelLayout layout;
+    PixelLayout layout;
     bool hasWatchdog = false;
     bool hasInitTimer = false;
     unsigned pause = 1000;  ///< longest pause of the host's thread between calls, microseconds

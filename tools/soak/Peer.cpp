@@ -245,7 +245,7 @@ void Peer::act() {
 /* ---- the screen ---- */
 
 /** Flat, a gradient, or noise: what compresses well and what does not. */
-void Peer::draw(const phone::Area& area) {
+void Peer::draw(const Area& area) {
     const unsigned kind = random.between(0, 2);
     const auto seed = static_cast<std::uint32_t>(random.between(0, 0xFFFFFF));
     for (int y = area.y; y < area.bottom(); ++y) {
@@ -262,8 +262,8 @@ void Peer::draw(const phone::Area& area) {
 }
 
 /** One in each of some strips: overlapping ones could not be told apart afterwards. */
-std::deque<phone::Area> Peer::chooseAreas() {
-    std::deque<phone::Area> areas;
+std::deque<Area> Peer::chooseAreas() {
+    std::deque<Area> areas;
     const unsigned strips = random.between(1, 4);
     const unsigned width = static_cast<unsigned>(setting.width) / strips;
     for (unsigned i = 0; i < strips; ++i) {
@@ -272,8 +272,8 @@ std::deque<phone::Area> Peer::chooseAreas() {
         const unsigned right = left + random.length(1, width - left);
         const unsigned bottom = top + random.length(1, static_cast<unsigned>(setting.height) - top);
         const unsigned start = i * width;
-        areas.push_back(phone::areaOf(static_cast<int>(start + left), static_cast<int>(top),
-                                      static_cast<int>(start + right), static_cast<int>(bottom)));
+        areas.push_back(areaOf(static_cast<int>(start + left), static_cast<int>(top),
+                               static_cast<int>(start + right), static_cast<int>(bottom)));
         draw(areas.back());
     }
     return areas;
@@ -282,7 +282,7 @@ std::deque<phone::Area> Peer::chooseAreas() {
 void Peer::sendUpdate() {
     if (updatesOwed == 0) return;
     --updatesOwed;
-    std::deque<phone::Area> areas = chooseAreas();
+    std::deque<Area> areas = chooseAreas();
     phone::FrameStyle style;
     style.layout = setting.layout;
     style.compression = random.of<FrameCompression>(
@@ -306,7 +306,7 @@ void Peer::expectRectangles(std::span<const std::uint8_t> bytes) {
         const qrRectangle& r = *from.Rectangle;
         Drawn drawn{{r.X, r.Y, r.Width, r.Height}, from.Properties->Compression, {}};
         drawn.pixels.resize(std::size_t{r.Width} * r.Height * setting.layout.bytesPerPixel());
-        packPixels(view, drawn.area, setting.layout, drawn.pixels.data());
+        phone::packPixels(view, drawn.area, setting.layout, drawn.pixels.data());
         // The smallest mistake in exact pixels, one that must be noticed in others.
         const bool isLossy = drawn.compression == eFRAMECOMPRESSION_JPEG;
         if (tally.fault == Fault::Pixel) drawn.pixels.back() ^= isLossy ? 0x40 : 0x01;

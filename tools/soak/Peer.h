@@ -50,8 +50,8 @@ class Peer {
     void sendAudio();
     void sendFilter();
     void sendUpdate();
-    std::deque<phone::Area> chooseAreas();
-    void draw(const phone::Area& area);
+    std::deque<Area> chooseAreas();
+    void draw(const Area& area);
     void expectRectangles(std::span<const std::uint8_t> packet);
 
     Exchange& exchange;
@@ -62,8 +62,8 @@ class Peer {
     std::vector<std::uint8_t> out;
     std::size_t sentUpTo = 0;
     phone::FrameEncoder encoder;
-    phone::Picture picture;
-    phone::Picture view;
+    Picture picture;
+    Picture view;
     unsigned heard = 0;
     unsigned refused = 0;
     unsigned silent = 0;

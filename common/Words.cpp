@@ -1,8 +1,8 @@
-#include "ScriptWords.h"
+#include "Words.h"
 
 #include <charconv>
 
-namespace quarlo::headunit {
+namespace quarlo::inline common {
 namespace {
 
 constexpr const char* blanks = " \t\r";
@@ -74,4 +74,4 @@ std::vector<UInt8> Words::bytes(std::size_t maximum) {
     return bytes;
 }
 
-}  // namespace quarlo::headunit
+}  // namespace quarlo::inline common

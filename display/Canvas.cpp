@@ -5,13 +5,13 @@
 #include <numbers>
 
 #if defined(__SANITIZE_ADDRESS__)
-#define QUARLO_PHONE_HAS_LEAK_CHECK
+#define DISPLAY_HAS_LEAK_CHECK
 #elif defined(__has_feature)
 #if __has_feature(address_sanitizer)
-#define QUARLO_PHONE_HAS_LEAK_CHECK
+#define DISPLAY_HAS_LEAK_CHECK
 #endif
 #endif
-#ifdef QUARLO_PHONE_HAS_LEAK_CHECK
+#ifdef DISPLAY_HAS_LEAK_CHECK
 // The font libraries keep their caches for the life of the process, and a thread of pango's may
 // still be using them when it ends, so they are not given back: leak checks overlook them instead.
 extern "C" const char* __lsan_default_suppressions();
@@ -20,7 +20,7 @@ extern "C" const char* __lsan_default_suppressions() {
 }
 #endif
 
-namespace quarlo::phone {
+namespace quarlo::display {
 namespace {
 
 double channel(std::uint32_t rgb, int shift) {
@@ -34,12 +34,6 @@ Surface surfaceOf(Picture& picture) {
                 reinterpret_cast<unsigned char*>(picture.pixels.data()), CAIRO_FORMAT_RGB24,
                 picture.width, picture.height, picture.width * 4),
             cairo_surface_destroy};
-}
-
-bool writePng(const Picture& picture, const std::string& path) {
-    Picture copy = picture;
-    const Surface surface = surfaceOf(copy);
-    return cairo_surface_write_to_png(surface.get(), path.c_str()) == CAIRO_STATUS_SUCCESS;
 }
 
 Canvas::Canvas(Picture& picture, double scale)
@@ -176,4 +170,4 @@ void Canvas::text(const Box& box, const std::string& text, const TextStyle& styl
     pango_cairo_show_layout(cairo_.get(), layout_.get());
 }
 
-}  // namespace quarlo::phone
+}  // namespace quarlo::display

@@ -2,8 +2,8 @@
  * Takes the words of a script's line one by one. The first that is wrong makes all of it wrong, so
  * that a reader asks once, at the end. Used by whoever reads the line.
  */
-#ifndef HEADUNIT_SCRIPTWORDS_H
-#define HEADUNIT_SCRIPTWORDS_H
+#ifndef COMMON_WORDS_H
+#define COMMON_WORDS_H
 
 #include <string>
 #include <string_view>
@@ -11,7 +11,7 @@
 
 #include "Names.h"
 
-namespace quarlo::headunit {
+namespace quarlo::inline common {
 
 class Words {
   public:
@@ -63,6 +63,6 @@ class Words {
     bool isWrong = false;
 };
 
-}  // namespace quarlo::headunit
+}  // namespace quarlo::inline common
 
 #endif

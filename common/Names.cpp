@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace quarlo::headunit {
+namespace quarlo::inline common {
 
 std::string nameAmong(std::span<const NamedValue> values, unsigned value) {
     for (const NamedValue& entry : values) {
@@ -41,4 +41,4 @@ std::string flagsAmong(std::span<const NamedValue> values, unsigned flags) {
     return names.empty() ? "none" : names;
 }
 
-}  // namespace quarlo::headunit
+}  // namespace quarlo::inline common

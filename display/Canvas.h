@@ -1,10 +1,9 @@
-/**
- * @file
+/*
  * What apps draw with: cairo and pango behind a few words, in the logical pixels of the head unit's
  * screen. A canvas belongs to the one thread that draws the screen.
  */
-#ifndef QUARLO_PHONE_CANVAS_H
-#define QUARLO_PHONE_CANVAS_H
+#ifndef DISPLAY_CANVAS_H
+#define DISPLAY_CANVAS_H
 
 #include <cairo.h>
 #include <pango/pangocairo.h>
@@ -13,9 +12,9 @@
 #include <memory>
 #include <string>
 
-#include "Picture.h"
+#include "common/Picture.h"
 
-namespace quarlo::phone {
+namespace quarlo::display {
 
 struct Box {
     double x = 0;
@@ -55,9 +54,6 @@ struct TextStyle {
 using Surface = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)>;
 Surface surfaceOf(Picture& picture);
 
-/** Writes the picture's colours as a PNG file; false if that fails. */
-bool writePng(const Picture& picture, const std::string& path);
-
 class Canvas {
   public:
     /** Draws into `picture`, of which each pixel is 1 / `scale` logical pixels wide and high. */
@@ -93,6 +89,6 @@ class Canvas {
     std::unique_ptr<PangoLayout, decltype(&g_object_unref)> layout_;
 };
 
-}  // namespace quarlo::phone
+}  // namespace quarlo::display
 
 #endif

@@ -2,8 +2,8 @@
  * The printed names of the protocol's values, in both directions, stamped from its catalogue of
  * enumerations. Pure functions over constants.
  */
-#ifndef HEADUNIT_NAMES_H
-#define HEADUNIT_NAMES_H
+#ifndef COMMON_NAMES_H
+#define COMMON_NAMES_H
 
 #include <optional>
 #include <span>
@@ -13,7 +13,7 @@
 
 #include "QUARLO-Core-Types.h"
 
-namespace quarlo::headunit {
+namespace quarlo::inline common {
 
 struct NamedValue {
     std::string_view enumerator;
@@ -66,6 +66,6 @@ std::string wireNames() {
     return namesAmong(valuesOf(std::type_identity<Type>()));
 }
 
-}  // namespace quarlo::headunit
+}  // namespace quarlo::inline common
 
 #endif

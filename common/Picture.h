@@ -1,16 +1,27 @@
-/**
- * @file
- * Pixels in memory and rectangles of them. A picture is only ever used by one thread.
+/*
+ * Pixels in memory and rectangles of them. Values without threads: whoever holds one guards it.
  */
-#ifndef QUARLO_PHONE_PICTURE_H
-#define QUARLO_PHONE_PICTURE_H
+#ifndef COMMON_PICTURE_H
+#define COMMON_PICTURE_H
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
-namespace quarlo::phone {
+namespace quarlo::inline common {
+
+struct Size {
+    int width = 0;
+    int height = 0;
+
+    bool empty() const { return width <= 0 || height <= 0; }
+    /** How many pixels that is. */
+    std::size_t count() const {
+        return empty() ? 0 : static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+    }
+    bool operator==(const Size&) const = default;
+};
 
 /** A rectangle of pixels; empty when it has no width or no height. */
 struct Area {
@@ -21,7 +32,8 @@ struct Area {
 
     int right() const { return x + width; }
     int bottom() const { return y + height; }
-    bool empty() const { return width <= 0 || height <= 0; }
+    Size size() const { return {width, height}; }
+    bool empty() const { return size().empty(); }
     bool operator==(const Area&) const = default;
 };
 
@@ -50,10 +62,11 @@ struct Picture {
 
     Picture() = default;
     Picture(int w, int h, std::uint32_t fill = 0)
-        : width(w),
-          height(h),
-          pixels(static_cast<std::size_t>(w) * static_cast<std::size_t>(h), fill) {}
+        : width(w), height(h), pixels(Size{w, h}.count(), fill) {}
 
+    explicit Picture(Size size) : Picture(size.width, size.height) {}
+
+    Size size() const { return {width, height}; }
     Area area() const { return {0, 0, width, height}; }
     std::uint32_t* row(int y) {
         return pixels.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(width);
@@ -63,6 +76,6 @@ struct Picture {
     }
 };
 
-}  // namespace quarlo::phone
+}  // namespace quarlo::inline common
 
 #endif
