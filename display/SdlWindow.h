@@ -60,7 +60,6 @@ class SdlWindow {
     Picture shot() const;
     SDL_Renderer* graphics() const { return renderer.get(); }
     SDL_Window* handle() const { return window.get(); }
-    void setTitle(const std::string& title) { SDL_SetWindowTitle(window.get(), title.c_str()); }
 
   private:
     SdlWindow(SDL_Window* opened, SDL_Renderer* drawer)

@@ -11,7 +11,7 @@
 #include <mutex>
 #include <string>
 
-#include "Screen.h"
+#include "MirroredScreen.h"
 #include "common/Descriptor.h"
 
 namespace quarlo::headunit {

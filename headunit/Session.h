@@ -13,9 +13,9 @@
 #include "Connect.h"
 #include "Features.h"
 #include "Mailbox.h"
+#include "MirroredScreen.h"
 #include "Options.h"
 #include "QUARLO-Core.h"
-#include "Screen.h"
 #include "common/Log.h"
 
 namespace quarlo::headunit {
@@ -97,7 +97,7 @@ class Session {
     FrameCompression compression;  // main thread
     bool isLayoutOpen = false;     // declared otherwise at the start; main thread
     bool isSizeOpen = false;       // main thread
-    Screen screen;
+    MirroredScreen screen;
     Features services;
     std::mutex lock;
     std::string lastError;     // the last error trace; guarded by lock

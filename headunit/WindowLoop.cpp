@@ -8,7 +8,7 @@
 #include <csignal>
 #include <thread>
 
-#include "Window.h"
+#include "MirrorWindow.h"
 
 namespace quarlo::headunit {
 namespace {
@@ -29,8 +29,8 @@ bool endsBySelf(const Options& options) {
 
 int runInWindow(Options options, Log& log, int interrupts, const Sessions& sessions,
                 std::string& problem) {
-    Board board(Window::wake);
-    const auto window = Window::open(options, log, board, problem);
+    Board board(MirrorWindow::wake);
+    const auto window = MirrorWindow::open(options, log, board, problem);
     if (window == nullptr) return exitFailed;
     options.largest = window->largest();
 
@@ -39,7 +39,7 @@ int runInWindow(Options options, Log& log, int interrupts, const Sessions& sessi
     std::thread session([&] {
         status = sessions(options, board);
         hasEnded = true;
-        Window::wake();
+        MirrorWindow::wake();
     });
     bool isClosed = false;
     while (!isInterrupted(interrupts) && !isClosed && !(hasEnded && endsBySelf(options))) {

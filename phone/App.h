@@ -3,8 +3,8 @@
  * What an app on the phone is to the screen: something that draws itself into a box and follows
  * fingers in it. Everything runs on the session's thread.
  */
-#ifndef QUARLO_PHONE_APP_H
-#define QUARLO_PHONE_APP_H
+#ifndef PHONE_APP_H
+#define PHONE_APP_H
 
 #include <cstdint>
 #include <string>
@@ -69,13 +69,13 @@ class App {
     virtual void key(Softkey) {}
 
     /** Called by the screen before anything else; the phone outlives the app. */
-    void attach(Phone& phone) { phone_ = &phone; }
+    void attach(Phone& phone) { owner = &phone; }
 
   protected:
-    Phone& phone() const { return *phone_; }
+    Phone& phone() const { return *owner; }
 
   private:
-    Phone* phone_ = nullptr;
+    Phone* owner = nullptr;
 };
 
 }  // namespace quarlo::phone

@@ -3,8 +3,8 @@
  * The table of the phone's apps, from which the home screen, the catalogue told to the head unit
  * and the icons are made. Constant.
  */
-#ifndef QUARLO_PHONE_APPS_H
-#define QUARLO_PHONE_APPS_H
+#ifndef PHONE_APPS_H
+#define PHONE_APPS_H
 
 #include <array>
 #include <memory>

@@ -18,7 +18,7 @@ constexpr Sound sounds[] = {
 
 class Audio : public Feature {
   public:
-    explicit Audio(Session& session) : session_(session) {
+    explicit Audio(Session& owner) : session(owner) {
         session.addCapability(eSERVERCAPABILITIES_EnableAudioHandling);
         session.onWish(Wish::Audio, [this](int which) { play(which); });
         session.on<packetClientAudio>([this](const auto& packet) { onAnswer(packet); });
@@ -28,11 +28,11 @@ class Audio : public Feature {
     }
 
   private:
-    void say(const std::string& text) { session_.phone().status["music"] = text; }
+    void say(const std::string& text) { session.phone().status["music"] = text; }
 
     void play(int which) {
         if (which == query) {
-            session_.send<packetRequestAudioType>([](auto&) {});
+            session.send<packetRequestAudioType>([](auto&) {});
         } else if (which == stop) {
             release();
         } else {
@@ -43,42 +43,42 @@ class Audio : public Feature {
     void request(const Sound& sound) {
         // One sound at a time: a player that starts another gives the first channel back.
         release();
-        sound_ = sound;
-        ++id_;
+        playing = sound;
+        ++id;
         send(eAUDIOCONTROL_Request);
         say("Asked for " + std::string(_quarlo_getAudioTypeName(sound.type)));
     }
 
     void release() {
-        if (!sound_) return;
+        if (!playing) return;
         send(eAUDIOCONTROL_Release);
         say("Given back");
-        sound_.reset();
+        playing.reset();
     }
 
     void send(AudioControl command) {
-        session_.send<packetServerAudio>([&](auto& audio) {
-            audio.RequestID = id_;
+        session.send<packetServerAudio>([&](auto& audio) {
+            audio.RequestID = id;
             audio.Command = command;
-            audio.Type = sound_->type;
-            audio.MaximumDuration = sound_->mostSeconds;
+            audio.Type = playing->type;
+            audio.MaximumDuration = playing->mostSeconds;
         });
     }
 
     void onAnswer(const packetClientAudio& packet) {
-        if (packet.RequestID == 0 || packet.RequestID > id_)
-            return session_.note("ignored an audio answer that nobody asked for");
+        if (packet.RequestID == 0 || packet.RequestID > id)
+            return session.note("ignored an audio answer that nobody asked for");
         say("Request " + std::to_string(packet.RequestID) + ": " +
             _quarlo_getAudioStatusName(packet.Status) + ", " +
             _quarlo_getAudioRequestResultCodeName(packet.ResultCode));
         const bool isOver =
             packet.Status == eAUDIOSTATUS_Close || packet.Status == eAUDIOSTATUS_Reject;
-        if (isOver && packet.RequestID == id_) sound_.reset();
+        if (isOver && packet.RequestID == id) playing.reset();
     }
 
-    Session& session_;
-    std::optional<Sound> sound_;
-    UInt32 id_ = 0;
+    Session& session;
+    std::optional<Sound> playing;
+    UInt32 id = 0;
 };
 
 }  // namespace

@@ -31,14 +31,14 @@ void describe(qrAppInformation& info, const AppEntry& entry, UInt32 iconId) {
 
 class Catalogue : public Feature {
   public:
-    explicit Catalogue(Session& session) : session_(session) {
+    explicit Catalogue(Session& owner) : session(owner) {
         session.addCapability(eSERVERCAPABILITIES_EnableAppStart);
         session.on<packetClientRequestAppIcon>([this](const auto& p) { onIconRequest(p); });
         session.on<packetClientStartApp>([this](const auto& p) { onStart(p); });
     }
 
     void begin(TimePoint) override {
-        session_.send<packetServerAppInfo>([](auto& packet) {
+        session.send<packetServerAppInfo>([](auto& packet) {
             qrAppInformationList& list = *packet.Info;
             list.paInfo = wire::Heap::make<qrAppInformation*>(appCount);
             if (list.paInfo == nullptr) return;
@@ -53,11 +53,11 @@ class Catalogue : public Feature {
     }
 
     void tick(TimePoint) override {
-        for (; !requests_.empty() && session_.hasRoom(); requests_.pop_front())
-            serve(requests_.front());
+        for (; !requests.empty() && session.hasRoom(); requests.pop_front())
+            serve(requests.front());
     }
     TimePoint nextWake() const override {
-        return requests_.empty() || !session_.hasRoom() ? TimePoint::max() : TimePoint::min();
+        return requests.empty() || !session.hasRoom() ? TimePoint::max() : TimePoint::min();
     }
 
   private:
@@ -68,13 +68,13 @@ class Catalogue : public Feature {
     }
 
     void onStart(const packetClientStartApp& packet) {
-        if (!session_.isRunning()) return;
+        if (!session.isRunning()) return;
         const int app = appOf(packet.IdentifierURL);
-        if (app >= 0) session_.screen().open(app);
-        const AppStartStatus status = app < 0                         ? eAPPSTARTSTATUS_NotInstalled
-                                      : session_.screen().isBlocked() ? eAPPSTARTSTATUS_NotAllowed
-                                                                      : eAPPSTARTSTATUS_Success;
-        session_.send<packetServerAppStarted>([&](auto& answer) {
+        if (app >= 0) session.screen().open(app);
+        const AppStartStatus status = app < 0                        ? eAPPSTARTSTATUS_NotInstalled
+                                      : session.screen().isBlocked() ? eAPPSTARTSTATUS_NotAllowed
+                                                                     : eAPPSTARTSTATUS_Success;
+        session.send<packetServerAppStarted>([&](auto& answer) {
             setText(*answer.IdentifierURL, textOf(packet.IdentifierURL));
             answer.Status = status;
         });
@@ -89,10 +89,10 @@ class Catalogue : public Feature {
     };
 
     void onIconRequest(const packetClientRequestAppIcon& packet) {
-        if (!session_.isRunning()) return;
-        if (requests_.size() >= mostRequests) return session_.note("too many icons asked for");
-        requests_.push_back({textOf(packet.IdentifierURL), appOf(packet.IdentifierURL),
-                             packet.Width, packet.Height, *packet.IconProperties});
+        if (!session.isRunning()) return;
+        if (requests.size() >= mostRequests) return session.note("too many icons asked for");
+        requests.push_back({textOf(packet.IdentifierURL), appOf(packet.IdentifierURL), packet.Width,
+                            packet.Height, *packet.IconProperties});
     }
 
     /// Always answers: until then the head unit asks for no other icon.
@@ -102,7 +102,7 @@ class Catalogue : public Feature {
         const bool isDrawn = request.app >= 0 && layout && request.width > 0 &&
                              request.height > 0 && request.width <= largestIcon &&
                              request.height <= largestIcon;
-        if (!isDrawn) session_.note("an icon was asked for that cannot be drawn");
+        if (!isDrawn) session.note("an icon was asked for that cannot be drawn");
         std::vector<std::uint8_t> bytes;
         if (isDrawn) bytes = drawn(request.app, request.width, request.height, *layout);
         const FrameCompression compression = compress(wanted.Compression, bytes);
@@ -126,18 +126,18 @@ class Catalogue : public Feature {
     /// A head unit that leaves the choice gets the smallest that it understands.
     FrameCompression compress(FrameCompression wanted, std::vector<std::uint8_t>& bytes) {
         const bool isChosen = wanted == eFRAMECOMPRESSION_None;
-        const FrameCompression allowed = isChosen ? session_.headUnit().supported : wanted;
+        const FrameCompression allowed = isChosen ? session.headUnit().supported : wanted;
         if ((allowed & eFRAMECOMPRESSION_ZLIB) == 0) return eFRAMECOMPRESSION_Uncompressed;
         std::vector<std::uint8_t> packed;
-        if (bytes.empty() || !codec_.append(bytes, packed)) return eFRAMECOMPRESSION_Uncompressed;
+        if (bytes.empty() || !codec.append(bytes, packed)) return eFRAMECOMPRESSION_Uncompressed;
         bytes.swap(packed);
         return eFRAMECOMPRESSION_ZLIB;
     }
 
     void answer(const std::string& url, UInt32 id, FrameCompression compression,
                 const std::vector<std::uint8_t>& bytes) {
-        const bool fits = bytes.size() + url.size() + 64 <= session_.headUnit().largestPacket;
-        session_.send<packetServerAppIcon>([&](auto& icon) {
+        const bool fits = bytes.size() + url.size() + 64 <= session.headUnit().largestPacket;
+        session.send<packetServerAppIcon>([&](auto& icon) {
             setText(*icon.IdentifierURL, url);
             icon.UniqueIconID = id;
             icon.IconCompression = compression;
@@ -149,9 +149,9 @@ class Catalogue : public Feature {
         });
     }
 
-    Session& session_;
-    ZlibCodec codec_;
-    std::deque<IconRequest> requests_;  ///< wait until what is queued has left
+    Session& session;
+    ZlibCodec codec;
+    std::deque<IconRequest> requests;  ///< wait until what is queued has left
 };
 
 }  // namespace

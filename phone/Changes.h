@@ -2,8 +2,8 @@
  * @file
  * Finds where two pictures differ. Pure functions.
  */
-#ifndef QUARLO_PHONE_CHANGES_H
-#define QUARLO_PHONE_CHANGES_H
+#ifndef PHONE_CHANGES_H
+#define PHONE_CHANGES_H
 
 #include <vector>
 

@@ -22,16 +22,16 @@ struct ZlibCodec::Compressor {
     Compressor& operator=(const Compressor&) = delete;
 };
 
-ZlibCodec::ZlibCodec() : compressor_(std::make_unique<Compressor>()) {}
+ZlibCodec::ZlibCodec() : state(std::make_unique<Compressor>()) {}
 ZlibCodec::~ZlibCodec() = default;
 
 bool ZlibCodec::append(const std::vector<std::uint8_t>& bytes, std::vector<std::uint8_t>& out) {
-    if (compressor_->handle == nullptr) return false;
+    if (state->handle == nullptr) return false;
     const std::size_t start = out.size();
-    const std::size_t room = libdeflate_zlib_compress_bound(compressor_->handle, bytes.size());
+    const std::size_t room = libdeflate_zlib_compress_bound(state->handle, bytes.size());
     out.resize(start + room);
-    const std::size_t size = libdeflate_zlib_compress(compressor_->handle, bytes.data(),
-                                                      bytes.size(), out.data() + start, room);
+    const std::size_t size = libdeflate_zlib_compress(state->handle, bytes.data(), bytes.size(),
+                                                      out.data() + start, room);
     out.resize(start + size);
     return size != 0;
 }
@@ -49,14 +49,14 @@ struct JpegCodec::Handles {
 };
 
 bool JpegCodec::append(const Picture& picture, const Area& area, std::vector<std::uint8_t>& out) {
-    if (handles_->compressor == nullptr) return false;
+    if (handles->compressor == nullptr) return false;
     const std::size_t start = out.size();
     unsigned long size = tjBufSize(area.width, area.height, TJSAMP_420);
     out.resize(start + size);
     unsigned char* buffer = out.data() + start;
     const auto* pixels = reinterpret_cast<const unsigned char*>(picture.row(area.y) + area.x);
     const int result =
-        tjCompress2(handles_->compressor, pixels, area.width, picture.width * 4, area.height,
+        tjCompress2(handles->compressor, pixels, area.width, picture.width * 4, area.height,
                     TJPF_BGRX, &buffer, &size, TJSAMP_420, jpegQuality, TJFLAG_NOREALLOC);
     out.resize(result == 0 ? start + size : start);
     return result == 0;
@@ -65,12 +65,12 @@ bool JpegCodec::append(const Picture& picture, const Area& area, std::vector<std
 bool JpegCodec::decode(const std::uint8_t* data, std::size_t size, Picture& picture,
                        const Area& area) {
     auto* pixels = reinterpret_cast<unsigned char*>(picture.row(area.y) + area.x);
-    return handles_->decompressor != nullptr &&
-           tjDecompress2(handles_->decompressor, data, size, pixels, area.width, picture.width * 4,
+    return handles->decompressor != nullptr &&
+           tjDecompress2(handles->decompressor, data, size, pixels, area.width, picture.width * 4,
                          area.height, TJPF_BGRA, 0) == 0;
 }
 
-JpegCodec::JpegCodec() : handles_(std::make_unique<Handles>()) {}
+JpegCodec::JpegCodec() : handles(std::make_unique<Handles>()) {}
 JpegCodec::~JpegCodec() = default;
 
 }  // namespace quarlo::phone

@@ -3,8 +3,8 @@
  * The codecs with which rectangles are packed. A codec keeps its working memory, so each session
  * owns one.
  */
-#ifndef QUARLO_PHONE_COMPRESSION_H
-#define QUARLO_PHONE_COMPRESSION_H
+#ifndef PHONE_COMPRESSION_H
+#define PHONE_COMPRESSION_H
 
 #include <cstdint>
 #include <memory>
@@ -27,7 +27,7 @@ class ZlibCodec {
 
   private:
     struct Compressor;
-    std::unique_ptr<Compressor> compressor_;
+    std::unique_ptr<Compressor> state;
 };
 
 class JpegCodec {
@@ -44,7 +44,7 @@ class JpegCodec {
 
   private:
     struct Handles;
-    std::unique_ptr<Handles> handles_;
+    std::unique_ptr<Handles> handles;
 };
 
 }  // namespace quarlo::phone

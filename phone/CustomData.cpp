@@ -25,7 +25,7 @@ std::string hexOf(std::span<const std::uint8_t> bytes) {
 
 class CustomData : public Feature {
   public:
-    explicit CustomData(Session& session) : session_(session) {
+    explicit CustomData(Session& owner) : session(owner) {
         session.onWish(Wish::Custom, [this](int which) { send(which); });
         session.on<packetClientCustomData>([this](const auto& packet) { onData(packet); });
     }
@@ -33,7 +33,7 @@ class CustomData : public Feature {
   private:
     using Bytes = std::vector<std::uint8_t>;
 
-    void say(const std::string& text) { session_.phone().status["link"] = text; }
+    void say(const std::string& text) { session.phone().status["link"] = text; }
 
     void send(int which) {
         const Shipment& shipment = shipments.at(static_cast<std::size_t>(which));
@@ -46,7 +46,7 @@ class CustomData : public Feature {
         switch (shipment.event) {
             case eCUSTOMDATAEVENT_String:
                 return shipment.type == eSERVERCUSTOMDATASTRINGTYPE_BTName
-                           ? textBytes(session_.options().appName.substr(0, 255))
+                           ? textBytes(session.options().appName.substr(0, 255))
                            : textBytes("net.quarlo.phone");
             case eCUSTOMDATAEVENT_Int:
                 return {70, 0, 0, 0};
@@ -73,7 +73,7 @@ class CustomData : public Feature {
     }
 
     void send(CustomDataEvent event, UInt16 type, const Bytes& bytes) {
-        session_.send<packetServerCustomData>([&](auto& packet) {
+        session.send<packetServerCustomData>([&](auto& packet) {
             packet.Event = event;
             packet.Type = type;
             if (bytes.empty()) return;
@@ -86,11 +86,11 @@ class CustomData : public Feature {
     }
 
     void onData(const packetClientCustomData& packet) {
-        if (!session_.isRunning()) return;
+        if (!session.isRunning()) return;
         const std::size_t size = packet.pData == nullptr ? 0 : packet.Length;
         const std::span<const std::uint8_t> bytes(packet.pData, size);
         const auto text = textFor(packet.Event, packet.Type, bytes);
-        if (!text) return session_.note("ignored malformed custom data");
+        if (!text) return session.note("ignored malformed custom data");
         say(*text);
     }
 
@@ -127,16 +127,16 @@ class CustomData : public Feature {
         const bool isDone =
             type == eCLIENTCUSTOMDATAKEYTYPE_Release || type == eCLIENTCUSTOMDATAKEYTYPE_Click;
         if (isDone && code == eCLIENTCUSTOMDATAKEYCODE_Back)
-            session_.screen().release(eSOFTKEY_Back);
+            session.screen().release(eSOFTKEY_Back);
         if (isDone && code == eCLIENTCUSTOMDATAKEYCODE_PushToTalk)
-            session_.phone().ask(Wish::Voice, eVOICEREQUEST_StartMicAndSpeakers);
+            session.phone().ask(Wish::Voice, eVOICEREQUEST_StartMicAndSpeakers);
         return std::string("Key: ") +
                _quarlo_getClientCustomDataKeyCodeName(static_cast<ClientCustomDataKeyCode>(code)) +
                " " +
                _quarlo_getClientCustomDataKeyTypeName(static_cast<ClientCustomDataKeyType>(type));
     }
 
-    Session& session_;
+    Session& session;
 };
 
 }  // namespace

@@ -4,8 +4,8 @@
  * arrive or when its time has come. Everything runs on the session's thread. Features do not know
  * each other; what several need lies in the session.
  */
-#ifndef QUARLO_PHONE_FEATURE_H
-#define QUARLO_PHONE_FEATURE_H
+#ifndef PHONE_FEATURE_H
+#define PHONE_FEATURE_H
 
 #include <chrono>
 #include <memory>

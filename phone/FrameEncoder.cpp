@@ -107,11 +107,11 @@ FrameCompression FrameEncoder::appendData(const FrameStyle& style, const Picture
     const std::size_t start = out.size();
     const std::size_t raw = rawSize(style, area);
     if (style.compression == eFRAMECOMPRESSION_ZLIB) {
-        pixels_.resize(raw);
-        packPixels(picture, area, style.layout, pixels_.data());
-        if (!zlib_.append(pixels_, out)) return eFRAMECOMPRESSION_None;
+        pixels.resize(raw);
+        packPixels(picture, area, style.layout, pixels.data());
+        if (!zlib.append(pixels, out)) return eFRAMECOMPRESSION_None;
     } else if (style.compression == eFRAMECOMPRESSION_JPEG) {
-        if (!jpeg_.append(picture, area, out)) return eFRAMECOMPRESSION_None;
+        if (!jpeg.append(picture, area, out)) return eFRAMECOMPRESSION_None;
     }
     const bool isPacked = style.compression != eFRAMECOMPRESSION_Uncompressed;
     if (isPacked && (!style.mayFallBack || out.size() - start < raw)) return style.compression;
@@ -124,10 +124,10 @@ FrameCompression FrameEncoder::appendData(const FrameStyle& style, const Picture
 void FrameEncoder::showDecoded(const FrameStyle& style, const std::uint8_t* data, std::size_t size,
                                const Area& area, Picture& view) {
     Picture lossy(area.width, area.height);
-    if (!jpeg_.decode(data, size, lossy, lossy.area())) return;
-    quantise(lossy, style.layout.format, decoded_);
+    if (!jpeg.decode(data, size, lossy, lossy.area())) return;
+    quantise(lossy, style.layout.format, decoded);
     for (int y = 0; y < area.height; ++y)
-        std::copy_n(decoded_.row(y), area.width, view.row(area.y + y) + area.x);
+        std::copy_n(decoded.row(y), area.width, view.row(area.y + y) + area.x);
 }
 
 }  // namespace quarlo::phone

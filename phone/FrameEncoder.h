@@ -3,8 +3,8 @@
  * Builds FramebufferUpdate packets straight into the bytes to be sent. Used by the session's thread
  * only.
  */
-#ifndef QUARLO_PHONE_FRAMEENCODER_H
-#define QUARLO_PHONE_FRAMEENCODER_H
+#ifndef PHONE_FRAMEENCODER_H
+#define PHONE_FRAMEENCODER_H
 
 #include <cstdint>
 #include <deque>
@@ -49,10 +49,10 @@ class FrameEncoder {
     void showDecoded(const FrameStyle& style, const std::uint8_t* data, std::size_t size,
                      const Area& area, Picture& view);
 
-    ZlibCodec zlib_;
-    JpegCodec jpeg_;
-    std::vector<std::uint8_t> pixels_;
-    Picture decoded_;
+    ZlibCodec zlib;
+    JpegCodec jpeg;
+    std::vector<std::uint8_t> pixels;
+    Picture decoded;
 };
 
 }  // namespace quarlo::phone

@@ -8,7 +8,7 @@ namespace {
 
 class FrameSettings : public Feature {
   public:
-    explicit FrameSettings(Session& session) : session_(session) {
+    explicit FrameSettings(Session& owner) : session(owner) {
         session.on<packetSetPixelFormat>([this](const auto& packet) { onPixelFormat(packet); });
         session.on<packetSetFrameSize>([this](const auto& packet) { onFrameSize(packet); });
         session.on<packetOverrideCompression>(
@@ -18,47 +18,46 @@ class FrameSettings : public Feature {
   private:
     template <class Answer>
     void acknowledge(bool accepted) {
-        session_.send<Answer>(
+        session.send<Answer>(
             [&](Answer& answer) { answer.IsAcknowledged = accepted ? eFLAG_TRUE : eFLAG_FALSE; });
     }
 
     void onPixelFormat(const packetSetPixelFormat& packet) {
-        if (!session_.isRunning()) return;
+        if (!session.isRunning()) return;
         const auto layout = pixelLayoutOf(packet.Format, packet.Endianess, packet.BytesPerPixel);
-        const bool accepted = layout.has_value() && !session_.refuses(Refusal::PixelFormat);
-        if (accepted) session_.headUnit().layout = *layout;
+        const bool accepted = layout.has_value() && !session.refuses(Refusal::PixelFormat);
+        if (accepted) session.headUnit().layout = *layout;
         acknowledge<packetPixelFormatAcknowledge>(accepted);
     }
 
     void onFrameSize(const packetSetFrameSize& packet) {
-        if (!session_.isRunning()) return;
+        if (!session.isRunning()) return;
         const bool accepted = isDrawable(packet.ScreenWidth, packet.ScreenHeight) &&
-                              !session_.refuses(Refusal::FrameSize);
+                              !session.refuses(Refusal::FrameSize);
         if (accepted) {
-            session_.headUnit().width = packet.ScreenWidth;
-            session_.headUnit().height = packet.ScreenHeight;
+            session.headUnit().width = packet.ScreenWidth;
+            session.headUnit().height = packet.ScreenHeight;
         }
         acknowledge<packetFrameSizeAcknowledge>(accepted);
     }
 
     void onCompression(const packetOverrideCompression& packet) {
-        if (!session_.isRunning()) return;
-        const bool accepted =
-            canObey(packet.Compression) && !session_.refuses(Refusal::Compression);
-        if (accepted) session_.headUnit().wanted = packet.Compression;
+        if (!session.isRunning()) return;
+        const bool accepted = canObey(packet.Compression) && !session.refuses(Refusal::Compression);
+        if (accepted) session.headUnit().wanted = packet.Compression;
         acknowledge<packetOverrideCompressionAcknowledge>(accepted);
     }
 
     /// Any of the flags may be used, so one that is possible is enough; none leaves the choice to
     /// us.
     bool canObey(FrameCompression wanted) {
-        const FrameCompression forced = session_.options().compression;
+        const FrameCompression forced = session.options().compression;
         if ((wanted & ~eFRAMECOMPRESSION_All) != 0) return false;
         if (wanted == eFRAMECOMPRESSION_None || forced == eFRAMECOMPRESSION_None) return true;
         return (wanted & forced) != 0;
     }
 
-    Session& session_;
+    Session& session;
 };
 
 }  // namespace

@@ -41,93 +41,92 @@ Area aligned(const Area& area, unsigned percent, const Area& screen) {
 
 class FrameUpdates : public Feature {
   public:
-    explicit FrameUpdates(Session& session) : session_(session) {
+    explicit FrameUpdates(Session& owner) : session(owner) {
         session.on<packetFramebufferUpdateRequest>(
             [this](const auto& packet) { onRequest(packet); });
         session.on<packetClientState>([this](const auto& packet) { onState(packet); });
         // Touches find the screen also when no picture of it was asked for yet.
         session.on<packetClientInitDone>([this](const auto&) {
-            if (session_.isRunning()) adopt();
+            if (session.isRunning()) adopt();
         });
     }
 
     void tick(TimePoint now) override {
-        if (!isDue() || now < notBefore_) return;
+        if (!isDue() || now < notBefore) return;
         // Without a change the request stays open until there is one.
-        notBefore_ = now + std::chrono::microseconds(1000000 / session_.options().framesPerSecond);
-        if (answer()) isPending_ = false;
+        notBefore = now + std::chrono::microseconds(1000000 / session.options().framesPerSecond);
+        if (answer()) isPending = false;
     }
 
-    TimePoint nextWake() const override { return isDue() ? notBefore_ : TimePoint::max(); }
+    TimePoint nextWake() const override { return isDue() ? notBefore : TimePoint::max(); }
 
   private:
-    bool isDue() const { return isPending_ && !isSuspended_ && session_.hasRoom(); }
+    bool isDue() const { return isPending && !isSuspended && session.hasRoom(); }
 
     void onRequest(const packetFramebufferUpdateRequest& packet) {
-        if (!session_.isRunning() || !session_.arriveAt(Stage::Frames)) return;
+        if (!session.isRunning() || !session.arriveAt(Stage::Frames)) return;
         const qrRectangle& r = *packet.UpdateRegion;
         const Area region{r.X, r.Y, r.Width, r.Height};
         if (region.empty()) {
-            session_.note("ignored a request for an empty region");
+            session.note("ignored a request for an empty region");
             return;
         }
         const bool isFull = packet.Incremental != eFLAG_TRUE;
-        region_ = isPending_ ? bounds(region_, region) : region;
-        isFull_ = isPending_ ? isFull_ || isFull : isFull;
-        isPending_ = true;
+        wanted = isPending ? bounds(wanted, region) : region;
+        wantsAll = isPending ? wantsAll || isFull : isFull;
+        isPending = true;
     }
 
     void onState(const packetClientState& packet) {
         if (packet.DataType == eCLIENTDATATYPE_FrameRequestsSuspended)
-            isSuspended_ = packet.Value != 0;
+            isSuspended = packet.Value != 0;
     }
 
     Moment nextMoment() {
-        const Options& options = session_.options();
+        const Options& options = session.options();
         if (!options.clockMilliseconds) return presentMoment();
-        const std::uint64_t elapsed = framesDrawn_++ * 1000 / options.framesPerSecond;
+        const std::uint64_t elapsed = framesDrawn++ * 1000 / options.framesPerSecond;
         return {(*options.clockMilliseconds + elapsed) % 86400000};
     }
 
     /// Follows what the head unit declared since the last update.
     void adopt() {
-        const HeadUnit& unit = session_.headUnit();
+        const HeadUnit& unit = session.headUnit();
         const Area declared{0, 0, unit.width, unit.height};
-        if (declared != size_) {
-            size_ = declared;
-            session_.screen().resize({unit.width, unit.height},
-                                     static_cast<int>(session_.options().renderPercent));
-            const Picture& drawn = session_.screen().picture();
-            view_ = Picture(drawn.width, drawn.height, 0xFF000000);
-            sent_ = Picture(drawn.width, drawn.height, neverSent);
+        if (declared != size) {
+            size = declared;
+            session.screen().resize({unit.width, unit.height},
+                                    static_cast<int>(session.options().renderPercent));
+            const Picture& drawn = session.screen().picture();
+            view = Picture(drawn.width, drawn.height, 0xFF000000);
+            sent = Picture(drawn.width, drawn.height, neverSent);
         }
-        if (unit.layout != layout_) {
-            layout_ = unit.layout;
-            std::fill(sent_.pixels.begin(), sent_.pixels.end(), neverSent);
+        if (unit.layout != layout) {
+            layout = unit.layout;
+            std::fill(sent.pixels.begin(), sent.pixels.end(), neverSent);
         }
     }
 
     FrameStyle style() const {
-        const Options& options = session_.options();
-        const HeadUnit& unit = session_.headUnit();
+        const Options& options = session.options();
+        const HeadUnit& unit = session.headUnit();
         const bool isFree = options.compression == eFRAMECOMPRESSION_None;
         const bool isAsked = unit.wanted != eFRAMECOMPRESSION_None;
         const FrameCompression chosen =
             !isFree ? options.compression : firstOf(isAsked ? unit.wanted : unit.supported);
         const bool mayFallBack = isFree && !isAsked;
-        return {layout_, chosen, mayFallBack, static_cast<std::uint8_t>(options.renderPercent),
+        return {layout, chosen, mayFallBack, static_cast<std::uint8_t>(options.renderPercent),
                 unit.largestPacket};
     }
 
     std::deque<Area> areasToSend() const {
-        const unsigned percent = session_.options().renderPercent;
-        const Area screen = shown_.area();
-        const Area region =
-            aligned(reduced(intersection(region_, size_), percent), percent, screen);
+        const unsigned percent = session.options().renderPercent;
+        const Area screen = shown.area();
+        const Area region = aligned(reduced(intersection(wanted, size), percent), percent, screen);
         if (region.empty()) return {};
-        if (isFull_) return {region};
+        if (wantsAll) return {region};
         std::deque<Area> areas;
-        for (const Area& area : changedAreas(sent_, shown_, region, mostChangedAreas))
+        for (const Area& area : changedAreas(sent, shown, region, mostChangedAreas))
             areas.push_back(aligned(area, percent, screen));
         return areas;
     }
@@ -135,12 +134,12 @@ class FrameUpdates : public Feature {
     /// Draws the next frame and sends what is due of it; false if there is nothing to send.
     bool answer() {
         adopt();
-        quantise(session_.screen().draw(nextMoment()), layout_.format, shown_);
+        quantise(session.screen().draw(nextMoment()), layout.format, shown);
         std::deque<Area> areas = areasToSend();
         if (areas.empty()) return false;
         for (const Area& area : areas) {
             for (int y = area.y; y < area.bottom(); ++y)
-                std::copy_n(shown_.row(y) + area.x, area.width, sent_.row(y) + area.x);
+                std::copy_n(shown.row(y) + area.x, area.width, sent.row(y) + area.x);
         }
         while (!areas.empty() && sendUpdate(areas)) {
         }
@@ -148,43 +147,42 @@ class FrameUpdates : public Feature {
     }
 
     bool sendUpdate(std::deque<Area>& areas) {
-        const bool isSent = session_.sendDirect([&](std::vector<std::uint8_t>& out) {
-            return encoder_.appendUpdate(style(), shown_, areas, out, view_);
+        const bool isSent = session.sendDirect([&](std::vector<std::uint8_t>& out) {
+            return encoder.appendUpdate(style(), shown, areas, out, view);
         });
         if (!isSent) {
-            session_.endAfterSending("a frame could not be encoded");
+            session.endAfterSending("a frame could not be encoded");
             return false;
         }
-        ++updates_;
+        ++updates;
         // Complete before the first byte leaves: who has received the update finds the picture.
         dump();
-        const bool wasLast = session_.options().dropAfterFrames == updates_;
-        if (wasLast) session_.endAfterSending("dropping the connection after these frames as told");
+        const bool wasLast = session.options().dropAfterFrames == updates;
+        if (wasLast) session.endAfterSending("dropping the connection after these frames as told");
         return !wasLast;
     }
 
     void dump() const {
-        const std::string& directory = session_.options().dumpDirectory;
+        const std::string& directory = session.options().dumpDirectory;
         if (directory.empty()) return;
-        const std::string problem =
-            writePng(view_, directory + "/" + pictureName("phone", updates_));
-        if (!problem.empty()) session_.note("cannot write " + problem);
+        const std::string problem = writePng(view, directory + "/" + pictureName("phone", updates));
+        if (!problem.empty()) session.note("cannot write " + problem);
     }
 
-    Session& session_;
-    FrameEncoder encoder_;
-    PixelLayout layout_;
-    Area size_;      ///< the head unit's screen, in its pixels
-    Picture shown_;  ///< the screen as drawn, in the colours of the pixel format
-    Picture sent_;   ///< what was last sent of each pixel, `neverSent` where nothing was
-    Picture view_;   ///< what the head unit sees
-    Area region_;
-    bool isFull_ = false;
-    bool isPending_ = false;
-    bool isSuspended_ = false;
-    TimePoint notBefore_{};
-    std::uint64_t framesDrawn_ = 0;
-    unsigned updates_ = 0;
+    Session& session;
+    FrameEncoder encoder;
+    PixelLayout layout;
+    Area size;      ///< the head unit's screen, in its pixels
+    Picture shown;  ///< the screen as drawn, in the colours of the pixel format
+    Picture sent;   ///< what was last sent of each pixel, `neverSent` where nothing was
+    Picture view;   ///< what the head unit sees
+    Area wanted;
+    bool wantsAll = false;
+    bool isPending = false;
+    bool isSuspended = false;
+    TimePoint notBefore{};
+    std::uint64_t framesDrawn = 0;
+    unsigned updates = 0;
 };
 
 }  // namespace

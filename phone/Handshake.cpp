@@ -15,7 +15,7 @@ constexpr const char* launcherUuid = "6f1c7a52-3d0e-4b8e-9a54-0c2b7de1f3a8";
 
 class Handshake : public Feature {
   public:
-    explicit Handshake(Session& session) : session_(session) {
+    explicit Handshake(Session& owner) : session(owner) {
         session.on<packetClientProtocolVersion>([this](const auto& packet) { onVersion(packet); });
         session.on<packetClientInit>([this](const auto& packet) { onInit(packet); });
         session.on<packetClientInitDone>([this](const auto& packet) { onInitDone(packet); });
@@ -25,40 +25,40 @@ class Handshake : public Feature {
     enum class Awaiting { Version, Init, InitDone, Nothing };
 
     bool isAwaited(Awaiting what, const char* name) {
-        if (awaiting_ == what) return true;
-        session_.note(std::string("ignored ") + name + ": not expected now");
+        if (awaiting == what) return true;
+        session.note(std::string("ignored ") + name + ": not expected now");
         return false;
     }
 
     void onVersion(const packetClientProtocolVersion& packet) {
         if (!isAwaited(Awaiting::Version, "ClientProtocolVersion")) return;
-        if (!session_.arriveAt(Stage::Protocol)) return;
+        if (!session.arriveAt(Stage::Protocol)) return;
         const bool accepted =
-            packet.Version->Major == protocolMajor && !session_.refuses(Refusal::Protocol);
-        session_.send<packetServerProtocolAcknowledge>(
+            packet.Version->Major == protocolMajor && !session.refuses(Refusal::Protocol);
+        session.send<packetServerProtocolAcknowledge>(
             [&](auto& answer) { answer.IsAcknowledged = accepted ? eFLAG_TRUE : eFLAG_FALSE; });
-        awaiting_ = accepted ? Awaiting::Init : Awaiting::Nothing;
+        awaiting = accepted ? Awaiting::Init : Awaiting::Nothing;
     }
 
     void onInit(const packetClientInit& packet) {
         if (!isAwaited(Awaiting::Init, "ClientInit")) return;
-        if (!session_.arriveAt(Stage::Init)) return;
-        const bool accepted = takeDescription(packet) && !session_.refuses(Refusal::Init);
-        session_.send<packetServerInitAcknowledge>(
+        if (!session.arriveAt(Stage::Init)) return;
+        const bool accepted = takeDescription(packet) && !session.refuses(Refusal::Init);
+        session.send<packetServerInitAcknowledge>(
             [&](auto& answer) { answer.IsAcknowledged = accepted ? eFLAG_TRUE : eFLAG_FALSE; });
-        awaiting_ = accepted ? Awaiting::InitDone : Awaiting::Nothing;
-        if (!accepted || !session_.arriveAt(Stage::ServerInit)) return;
-        session_.send<packetServerInit>([&](auto& answer) { describePhone(answer); });
+        awaiting = accepted ? Awaiting::InitDone : Awaiting::Nothing;
+        if (!accepted || !session.arriveAt(Stage::ServerInit)) return;
+        session.send<packetServerInit>([&](auto& answer) { describePhone(answer); });
     }
 
     bool takeDescription(const packetClientInit& packet) {
         const qrFrameProperties& frame = *packet.FrameProperties;
         const auto layout = pixelLayoutOf(frame.Format, frame.Endianess, frame.BytesPerPixel);
         if (!layout || !isDrawable(packet.ScreenWidth, packet.ScreenHeight)) {
-            session_.note("refused the head unit's frame size or pixel format");
+            session.note("refused the head unit's frame size or pixel format");
             return false;
         }
-        HeadUnit& unit = session_.headUnit();
+        HeadUnit& unit = session.headUnit();
         unit.name = textOf(packet.Name);
         unit.width = packet.ScreenWidth;
         unit.height = packet.ScreenHeight;
@@ -72,12 +72,12 @@ class Handshake : public Feature {
     }
 
     void describePhone(packetServerInit& answer) {
-        const Options& options = session_.options();
+        const Options& options = session.options();
         setText(*answer.Name, options.appName);
         setText(*answer.ServerOSName, operatingSystem);
         setText(*answer.PhoneLauncherUUID, launcherUuid);
         answer.IsAllowedWhileMoving = eFLAG_TRUE;
-        answer.Capabilities = session_.capabilities();
+        answer.Capabilities = session.capabilities();
         if (options.softkeys == 0) return;
         answer.SupportedSoftkeys->pSoftkeys = wire::Heap::make<Softkey>(options.softkeys);
         if (answer.SupportedSoftkeys->pSoftkeys == nullptr) return;
@@ -88,16 +88,16 @@ class Handshake : public Feature {
 
     void onInitDone(const packetClientInitDone& packet) {
         if (!isAwaited(Awaiting::InitDone, "ClientInitDone")) return;
-        if (!session_.arriveAt(Stage::Done)) return;
-        const bool successful = packet.Successful == eFLAG_TRUE && !session_.refuses(Refusal::Done);
-        session_.send<packetServerInitDone>(
+        if (!session.arriveAt(Stage::Done)) return;
+        const bool successful = packet.Successful == eFLAG_TRUE && !session.refuses(Refusal::Done);
+        session.send<packetServerInitDone>(
             [&](auto& answer) { answer.Successful = successful ? eFLAG_TRUE : eFLAG_FALSE; });
-        awaiting_ = Awaiting::Nothing;
-        if (successful) session_.run();
+        awaiting = Awaiting::Nothing;
+        if (successful) session.run();
     }
 
-    Session& session_;
-    Awaiting awaiting_ = Awaiting::Version;
+    Session& session;
+    Awaiting awaiting = Awaiting::Version;
 };
 
 }  // namespace

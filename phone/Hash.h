@@ -2,8 +2,8 @@
  * @file
  * Repeatable chance: the same numbers and seed give the same value on every machine.
  */
-#ifndef QUARLO_PHONE_HASH_H
-#define QUARLO_PHONE_HASH_H
+#ifndef PHONE_HASH_H
+#define PHONE_HASH_H
 
 #include <cstdint>
 

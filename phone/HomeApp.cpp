@@ -118,9 +118,9 @@ Point routePoint(const Box& map, double t) {
 class HomeApp : public App {
   public:
     HomeApp(const std::string& title, std::uint32_t seed)
-        : title_(title), seed_(seed), photograph_(photograph(0)) {}
+        : name(title), chance(seed), coffee(photograph(0)) {}
 
-    std::string title() const override { return title_; }
+    std::string title() const override { return name; }
     void drawBackdrop(Canvas& canvas, const Box& box) override;
     void draw(Canvas& canvas, const Box& box, const Moment& moment) override;
     void touch(const Touch& touch, const Box& box) override;
@@ -134,10 +134,10 @@ class HomeApp : public App {
     void drawRoute(Canvas& canvas, const Box& card, const Moment& moment) const;
     void drawSteam(Canvas& canvas, const Box& photo, const Moment& moment) const;
 
-    std::string title_;
-    std::uint32_t seed_;
-    Picture photograph_;
-    std::optional<UInt32> finger_;  ///< went down on the dock
+    std::string name;
+    std::uint32_t chance;
+    Picture coffee;
+    std::optional<UInt32> finger;  ///< went down on the dock
 };
 
 void HomeApp::drawBackdrop(Canvas& canvas, const Box& box) {
@@ -149,7 +149,7 @@ void HomeApp::drawBackdrop(Canvas& canvas, const Box& box) {
 }
 
 void HomeApp::backdropPhoto(Canvas& canvas, const Box& card, double unit) {
-    canvas.photo(card, unit * 0.8, photograph_);
+    canvas.photo(card, unit * 0.8, coffee);
     const double shade = card.height * 0.45;
     canvas.fillGradient({card.x, card.bottom() - shade, card.width, shade}, unit * 0.8,
                         {0x000000, 0}, {0x050A14, 0.82});
@@ -191,9 +191,9 @@ void HomeApp::backdropRoute(Canvas& canvas, const Box& card, double unit) {
     canvas.clipRounded(at.map, unit * 0.8);
     const double wide = at.map.height * 0.035;
     for (int i = 0; i < 9; ++i) {
-        const double from = hashedUnit(i, 1, seed_) * 1.1 - 0.05;
-        const double to = from + (hashedUnit(i, 2, seed_) - 0.5) * 0.7;
-        const double breadth = wide * (0.4 + 0.6 * hashedUnit(i, 3, seed_));
+        const double from = hashedUnit(i, 1, chance) * 1.1 - 0.05;
+        const double to = from + (hashedUnit(i, 2, chance) - 0.5) * 0.7;
+        const double breadth = wide * (0.4 + 0.6 * hashedUnit(i, 3, chance));
         const Paint street{0x6F8AA3, 0.45};
         if (i % 2 == 0) {
             canvas.line(at.map.x, at.map.y + at.map.height * from, at.map.right(),
@@ -238,10 +238,10 @@ void HomeApp::backdropDock(Canvas& canvas, const Box& dock, double unit) const {
 void HomeApp::touch(const Touch& touch, const Box& box) {
     const Box dock = layoutOf(box).dock;
     const bool isOnDock = dock.width > 0 && contains(dock, touch.x, touch.y);
-    if (touch.type == eTOUCHTYPE_Down && isOnDock) finger_ = touch.finger;
-    if (finger_ != touch.finger || touch.type == eTOUCHTYPE_Moved) return;
+    if (touch.type == eTOUCHTYPE_Down && isOnDock) finger = touch.finger;
+    if (finger != touch.finger || touch.type == eTOUCHTYPE_Moved) return;
     if (touch.type == eTOUCHTYPE_Down) return;
-    finger_.reset();
+    finger.reset();
     if (touch.type == eTOUCHTYPE_Up && isOnDock)
         phone().ask(Wish::Open, static_cast<int>((touch.x - dock.x) / dock.width * appCount));
 }
@@ -275,7 +275,7 @@ void HomeApp::drawMusic(Canvas& canvas, const Box& card, const Moment& moment) c
     const MusicLayout at = musicLayout(card);
     const double slot = at.bars.width / equaliserBars;
     for (int i = 0; i < equaliserBars; ++i) {
-        const double beat = moment.seconds() * (2 + 3 * hashedUnit(i, 0, seed_ + 200));
+        const double beat = moment.seconds() * (2 + 3 * hashedUnit(i, 0, chance + 200));
         const double loudness = std::sin(beat) * std::sin(0.37 * beat + i);
         const double height = at.bars.height * (0.55 + 0.45 * loudness);
         canvas.fillGradient({at.bars.x + i * slot, at.bars.bottom() - height, slot * 0.6, height},

@@ -3,8 +3,8 @@
  * The app in front when a session begins: a photograph with a headline, what is playing, the route
  * and a dock. Lives on the session's thread.
  */
-#ifndef QUARLO_PHONE_HOMEAPP_H
-#define QUARLO_PHONE_HOMEAPP_H
+#ifndef PHONE_HOMEAPP_H
+#define PHONE_HOMEAPP_H
 
 #include <memory>
 #include <string>

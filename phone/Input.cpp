@@ -7,40 +7,40 @@ namespace {
 
 class Input : public Feature {
   public:
-    explicit Input(Session& session) : session_(session) {
+    explicit Input(Session& owner) : session(owner) {
         session.on<packetTouchEvent>([this](const auto& packet) { onTouch(packet); });
         session.on<packetSoftkeyEvent>([this](const auto& packet) { onSoftkey(packet); });
-        session.onWish(Wish::Open, [this](int app) { session_.screen().open(app); });
+        session.onWish(Wish::Open, [this](int app) { session.screen().open(app); });
     }
 
   private:
     void onTouch(const packetTouchEvent& packet) {
-        if (!session_.isRunning() || packet.TouchEvents->paTouches == nullptr) return;
+        if (!session.isRunning() || packet.TouchEvents->paTouches == nullptr) return;
         for (unsigned i = 0; i < packet.TouchEvents->Length; ++i) {
             const qrTouch* touch = packet.TouchEvents->paTouches[i];
             if (touch == nullptr) continue;
             if (touch->TouchType < eTOUCHTYPE_Down || touch->TouchType > eTOUCHTYPE_Cancelled) {
-                session_.note("ignored a touch of unknown type");
+                session.note("ignored a touch of unknown type");
                 continue;
             }
-            session_.screen().touch({touch->TouchType, static_cast<double>(touch->PositionX),
-                                     static_cast<double>(touch->PositionY), touch->UniqueID});
+            session.screen().touch({touch->TouchType, static_cast<double>(touch->PositionX),
+                                    static_cast<double>(touch->PositionY), touch->UniqueID});
         }
     }
 
     void onSoftkey(const packetSoftkeyEvent& packet) {
-        if (!session_.isRunning()) return;
+        if (!session.isRunning()) return;
         const bool isKnown = packet.Softkey >= eSOFTKEY_Home && packet.Softkey <= eSOFTKEY_Search;
         if (isKnown && packet.SoftkeyEvent == eSOFTKEYEVENTTYPE_Press) {
-            session_.screen().press(packet.Softkey);
+            session.screen().press(packet.Softkey);
         } else if (isKnown && packet.SoftkeyEvent == eSOFTKEYEVENTTYPE_Release) {
-            session_.screen().release(packet.Softkey);
+            session.screen().release(packet.Softkey);
         } else {
-            session_.note("ignored an unknown softkey event");
+            session.note("ignored an unknown softkey event");
         }
     }
 
-    Session& session_;
+    Session& session;
 };
 
 }  // namespace

@@ -12,12 +12,12 @@
 #include "Socket.h"
 #include "common/PngWriter.h"
 #ifdef QUARLO_PHONE_HAS_WINDOW
-#include "Window.h"
+#include "PhoneWindow.h"
 #else
 namespace quarlo::phone {
-class Window {
+class PhoneWindow {
   public:
-    Window(const std::string&, Screen&) {
+    PhoneWindow(const std::string&, Screen&) {
         throw std::runtime_error("this program was built without SDL2, it opens no windows");
     }
     bool turn(bool) { return false; }
@@ -46,23 +46,23 @@ using Clock = std::chrono::steady_clock;
 class Deadline {
   public:
     /** @param longest how many milliseconds it may wait at most */
-    Deadline(const std::optional<double>& seconds, int longest) : longest_(longest) {
+    Deadline(const std::optional<double>& seconds, int longest) : atMost(longest) {
         if (seconds)
-            at_ = Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                                     std::chrono::duration<double>(*seconds));
+            at = Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                    std::chrono::duration<double>(*seconds));
     }
-    bool isOver() const { return isStopRequested != 0 || Clock::now() >= at_; }
+    bool isOver() const { return isStopRequested != 0 || Clock::now() >= at; }
     /** Milliseconds until `wake` or the end. */
     int waitingTime(TimePoint wake) const {
         const TimePoint now = Clock::now();
-        const TimePoint until = std::min({wake, at_, now + longest_});
+        const TimePoint until = std::min({wake, at, now + atMost});
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - now).count();
         return static_cast<int>(std::max<long>(0, left));
     }
 
   private:
-    TimePoint at_ = TimePoint::max();
-    std::chrono::milliseconds longest_;
+    TimePoint at = TimePoint::max();
+    std::chrono::milliseconds atMost;
 };
 
 /// Another process that waits for the file finds it either absent or complete.
@@ -82,14 +82,14 @@ class Display {
     Display(const Options& options, Screen& screen) {
         if (!options.window) return;
         screen.resize(options.size, static_cast<int>(options.renderPercent));
-        window_.emplace(options.appName, screen);
+        window.emplace(options.appName, screen);
     }
     void turn(bool isMirrored) {
-        if (window_ && !window_->turn(isMirrored)) requestStop(0);
+        if (window && !window->turn(isMirrored)) requestStop(0);
     }
 
   private:
-    std::optional<Window> window_;
+    std::optional<PhoneWindow> window;
 };
 
 /// Serves until the session or the program ends; true if the handshake was completed.

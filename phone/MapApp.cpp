@@ -29,25 +29,25 @@ class MapApp : public App {
     void touch(const Touch& touch, const Box& box) override;
     void key(Softkey key) override {
         if (key != eSOFTKEY_Search) return;
-        zoom_ = 1;
-        centre_ = {0, 0};
+        zoom = 1;
+        centre = {0, 0};
     }
 
   private:
     Point onScreen(const Box& box, double x, double y) const {
-        const double side = std::min(box.width, box.height) * zoom_;
-        return {box.centreX() + (x - centre_.x) * side, box.centreY() + (y - centre_.y) * side};
+        const double side = std::min(box.width, box.height) * zoom;
+        return {box.centreX() + (x - centre.x) * side, box.centreY() + (y - centre.y) * side};
     }
     void drawStreets(Canvas& canvas, const Box& box) const;
     void follow(const std::map<UInt32, Point>& before, const Box& box);
 
-    double zoom_ = 1;
-    Point centre_{0, 0};
-    std::map<UInt32, Point> fingers_;
+    double zoom = 1;
+    Point centre{0, 0};
+    std::map<UInt32, Point> fingers;
 };
 
 void MapApp::drawStreets(Canvas& canvas, const Box& box) const {
-    const double unit = std::min(box.width, box.height) * zoom_;
+    const double unit = std::min(box.width, box.height) * zoom;
     const Paint street{phone().isNight ? 0x4F6A85u : 0xFFFFFFu, 1};
     for (int i = 0; i < streets; ++i) {
         const double at = (i - streets / 2.0 + hashedUnit(i, 1, 5) * 0.6) * 0.25;
@@ -91,37 +91,37 @@ void MapApp::follow(const std::map<UInt32, Point>& before, const Box& box) {
     const double side = std::min(box.width, box.height);
     Point was{0, 0};
     Point is{0, 0};
-    const double count = static_cast<double>(fingers_.size());
-    for (const auto& [finger, place] : fingers_) {
+    const double count = static_cast<double>(fingers.size());
+    for (const auto& [finger, place] : fingers) {
         was = {was.x + before.at(finger).x / count, was.y + before.at(finger).y / count};
         is = {is.x + place.x / count, is.y + place.y / count};
     }
     // What lay under the fingers' middle stays there while the map grows.
-    const Point held{centre_.x + (was.x - box.centreX()) / (side * zoom_),
-                     centre_.y + (was.y - box.centreY()) / (side * zoom_)};
-    if (fingers_.size() == fingersFollowed) {
+    const Point held{centre.x + (was.x - box.centreX()) / (side * zoom),
+                     centre.y + (was.y - box.centreY()) / (side * zoom)};
+    if (fingers.size() == fingersFollowed) {
         const auto distance = [](const std::map<UInt32, Point>& at) {
             const Point a = at.begin()->second;
             const Point b = at.rbegin()->second;
             return std::max(1.0, std::hypot(a.x - b.x, a.y - b.y));
         };
-        zoom_ = std::clamp(zoom_ * distance(fingers_) / distance(before), leastZoom, mostZoom);
+        zoom = std::clamp(zoom * distance(fingers) / distance(before), leastZoom, mostZoom);
     }
     const auto kept = [](double value) { return std::clamp(value, -3.0, 3.0); };
-    centre_ = {kept(held.x - (is.x - box.centreX()) / (side * zoom_)),
-               kept(held.y - (is.y - box.centreY()) / (side * zoom_))};
+    centre = {kept(held.x - (is.x - box.centreX()) / (side * zoom)),
+              kept(held.y - (is.y - box.centreY()) / (side * zoom))};
 }
 
 void MapApp::touch(const Touch& touch, const Box& box) {
     if (std::min(box.width, box.height) < 1) return;
-    if (touch.type == eTOUCHTYPE_Down && fingers_.size() < fingersFollowed)
-        fingers_[touch.finger] = {touch.x, touch.y};
-    const auto found = fingers_.find(touch.finger);
-    if (found == fingers_.end()) return;
-    const std::map<UInt32, Point> before = fingers_;
+    if (touch.type == eTOUCHTYPE_Down && fingers.size() < fingersFollowed)
+        fingers[touch.finger] = {touch.x, touch.y};
+    const auto found = fingers.find(touch.finger);
+    if (found == fingers.end()) return;
+    const std::map<UInt32, Point> before = fingers;
     found->second = {touch.x, touch.y};
     follow(before, box);
-    if (touch.type == eTOUCHTYPE_Up || touch.type == eTOUCHTYPE_Cancelled) fingers_.erase(found);
+    if (touch.type == eTOUCHTYPE_Up || touch.type == eTOUCHTYPE_Cancelled) fingers.erase(found);
 }
 
 }  // namespace

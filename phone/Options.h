@@ -2,8 +2,8 @@
  * @file
  * What the command line says. Filled once, then only read.
  */
-#ifndef QUARLO_PHONE_OPTIONS_H
-#define QUARLO_PHONE_OPTIONS_H
+#ifndef PHONE_OPTIONS_H
+#define PHONE_OPTIONS_H
 
 #include <cstdint>
 #include <optional>

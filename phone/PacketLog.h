@@ -2,8 +2,8 @@
  * @file
  * Packets as texts for the log. Pure functions.
  */
-#ifndef QUARLO_PHONE_PACKETLOG_H
-#define QUARLO_PHONE_PACKETLOG_H
+#ifndef PHONE_PACKETLOG_H
+#define PHONE_PACKETLOG_H
 
 #include <cstdint>
 #include <span>

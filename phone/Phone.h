@@ -4,8 +4,8 @@
  * read it, and what the user asks for in an app waits in it for the feature that can do it. One
  * session thread, no locks.
  */
-#ifndef QUARLO_PHONE_PHONE_H
-#define QUARLO_PHONE_PHONE_H
+#ifndef PHONE_PHONE_H
+#define PHONE_PHONE_H
 
 #include <deque>
 #include <map>

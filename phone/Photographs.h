@@ -2,8 +2,8 @@
  * @file
  * The photographs on the phone, which are part of the program. Any thread.
  */
-#ifndef QUARLO_PHONE_PHOTOGRAPHS_H
-#define QUARLO_PHONE_PHOTOGRAPHS_H
+#ifndef PHONE_PHOTOGRAPHS_H
+#define PHONE_PHOTOGRAPHS_H
 
 #include "common/Picture.h"
 

@@ -8,35 +8,35 @@ constexpr std::chrono::seconds interval{1};
 
 class Ping : public Feature {
   public:
-    explicit Ping(Session& session) : session_(session) {
+    explicit Ping(Session& owner) : session(owner) {
         session.on<packetPingAcknowledge>([this](const auto& packet) { onAnswer(packet); });
     }
 
-    void begin(TimePoint now) override { next_ = now + interval; }
+    void begin(TimePoint now) override { next = now + interval; }
 
     void tick(TimePoint now) override {
-        if (now < next_) return;
-        ++counter_;
-        session_.send<packetPing>([&](auto& packet) { packet.PacketCounter = counter_; });
-        next_ = std::max(next_ + interval, now);
+        if (now < next) return;
+        ++counter;
+        session.send<packetPing>([&](auto& packet) { packet.PacketCounter = counter; });
+        next = std::max(next + interval, now);
     }
 
-    TimePoint nextWake() const override { return next_; }
+    TimePoint nextWake() const override { return next; }
 
   private:
     void onAnswer(const packetPingAcknowledge& packet) {
-        if (packet.PacketCounter - lastAnswered_ != 1 || packet.PacketCounter > counter_) {
-            session_.note("ping answered with counter " + std::to_string(packet.PacketCounter) +
-                          " after " + std::to_string(lastAnswered_) + "; last sent " +
-                          std::to_string(counter_));
+        if (packet.PacketCounter - lastAnswered != 1 || packet.PacketCounter > counter) {
+            session.note("ping answered with counter " + std::to_string(packet.PacketCounter) +
+                         " after " + std::to_string(lastAnswered) + "; last sent " +
+                         std::to_string(counter));
         }
-        lastAnswered_ = packet.PacketCounter;
+        lastAnswered = packet.PacketCounter;
     }
 
-    Session& session_;
-    TimePoint next_ = TimePoint::max();
-    UInt32 counter_ = 0;
-    UInt32 lastAnswered_ = 0;
+    Session& session;
+    TimePoint next = TimePoint::max();
+    UInt32 counter = 0;
+    UInt32 lastAnswered = 0;
 };
 
 }  // namespace

@@ -2,8 +2,8 @@
  * @file
  * Pictures in the pixel formats a head unit may ask for. Pure functions.
  */
-#ifndef QUARLO_PHONE_PIXELFORMAT_H
-#define QUARLO_PHONE_PIXELFORMAT_H
+#ifndef PHONE_PIXELFORMAT_H
+#define PHONE_PIXELFORMAT_H
 
 #include "common/Picture.h"
 #include "common/PixelLayout.h"

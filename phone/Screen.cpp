@@ -54,29 +54,28 @@ Moment presentMoment() {
 }
 
 void Screen::resize(Size size, int percent) {
-    width_ = size.width;
-    height_ = size.height;
-    scale_ = percent / 100.0;
-    const auto scaled = [&](int extent) { return std::max(1, extent * percent / 100); };
-    picture_ = Picture(scaled(width_), scaled(height_));
+    extent = size;
+    scale = percent / 100.0;
+    const auto scaled = [&](int length) { return std::max(1, length * percent / 100); };
+    drawn = Picture(scaled(extent.width), scaled(extent.height));
     drawBackdrop();
 }
 
-Screen::Screen(std::unique_ptr<App> home) : home_(std::move(home)) {
-    home_->attach(phone_);
+Screen::Screen(std::unique_ptr<App> home) : homeScreen(std::move(home)) {
+    homeScreen->attach(known);
 }
 
 void Screen::open(int app) {
-    front_ = app >= 0 && app < appCount ? app : -1;
-    app_ = front_ < 0 ? nullptr : apps[static_cast<std::size_t>(front_)].make();
-    if (app_ != nullptr) app_->attach(phone_);
-    isStale_ = true;
+    inFront = app >= 0 && app < appCount ? app : -1;
+    opened = inFront < 0 ? nullptr : apps[static_cast<std::size_t>(inFront)].make();
+    if (opened != nullptr) opened->attach(known);
+    isStale = true;
 }
 
 bool Screen::isBlocked() const {
-    if (phone_.block == eBLOCKMODE_UseWhitelist)
-        return front_ >= 0 && !apps[static_cast<std::size_t>(front_)].isForDriving;
-    return phone_.block == eBLOCKMODE_DenyAll;
+    if (known.block == eBLOCKMODE_UseWhitelist)
+        return inFront >= 0 && !apps[static_cast<std::size_t>(inFront)].isForDriving;
+    return known.block == eBLOCKMODE_DenyAll;
 }
 
 int Screen::softkeyAt(double x, double y) const {
@@ -89,18 +88,18 @@ int Screen::softkeyAt(double x, double y) const {
 void Screen::touch(const Touch& touch) {
     constexpr std::size_t mostFingers = 10;
     const bool isGone = touch.type == eTOUCHTYPE_Up || touch.type == eTOUCHTYPE_Cancelled;
-    const auto held = keyFingers_.find(touch.finger);
-    if (held != keyFingers_.end()) {
+    const auto held = keyFingers.find(touch.finger);
+    if (held != keyFingers.end()) {
         if (!isGone) return;
         if (touch.type == eTOUCHTYPE_Up) release(static_cast<Softkey>(held->second));
-        pressed_ = 0;
-        keyFingers_.erase(touch.finger);
+        pressed = 0;
+        keyFingers.erase(touch.finger);
         return;
     }
     const int key = softkeyAt(touch.x, touch.y);
     if (touch.type == eTOUCHTYPE_Down && key != 0) {
-        if (keyFingers_.size() >= mostFingers) return;
-        keyFingers_[touch.finger] = key;
+        if (keyFingers.size() >= mostFingers) return;
+        keyFingers[touch.finger] = key;
         press(static_cast<Softkey>(key));
     } else if (!isBlocked()) {
         app().touch(touch, appBox());
@@ -108,52 +107,51 @@ void Screen::touch(const Touch& touch) {
 }
 
 void Screen::press(Softkey key) {
-    pressed_ = key;
+    pressed = key;
 }
 
 void Screen::release(Softkey key) {
-    pressed_ = 0;
+    pressed = 0;
     if (key == eSOFTKEY_Home || key == eSOFTKEY_Back) open(-1);
-    if (key == eSOFTKEY_Menu && front_ >= 0) open((front_ + 1) % appCount);
+    if (key == eSOFTKEY_Menu && inFront >= 0) open((inFront + 1) % appCount);
     if (key == eSOFTKEY_Search && !isBlocked()) app().key(key);
 }
 
 Box Screen::statusBox() const {
-    const double shorter = std::min(width_, height_);
-    return {0, 0, static_cast<double>(width_), shorter * 0.068};
+    const double shorter = std::min(extent.width, extent.height);
+    return {0, 0, static_cast<double>(extent.width), shorter * 0.068};
 }
 
 Box Screen::appBox() const {
     const double top = statusBox().bottom();
-    return {0, top, static_cast<double>(width_), height_ - 2 * top};
+    return {0, top, static_cast<double>(extent.width), extent.height - 2 * top};
 }
 
 Box Screen::softkeyBox(int key) const {
     const double height = statusBox().height;
-    const double width = width_ / 4.0;
-    return {width * (key - eSOFTKEY_Home), height_ - height, width, height};
+    const double width = extent.width / 4.0;
+    return {width * (key - eSOFTKEY_Home), extent.height - height, width, height};
 }
 
 void Screen::drawBackdrop() {
-    backdrop_ = Picture(picture_.width, picture_.height);
-    Canvas canvas(backdrop_, scale_);
-    const Box whole{0, 0, static_cast<double>(width_), static_cast<double>(height_)};
-    const Theme theme = themeOf(phone_);
+    backdrop = Picture(drawn.width, drawn.height);
+    Canvas canvas(backdrop, scale);
+    const Box whole{0, 0, static_cast<double>(extent.width), static_cast<double>(extent.height)};
+    const Theme theme = themeOf(known);
     canvas.fillGradient(whole, 0, theme.top, theme.bottom);
     app().drawBackdrop(canvas, appBox());
-    const Paint bar = phone_.isNight ? Paint{0x000000, 0.25} : Paint{0x2A3B57, 1};
+    const Paint bar = known.isNight ? Paint{0x000000, 0.25} : Paint{0x2A3B57, 1};
     canvas.fill(statusBox(), bar);
     canvas.fill({0, softkeyBox(eSOFTKEY_Home).y, whole.width, statusBox().height}, bar);
-    isNightDrawn_ = phone_.isNight;
-    languageDrawn_ = phone_.language;
-    isStale_ = false;
+    isNightDrawn = known.isNight;
+    languageDrawn = known.language;
+    isStale = false;
 }
 
 const Picture& Screen::draw(const Moment& moment) {
-    if (isStale_ || isNightDrawn_ != phone_.isNight || languageDrawn_ != phone_.language)
-        drawBackdrop();
-    std::copy(backdrop_.pixels.begin(), backdrop_.pixels.end(), picture_.pixels.begin());
-    Canvas canvas(picture_, scale_);
+    if (isStale || isNightDrawn != known.isNight || languageDrawn != known.language) drawBackdrop();
+    std::copy(backdrop.pixels.begin(), backdrop.pixels.end(), drawn.pixels.begin());
+    Canvas canvas(drawn, scale);
     if (isBlocked()) {
         drawBlock(canvas);
     } else {
@@ -161,17 +159,17 @@ const Picture& Screen::draw(const Moment& moment) {
     }
     drawStatus(canvas, moment);
     drawSoftkeys(canvas);
-    return picture_;
+    return drawn;
 }
 
 void Screen::drawSoftkeys(Canvas& canvas) const {
-    const char* const labels[] = {inLanguage(phone_, "Home", "Start", "Accueil"),
-                                  inLanguage(phone_, "Back", "Zurück", "Retour"),
-                                  inLanguage(phone_, "Menu", "Menü", "Menu"),
-                                  inLanguage(phone_, "Search", "Suche", "Chercher")};
+    const char* const labels[] = {inLanguage(known, "Home", "Start", "Accueil"),
+                                  inLanguage(known, "Back", "Zurück", "Retour"),
+                                  inLanguage(known, "Menu", "Menü", "Menu"),
+                                  inLanguage(known, "Search", "Suche", "Chercher")};
     for (int key = eSOFTKEY_Home; key <= eSOFTKEY_Search; ++key) {
         const Box box = softkeyBox(key);
-        if (key == pressed_) canvas.fill(box, {0xFFFFFF, 0.35});
+        if (key == pressed) canvas.fill(box, {0xFFFFFF, 0.35});
         canvas.text(box, labels[key - eSOFTKEY_Home],
                     {box.height * 0.5, white, Weight::Normal, Align::Centre});
     }
@@ -185,7 +183,7 @@ void Screen::drawBlock(Canvas& canvas) const {
     canvas.fillRounded({box.centreX() - size, box.centreY() - size * 2.45, size * 2, size * 0.5},
                        size * 0.1, white);
     canvas.text({box.x, box.centreY(), box.width, size * 1.6},
-                inLanguage(phone_, "Not available now", "Jetzt nicht verfügbar",
+                inLanguage(known, "Not available now", "Jetzt nicht verfügbar",
                            "Pas disponible maintenant"),
                 {size, white, Weight::Bold, Align::Centre});
 }
@@ -210,7 +208,7 @@ void Screen::drawStatus(Canvas& canvas, const Moment& moment) const {
     const double half =
         std::min(bar.centreX() - content.x - unit * 4, signal.x - unit * 1.7 - bar.centreX());
     canvas.text({bar.centreX() - half, bar.y, 2 * half, unit},
-                (phone_.isMoving ? "▶ " : "") + app().title(),
+                (known.isMoving ? "▶ " : "") + app().title(),
                 {size, dim, Weight::Normal, Align::Centre});
 }
 

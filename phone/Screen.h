@@ -4,8 +4,8 @@
  * unit declared. Lives on the session's thread and keeps what was in front from one session to the
  * next.
  */
-#ifndef QUARLO_PHONE_SCREEN_H
-#define QUARLO_PHONE_SCREEN_H
+#ifndef PHONE_SCREEN_H
+#define PHONE_SCREEN_H
 
 #include <map>
 #include <memory>
@@ -27,7 +27,7 @@ class Screen {
     /** Brings an app of the table to the front; any other number brings the home screen. */
     void open(int app);
     /** The number of the app in front, -1 on the home screen. */
-    int front() const { return front_; }
+    int front() const { return inFront; }
     /** Whether the head unit's block mode hides the app in front. */
     bool isBlocked() const;
 
@@ -38,13 +38,13 @@ class Screen {
 
     /** Draws the screen as it is at this moment. */
     const Picture& draw(const Moment& moment);
-    const Picture& picture() const { return picture_; }
-    int width() const { return width_; }
-    int height() const { return height_; }
-    Phone& phone() { return phone_; }
+    const Picture& picture() const { return drawn; }
+    int width() const { return extent.width; }
+    int height() const { return extent.height; }
+    Phone& phone() { return known; }
 
   private:
-    App& app() const { return front_ < 0 ? *home_ : *app_; }
+    App& app() const { return inFront < 0 ? *homeScreen : *opened; }
     Box statusBox() const;
     Box appBox() const;
     Box softkeyBox(int index) const;
@@ -54,23 +54,22 @@ class Screen {
     void drawSoftkeys(Canvas& canvas) const;
     void drawBlock(Canvas& canvas) const;
 
-    Phone phone_;
-    std::unique_ptr<App> home_;
-    std::unique_ptr<App> app_;
-    int front_ = -1;
-    std::map<UInt32, int> keyFingers_;  ///< the softkey under each finger that presses one
-    int pressed_ = 0;                   ///< a softkey held down, drawn bright; 0 if none
-    int width_ = 0;
-    int height_ = 0;
-    double scale_ = 1;
+    Phone known;
+    std::unique_ptr<App> homeScreen;
+    std::unique_ptr<App> opened;
+    int inFront = -1;
+    std::map<UInt32, int> keyFingers;  ///< the softkey under each finger that presses one
+    int pressed = 0;                   ///< a softkey held down, drawn bright; 0 if none
+    Size extent;
+    double scale = 1;
     /** Another app is in front than the backdrop shows. Drawn when a picture is due and no sooner:
      * apps may change faster than anybody looks. */
-    bool isStale_ = false;
+    bool isStale = false;
     /** What the backdrop was drawn for. */
-    bool isNightDrawn_ = true;
-    std::string languageDrawn_;
-    Picture backdrop_;
-    Picture picture_;
+    bool isNightDrawn = true;
+    std::string languageDrawn;
+    Picture backdrop;
+    Picture drawn;
 };
 
 }  // namespace quarlo::phone

@@ -29,7 +29,7 @@ Phrase topicOf(int number) {
 }  // namespace
 
 std::string ScrollList::title() const {
-    return titleOf(id_, phone());
+    return titleOf(name, phone());
 }
 
 double ScrollList::rowHeight(const Box& box) const {
@@ -51,7 +51,7 @@ void ScrollList::drawBackdrop(Canvas& canvas, const Box& box) {
 void ScrollList::draw(Canvas& canvas, const Box& box, const Moment&) {
     const Theme theme = themeOf(phone());
     const double height = rowHeight(box);
-    const auto status = phone().status.find(id_);
+    const auto status = phone().status.find(name);
     const std::string line =
         status != phone().status.end() ? status->second
         : phone().isMoving
@@ -64,50 +64,50 @@ void ScrollList::draw(Canvas& canvas, const Box& box, const Moment&) {
     const Box list = listBox(box);
     cairo_save(canvas.cairo());
     canvas.clipRounded(list, 0);
-    for (std::size_t i = 0; i < rows_.size(); ++i) {
-        const Box row{list.x + height * 0.2, list.y + height * static_cast<double>(i) - offset_,
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const Box row{list.x + height * 0.2, list.y + height * static_cast<double>(i) - scrolled,
                       list.width - height * 0.4, height * 0.92};
         if (row.bottom() < list.y || row.y > list.bottom()) continue;
         canvas.fillRounded(row, height * 0.12, theme.card);
         const double left = row.x + height * 0.3;
         const double width = row.width - height * 0.6;
-        canvas.text({left, row.y + height * 0.1, width, height * 0.42}, rows_[i].title.in(phone()),
-                    {height * 0.3, theme.text, Weight::Bold});
-        canvas.text({left, row.y + height * 0.5, width, height * 0.34}, rows_[i].detail.in(phone()),
-                    {height * 0.22, theme.soft});
+        canvas.text({left, row.y + height * 0.1, width, height * 0.42},
+                    entries[i].title.in(phone()), {height * 0.3, theme.text, Weight::Bold});
+        canvas.text({left, row.y + height * 0.5, width, height * 0.34},
+                    entries[i].detail.in(phone()), {height * 0.22, theme.soft});
     }
     cairo_restore(canvas.cairo());
 }
 
 void ScrollList::scrollTo(double offset, const Box& box) {
-    const double most = rowHeight(box) * static_cast<double>(rows_.size()) - listBox(box).height;
-    offset_ = std::clamp(offset, 0.0, std::max(0.0, most));
+    const double most = rowHeight(box) * static_cast<double>(entries.size()) - listBox(box).height;
+    scrolled = std::clamp(offset, 0.0, std::max(0.0, most));
 }
 
 void ScrollList::tap(double y, const Box& box) {
-    const double place = (y - listBox(box).y + offset_) / rowHeight(box);
-    if (y < listBox(box).y || place < 0 || place >= static_cast<double>(rows_.size())) return;
-    const Row& row = rows_[static_cast<std::size_t>(place)];
+    const double place = (y - listBox(box).y + scrolled) / rowHeight(box);
+    if (y < listBox(box).y || place < 0 || place >= static_cast<double>(entries.size())) return;
+    const Row& row = entries[static_cast<std::size_t>(place)];
     if (row.wish) phone().ask(*row.wish, row.which);
 }
 
 void ScrollList::touch(const Touch& touch, const Box& box) {
-    if (touch.type == eTOUCHTYPE_Down && !finger_) {
-        finger_ = touch.finger;
-        startY_ = touch.y;
-        startOffset_ = offset_;
-        hasScrolled_ = false;
+    if (touch.type == eTOUCHTYPE_Down && !finger) {
+        finger = touch.finger;
+        startY = touch.y;
+        startOffset = scrolled;
+        hasScrolled = false;
     }
-    if (finger_ != touch.finger) return;
-    const double moved = startY_ - touch.y;
-    hasScrolled_ = hasScrolled_ || std::abs(moved) > rowHeight(box) * tapSlack;
-    if (hasScrolled_ && !phone().isMoving) scrollTo(startOffset_ + moved, box);
-    if (touch.type == eTOUCHTYPE_Up && !hasScrolled_) tap(touch.y, box);
-    if (touch.type == eTOUCHTYPE_Up || touch.type == eTOUCHTYPE_Cancelled) finger_.reset();
+    if (finger != touch.finger) return;
+    const double moved = startY - touch.y;
+    hasScrolled = hasScrolled || std::abs(moved) > rowHeight(box) * tapSlack;
+    if (hasScrolled && !phone().isMoving) scrollTo(startOffset + moved, box);
+    if (touch.type == eTOUCHTYPE_Up && !hasScrolled) tap(touch.y, box);
+    if (touch.type == eTOUCHTYPE_Up || touch.type == eTOUCHTYPE_Cancelled) finger.reset();
 }
 
 void ScrollList::key(Softkey key) {
-    if (key == eSOFTKEY_Search) offset_ = 0;
+    if (key == eSOFTKEY_Search) scrolled = 0;
 }
 
 std::unique_ptr<App> makeListApp() {

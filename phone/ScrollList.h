@@ -3,8 +3,8 @@
  * An app that is a list of rows under a line of status: rows move with a finger, and a tap on one
  * asks the phone for something. Session thread.
  */
-#ifndef QUARLO_PHONE_SCROLLLIST_H
-#define QUARLO_PHONE_SCROLLLIST_H
+#ifndef PHONE_SCROLLLIST_H
+#define PHONE_SCROLLLIST_H
 
 #include <optional>
 #include <vector>
@@ -22,7 +22,7 @@ struct Row {
 
 class ScrollList : public App {
   public:
-    ScrollList(const char* id, std::vector<Row> rows) : id_(id), rows_(std::move(rows)) {}
+    ScrollList(const char* id, std::vector<Row> rows) : name(id), entries(std::move(rows)) {}
 
     std::string title() const override;
     void drawBackdrop(Canvas& canvas, const Box& box) override;
@@ -36,13 +36,13 @@ class ScrollList : public App {
     void scrollTo(double offset, const Box& box);
     void tap(double y, const Box& box);
 
-    const char* id_;
-    std::vector<Row> rows_;
-    double offset_ = 0;
-    std::optional<UInt32> finger_;
-    double startY_ = 0;
-    double startOffset_ = 0;
-    bool hasScrolled_ = false;
+    const char* name;
+    std::vector<Row> entries;
+    double scrolled = 0;
+    std::optional<UInt32> finger;
+    double startY = 0;
+    double startOffset = 0;
+    bool hasScrolled = false;
 };
 
 }  // namespace quarlo::phone

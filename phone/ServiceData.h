@@ -2,8 +2,8 @@
  * @file
  * The people and places that the phone knows, and what it can send of its own. Constant.
  */
-#ifndef QUARLO_PHONE_SERVICEDATA_H
-#define QUARLO_PHONE_SERVICEDATA_H
+#ifndef PHONE_SERVICEDATA_H
+#define PHONE_SERVICEDATA_H
 
 #include <array>
 

@@ -27,7 +27,7 @@ void setAddress(qrPlacemark& mark, const Place& place) {
 
 class Services : public Feature {
   public:
-    explicit Services(Session& session) : session_(session) {
+    explicit Services(Session& owner) : session(owner) {
         session.onWish(Wish::Dial, [this](int which) { dial(which); });
         session.onWish(Wish::HangUp, [this](int) { report(eSERVERDATATYPE_PhoneCall, 0); });
         session.onWish(Wish::Navigate, [this](int which) { navigate(which); });
@@ -44,40 +44,40 @@ class Services : public Feature {
     }
 
     void begin(TimePoint) override {
-        front_ = session_.screen().front();
+        front = session.screen().front();
         report(eSERVERDATATYPE_PTTAvailable, eFLAG_TRUE);
         reportLauncher();
     }
 
     void tick(TimePoint) override {
-        if (front_ != session_.screen().front()) {
-            front_ = session_.screen().front();
+        if (front != session.screen().front()) {
+            front = session.screen().front();
             report(eSERVERDATATYPE_Transition, eFLAG_TRUE);
             reportLauncher();
             report(eSERVERDATATYPE_Transition, eFLAG_FALSE);
         }
-        if (isInactive_ == session_.screen().isBlocked()) return;
-        isInactive_ = !isInactive_;
-        report(eSERVERDATATYPE_Inactive, isInactive_ ? eFLAG_TRUE : eFLAG_FALSE);
+        if (isInactive == session.screen().isBlocked()) return;
+        isInactive = !isInactive;
+        report(eSERVERDATATYPE_Inactive, isInactive ? eFLAG_TRUE : eFLAG_FALSE);
     }
 
   private:
-    void say(const char* app, const std::string& text) { session_.phone().status[app] = text; }
+    void say(const char* app, const std::string& text) { session.phone().status[app] = text; }
 
     void report(ServerDataType type, UInt8 value) {
-        session_.send<packetServerState>([&](auto& state) {
+        session.send<packetServerState>([&](auto& state) {
             state.DataType = type;
             state.Value = value;
         });
     }
     void reportLauncher() {
         report(eSERVERDATATYPE_LauncherAppState,
-               front_ < 0 ? eLAUNCHERSTATE_VisibleFirst : eLAUNCHERSTATE_NotVisible);
+               front < 0 ? eLAUNCHERSTATE_VisibleFirst : eLAUNCHERSTATE_NotVisible);
     }
 
     void dial(int which) {
         const Contact& contact = contacts.at(static_cast<std::size_t>(which));
-        session_.send<packetInitiatePhoneCall>([&](auto& call) {
+        session.send<packetInitiatePhoneCall>([&](auto& call) {
             setText(*call.DisplayName, contact.name);
             setText(*call.Number, contact.number);
         });
@@ -95,7 +95,7 @@ class Services : public Feature {
         const Place& place = places.at(static_cast<std::size_t>(which));
         const bool hasPosition = place.latitude != 0;
         const bool hasAddress = *place.city != '\0';
-        session_.send<packetNavigateTo>([&](auto& goal) {
+        session.send<packetNavigateTo>([&](auto& goal) {
             setText(*goal.DisplayName, place.name);
             setDegrees(goal.Position->Latitude, place.latitude);
             setDegrees(goal.Position->Longitude, place.longitude);
@@ -109,13 +109,13 @@ class Services : public Feature {
 
     void speak(int which) {
         const auto request = static_cast<VoiceRequest>(which);
-        session_.send<packetServerVoiceSessionRequest>([&](auto& ask) { ask.Type = request; });
+        session.send<packetServerVoiceSessionRequest>([&](auto& ask) { ask.Type = request; });
         say("voice", std::string("Asked: ") + _quarlo_getVoiceRequestName(request));
     }
 
-    Session& session_;
-    int front_ = -1;
-    bool isInactive_ = false;
+    Session& session;
+    int front = -1;
+    bool isInactive = false;
 };
 
 }  // namespace

@@ -36,141 +36,142 @@ void setText(qrString& string, const std::string& text) {
 }
 
 Session::Session(Stream& stream, Screen& screen, const Options& options, const Log& log)
-    : stream_(stream),
-      screen_(screen),
-      options_(options),
-      log_(log),
-      features_(makeFeatures(*this)) {
+    : connection(stream),
+      shown(screen),
+      given(options),
+      output(log),
+      features(makeFeatures(*this)) {
     // What another head unit said about its car does not hold for this one.
-    screen_.phone() = Phone{};
+    shown.phone() = Phone{};
 }
 
 Session::~Session() = default;
 
 bool Session::step(TimePoint now) {
-    now_ = now;
-    if (!wantsOutput()) lastProgress_ = now;
+    roundTime = now;
+    if (!wantsOutput()) lastProgress = now;
     if (wantsInput()) receive();
     handlePackets();
-    if (isRunning_ && !isMuted_ && !isClosing_ && now >= beginAt_) {
+    if (hasRun && !isMuted && !isClosing && now >= beginAt) {
         begin();
         grantWishes();
-        for (const auto& feature : features_) feature->tick(now);
+        for (const auto& feature : features) feature->tick(now);
     }
     transmit();
-    if (isClosing_ && !wantsOutput()) isOver_ = true;
-    return !isOver_;
+    if (isClosing && !wantsOutput()) isOver = true;
+    return !isOver;
 }
 
 void Session::begin() {
-    if (hasBegun_) return;
-    hasBegun_ = true;
-    for (const auto& feature : features_) feature->begin(now_);
+    if (hasBegun) return;
+    hasBegun = true;
+    for (const auto& feature : features) feature->begin(roundTime);
 }
 
 void Session::grantWishes() {
-    auto wishes = std::move(screen_.phone().wishes);
-    screen_.phone().wishes.clear();
+    auto wishes = std::move(shown.phone().wishes);
+    shown.phone().wishes.clear();
     for (const auto& [wish, which] : wishes) {
-        const auto found = wishHandlers_.find(wish);
-        if (found != wishHandlers_.end()) found->second(which);
+        const auto found = wishHandlers.find(wish);
+        if (found != wishHandlers.end()) found->second(which);
     }
 }
 
 bool Session::hasRoom() const {
-    return out_.size() - sentUpTo_ < mostQueued;
+    return outgoing.size() - sentUpTo < mostQueued;
 }
 
 TimePoint Session::nextWake() const {
-    TimePoint wake = wantsOutput() ? lastProgress_ + patience : TimePoint::max();
-    if (!isRunning_ || isMuted_) return wake;
-    if (!hasBegun_) return std::min(wake, beginAt_);
-    for (const auto& feature : features_) wake = std::min(wake, feature->nextWake());
+    TimePoint wake = wantsOutput() ? lastProgress + patience : TimePoint::max();
+    if (!hasRun || isMuted) return wake;
+    if (!hasBegun) return std::min(wake, beginAt);
+    for (const auto& feature : features) wake = std::min(wake, feature->nextWake());
     return wake;
 }
 
 void Session::receive() {
-    const std::size_t held = in_.size();
-    in_.resize(held + readPiece);
-    const long count = stream_.read({in_.data() + held, readPiece});
-    in_.resize(held + static_cast<std::size_t>(std::max(count, 0L)));
+    const std::size_t held = incoming.size();
+    incoming.resize(held + readPiece);
+    const long count = connection.read({incoming.data() + held, readPiece});
+    incoming.resize(held + static_cast<std::size_t>(std::max(count, 0L)));
     if (count < 0) end("the head unit closed the connection");
 }
 
 void Session::handlePackets() {
     std::size_t at = 0;
-    while (!isClosing_ && in_.size() - at >= wire::headerSize) {
-        void* position = in_.data() + at + sizeOf_EventType() + sizeOf_UInt32();
+    while (!isClosing && incoming.size() - at >= wire::headerSize) {
+        void* position = incoming.data() + at + sizeOf_EventType() + sizeOf_UInt32();
         const std::size_t size = wire::headerSize + std::size_t{readFromBuffer_UInt32(&position)};
         if (size > largestPacketTaken) {
             end("the head unit announced a packet of " + std::to_string(size) + " bytes");
             break;
         }
-        if (in_.size() - at < size) break;
-        handle({in_.data() + at, size});
+        if (incoming.size() - at < size) break;
+        handle({incoming.data() + at, size});
         at += size;
     }
-    in_.erase(in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(at));
+    incoming.erase(incoming.begin(), incoming.begin() + static_cast<std::ptrdiff_t>(at));
 }
 
 void Session::handle(Bytes packet) {
-    if (log_.isVerbose()) log_.detail("RECV", "<- " + describePacket(packet));
-    if (isMuted_) return;
-    const auto found = handlers_.find(static_cast<EventType>(packet[0]));
-    if (found == handlers_.end()) return;
+    if (output.isVerbose()) output.detail("RECV", "<- " + describePacket(packet));
+    if (isMuted) return;
+    const auto found = handlers.find(static_cast<EventType>(packet[0]));
+    if (found == handlers.end()) return;
     for (const auto& handler : found->second) {
         if (!handler(packet)) note("ignored a malformed packet: " + describePacket(packet));
     }
 }
 
 bool Session::sendDirect(const std::function<bool(std::vector<std::uint8_t>&)>& append) {
-    if (isMuted_ || isClosing_ || isOver_) return false;
-    const std::size_t from = out_.size();
-    if (!append(out_)) return false;
-    if (log_.isVerbose()) log_.detail("SEND", "-> " + describePacket(Bytes(out_).subspan(from)));
+    if (isMuted || isClosing || isOver) return false;
+    const std::size_t from = outgoing.size();
+    if (!append(outgoing)) return false;
+    if (output.isVerbose())
+        output.detail("SEND", "-> " + describePacket(Bytes(outgoing).subspan(from)));
     return true;
 }
 
 void Session::transmit() {
-    while (!isOver_ && wantsOutput()) {
-        const long count = stream_.write(Bytes(out_).subspan(sentUpTo_));
+    while (!isOver && wantsOutput()) {
+        const long count = connection.write(Bytes(outgoing).subspan(sentUpTo));
         if (count < 0) return end("the head unit vanished");
         if (count == 0) break;
-        sentUpTo_ += static_cast<std::size_t>(count);
-        lastProgress_ = now_;
+        sentUpTo += static_cast<std::size_t>(count);
+        lastProgress = roundTime;
     }
     if (!wantsOutput()) {
-        out_.clear();
-        sentUpTo_ = 0;
-    } else if (now_ - lastProgress_ >= patience) {
+        outgoing.clear();
+        sentUpTo = 0;
+    } else if (roundTime - lastProgress >= patience) {
         end("the head unit has stopped reading");
     }
 }
 
 bool Session::arriveAt(Stage stage) {
-    if (options_.dropAt == stage) endAfterSending("dropping the connection as told");
-    if (options_.stallAt == stage && !isMuted_) {
+    if (given.dropAt == stage) endAfterSending("dropping the connection as told");
+    if (given.stallAt == stage && !isMuted) {
         note("falling silent as told");
-        isMuted_ = true;
+        isMuted = true;
     }
-    return !isMuted_ && !isClosing_;
+    return !isMuted && !isClosing;
 }
 
 void Session::run() {
-    isRunning_ = true;
-    note("handshake completed with " + printable(headUnit_.name) + ", " +
-         std::to_string(headUnit_.width) + "x" + std::to_string(headUnit_.height));
-    beginAt_ = now_ + settling;
+    hasRun = true;
+    note("handshake completed with " + printable(unit.name) + ", " + std::to_string(unit.width) +
+         "x" + std::to_string(unit.height));
+    beginAt = roundTime + settling;
 }
 
 void Session::endAfterSending(const std::string& reason) {
-    if (!isClosing_) note(reason);
-    isClosing_ = true;
+    if (!isClosing) note(reason);
+    isClosing = true;
 }
 
 void Session::end(const std::string& reason) {
-    if (!isOver_) note(reason);
-    isOver_ = true;
+    if (!isOver) note(reason);
+    isOver = true;
 }
 
 }  // namespace quarlo::phone

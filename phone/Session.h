@@ -4,8 +4,8 @@
  * that registered for them and sends what these have to say. Everything runs on the thread that
  * calls `step`.
  */
-#ifndef QUARLO_PHONE_SESSION_H
-#define QUARLO_PHONE_SESSION_H
+#ifndef PHONE_SESSION_H
+#define PHONE_SESSION_H
 
 #include <functional>
 #include <map>
@@ -42,22 +42,22 @@ class Session {
 
     /** One round: receive, handle, act, send. False when the session is over. */
     bool step(TimePoint now);
-    bool wantsInput() const { return !isOver_ && !isClosing_ && hasRoom(); }
-    bool wantsOutput() const { return sentUpTo_ < out_.size(); }
+    bool wantsInput() const { return !isOver && !isClosing && hasRoom(); }
+    bool wantsOutput() const { return sentUpTo < outgoing.size(); }
     TimePoint nextWake() const;
     /** The handshake was completed. */
-    bool isRunning() const { return isRunning_; }
+    bool isRunning() const { return hasRun; }
 
     // For the features.
-    const Options& options() const { return options_; }
-    void note(const std::string& text) const { log_.line("UNIT", text); }
-    Screen& screen() { return screen_; }
-    HeadUnit& headUnit() { return headUnit_; }
-    TimePoint now() const { return now_; }
+    const Options& options() const { return given; }
+    void note(const std::string& text) const { output.line("UNIT", text); }
+    Screen& screen() { return shown; }
+    HeadUnit& headUnit() { return unit; }
+    TimePoint now() const { return roundTime; }
 
     /** What ServerInit says the phone can do; features add their flags when they are made. */
-    ServerCapabilities capabilities() const { return capabilities_; }
-    void addCapability(ServerCapabilities flag) { capabilities_ |= flag; }
+    ServerCapabilities capabilities() const { return offered; }
+    void addCapability(ServerCapabilities flag) { offered |= flag; }
 
     /** Little enough is queued for more to be added. */
     bool hasRoom() const;
@@ -67,9 +67,9 @@ class Session {
     void on(Handler handler);
     /** Calls `handler` when the user asks for this in an app. */
     void onWish(Wish wish, std::function<void(int)> handler) {
-        wishHandlers_[wish] = std::move(handler);
+        wishHandlers[wish] = std::move(handler);
     }
-    Phone& phone() { return screen_.phone(); }
+    Phone& phone() { return shown.phone(); }
     /** Creates a packet, lets `fill` set its fields and queues it. */
     template <class P, class Fill>
     void send(Fill fill);
@@ -77,7 +77,7 @@ class Session {
      */
     bool sendDirect(const std::function<bool(std::vector<std::uint8_t>&)>& append);
 
-    bool refuses(Refusal refusal) const { return options_.refusals.count(refusal) != 0; }
+    bool refuses(Refusal refusal) const { return given.refusals.count(refusal) != 0; }
     /** False if this is where the session was told to stall or end: the caller then goes no
      * further. */
     bool arriveAt(Stage stage);
@@ -97,26 +97,26 @@ class Session {
     void transmit();
     void end(const std::string& reason);
 
-    Stream& stream_;
-    Screen& screen_;
-    const Options& options_;
-    const Log& log_;
-    HeadUnit headUnit_;
-    ServerCapabilities capabilities_ = eSERVERCAPABILITIES_None;
-    std::map<EventType, std::vector<std::function<bool(Bytes)>>> handlers_;
-    std::map<Wish, std::function<void(int)>> wishHandlers_;
-    std::vector<std::unique_ptr<Feature>> features_;
-    std::vector<std::uint8_t> in_;
-    std::vector<std::uint8_t> out_;
-    std::size_t sentUpTo_ = 0;
-    TimePoint now_{};
-    TimePoint lastProgress_{};
-    bool isRunning_ = false;
-    TimePoint beginAt_ = TimePoint::max();
-    bool hasBegun_ = false;
-    bool isMuted_ = false;    ///< told to stall: hears everything, says nothing
-    bool isClosing_ = false;  ///< ends as soon as everything queued is sent
-    bool isOver_ = false;
+    Stream& connection;
+    Screen& shown;
+    const Options& given;
+    const Log& output;
+    HeadUnit unit;
+    ServerCapabilities offered = eSERVERCAPABILITIES_None;
+    std::map<EventType, std::vector<std::function<bool(Bytes)>>> handlers;
+    std::map<Wish, std::function<void(int)>> wishHandlers;
+    std::vector<std::unique_ptr<Feature>> features;
+    std::vector<std::uint8_t> incoming;
+    std::vector<std::uint8_t> outgoing;
+    std::size_t sentUpTo = 0;
+    TimePoint roundTime{};
+    TimePoint lastProgress{};
+    bool hasRun = false;
+    TimePoint beginAt = TimePoint::max();
+    bool hasBegun = false;
+    bool isMuted = false;    ///< told to stall: hears everything, says nothing
+    bool isClosing = false;  ///< ends as soon as everything queued is sent
+    bool isOver = false;
 };
 
 /** Whether the phone draws screens of this size. */
@@ -130,7 +130,7 @@ void setText(qrString& string, const std::string& text);
 
 template <class P, class Handler>
 void Session::on(Handler handler) {
-    handlers_[wire::Layout<P>::event].push_back([handler](Bytes bytes) {
+    handlers[wire::Layout<P>::event].push_back([handler](Bytes bytes) {
         wire::Bounded input{bytes.data(), bytes.data() + bytes.size()};
         wire::Heap heap;
         const std::unique_ptr<P, void (*)(P*)> packet(wire::decodePacket<P>(input, heap),

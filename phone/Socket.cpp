@@ -68,29 +68,29 @@ void removeStale(const std::string& path, const sockaddr_un& address) {
 }  // namespace
 
 long SocketStream::read(std::span<std::uint8_t> room) {
-    const ssize_t count = recv(socket_.get(), room.data(), room.size(), 0);
+    const ssize_t count = recv(descriptor.get(), room.data(), room.size(), 0);
     if (count > 0) return static_cast<long>(count);
     return count < 0 && isTransient(errno) ? 0 : -1;
 }
 
 long SocketStream::write(std::span<const std::uint8_t> bytes) {
-    const ssize_t count = send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    const ssize_t count = send(descriptor.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (count >= 0) return static_cast<long>(count);
     return isTransient(errno) ? 0 : -1;
 }
 
 void SocketStream::wait(bool forRead, bool forWrite, int milliseconds) {
     const int events = (forRead ? POLLIN : 0) | (forWrite ? POLLOUT : 0);
-    waitFor(socket_.get(), static_cast<short>(events), milliseconds);
+    waitFor(descriptor.get(), static_cast<short>(events), milliseconds);
 }
 
 void SocketStream::finish() {
-    shutdown(socket_.get(), SHUT_WR);
+    shutdown(descriptor.get(), SHUT_WR);
     // Closing with unread bytes would reset the connection and take what is still under way with
     // it.
     std::array<std::uint8_t, 4096> rest;
     for (int left = finishMilliseconds; left > 0; left -= 10) {
-        if (!waitFor(socket_.get(), POLLIN, 10)) continue;
+        if (!waitFor(descriptor.get(), POLLIN, 10)) continue;
         if (read(rest) < 0) return;
     }
 }
@@ -122,17 +122,17 @@ Listener Listener::unixSocket(const std::string& path) {
     if (bind(fd.get(), name, sizeof address) != 0 || listen(fd.get(), 4) != 0)
         fail("cannot listen on " + path);
     Listener listener(std::move(fd), path, 0);
-    listener.path_ = path;
+    listener.ownPath = path;
     return listener;
 }
 
 Listener::~Listener() {
-    if (socket_.isOpen() && !path_.empty()) unlink(path_.c_str());
+    if (descriptor.isOpen() && !ownPath.empty()) unlink(ownPath.c_str());
 }
 
 std::unique_ptr<SocketStream> Listener::accept(int milliseconds) {
-    if (!waitFor(socket_.get(), POLLIN, milliseconds)) return nullptr;
-    Descriptor fd(accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    if (!waitFor(descriptor.get(), POLLIN, milliseconds)) return nullptr;
+    Descriptor fd(accept4(descriptor.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!fd.isOpen()) return nullptr;
     const int on = 1;
     setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);

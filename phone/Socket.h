@@ -3,8 +3,8 @@
  * Sockets: a listener on TCP or a Unix socket, and the stream of an accepted connection. One
  * thread.
  */
-#ifndef QUARLO_PHONE_SOCKET_H
-#define QUARLO_PHONE_SOCKET_H
+#ifndef PHONE_SOCKET_H
+#define PHONE_SOCKET_H
 
 #include <memory>
 #include <string>
@@ -17,7 +17,7 @@ namespace quarlo::phone {
 
 class SocketStream : public Stream {
   public:
-    explicit SocketStream(Descriptor socket) : socket_(std::move(socket)) {}
+    explicit SocketStream(Descriptor socket) : descriptor(std::move(socket)) {}
     long read(std::span<std::uint8_t> room) override;
     long write(std::span<const std::uint8_t> bytes) override;
     /**
@@ -29,7 +29,7 @@ class SocketStream : public Stream {
     void finish();
 
   private:
-    Descriptor socket_;
+    Descriptor descriptor;
 };
 
 class Listener {
@@ -43,17 +43,17 @@ class Listener {
     /** The next connection; null if none came in this time, or when a signal arrived. */
     std::unique_ptr<SocketStream> accept(int milliseconds);
     /** 0 for a Unix socket. */
-    unsigned port() const { return port_; }
-    const std::string& address() const { return address_; }
+    unsigned port() const { return boundPort; }
+    const std::string& address() const { return shown; }
 
   private:
     Listener(Descriptor socket, std::string address, unsigned port)
-        : socket_(std::move(socket)), address_(std::move(address)), port_(port) {}
+        : descriptor(std::move(socket)), shown(std::move(address)), boundPort(port) {}
 
-    Descriptor socket_;
-    std::string address_;
-    unsigned port_;
-    std::string path_;
+    Descriptor descriptor;
+    std::string shown;
+    unsigned boundPort;
+    std::string ownPath;
 };
 
 }  // namespace quarlo::phone

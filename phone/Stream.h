@@ -2,8 +2,8 @@
  * @file
  * The byte stream between the phone and one head unit. Never blocks; used by one thread.
  */
-#ifndef QUARLO_PHONE_STREAM_H
-#define QUARLO_PHONE_STREAM_H
+#ifndef PHONE_STREAM_H
+#define PHONE_STREAM_H
 
 #include <cstdint>
 #include <span>

@@ -54,7 +54,7 @@ std::optional<Coordinates> positionOf(const std::string& sentence) {
 
 class Vehicle : public Feature {
   public:
-    explicit Vehicle(Session& session) : session_(session) {
+    explicit Vehicle(Session& owner) : session(owner) {
         session.on<packetClientState>([this](const auto& packet) { onState(packet); });
         session.on<packetPositionInformation>([this](const auto& packet) { onPosition(packet); });
         session.on<packetSetBlockMode>([this](const auto& packet) { onBlockMode(packet); });
@@ -63,25 +63,25 @@ class Vehicle : public Feature {
     }
 
     void tick(TimePoint) override {
-        if (session_.screen().isBlocked() != wasBlocked_) reportBlock();
-        const bool isOpen = session_.screen().front() == findApp("vehicle");
-        if (isOpen != isFiltering_) filter(isOpen);
+        if (session.screen().isBlocked() != wasBlocked) reportBlock();
+        const bool isOpen = session.screen().front() == findApp("vehicle");
+        if (isOpen != isFiltering) filter(isOpen);
     }
 
   private:
     void onState(const packetClientState& packet) {
-        if (!session_.isRunning()) return;
+        if (!session.isRunning()) return;
         if (packet.DataType == eCLIENTDATATYPE_Movement)
-            session_.phone().isMoving = packet.Value == eFLAG_TRUE;
+            session.phone().isMoving = packet.Value == eFLAG_TRUE;
         if (packet.DataType == eCLIENTDATATYPE_DayNightMode)
-            session_.phone().isNight = packet.Value == eFLAG_TRUE;
+            session.phone().isNight = packet.Value == eFLAG_TRUE;
     }
 
     void onPosition(const packetPositionInformation& packet) {
-        if (!session_.isRunning()) return;
+        if (!session.isRunning()) return;
         const std::string sentence = textOf(packet.NMEA);
-        session_.phone().sentence = printable(sentence.substr(0, longestValue));
-        if (const auto position = positionOf(sentence)) session_.phone().position = position;
+        session.phone().sentence = printable(sentence.substr(0, longestValue));
+        if (const auto position = positionOf(sentence)) session.phone().position = position;
     }
 
     void onSettings(const packetClientSettings& packet) {
@@ -89,55 +89,55 @@ class Vehicle : public Feature {
         for (const UInt8 letter : packet.arrLanguage) {
             if (letter == 0 || letter == ' ') break;
             if ((letter | 0x20) < 'a' || (letter | 0x20) > 'z')
-                return session_.note("ignored a language that is none");
+                return session.note("ignored a language that is none");
             code += static_cast<char>(letter | 0x20);
         }
-        if (code.size() >= 2) session_.phone().language = code;
+        if (code.size() >= 2) session.phone().language = code;
     }
 
     void onBlockMode(const packetSetBlockMode& packet) {
-        if (!session_.isRunning()) return;
+        if (!session.isRunning()) return;
         if (packet.ModeToSet < eBLOCKMODE_AllowAll || packet.ModeToSet > eBLOCKMODE_UseWhitelist)
-            return session_.note("ignored an unknown block mode");
-        session_.phone().block = packet.ModeToSet;
+            return session.note("ignored an unknown block mode");
+        session.phone().block = packet.ModeToSet;
         reportBlock();
-        session_.send<packetBlockHealth>([](auto& health) { health.AppIsHealthy = eFLAG_TRUE; });
+        session.send<packetBlockHealth>([](auto& health) { health.AppIsHealthy = eFLAG_TRUE; });
     }
 
     void reportBlock() {
-        wasBlocked_ = session_.screen().isBlocked();
-        session_.send<packetBlockStatus>(
-            [&](auto& status) { status.BlockIsActive = wasBlocked_ ? eFLAG_TRUE : eFLAG_FALSE; });
+        wasBlocked = session.screen().isBlocked();
+        session.send<packetBlockStatus>(
+            [&](auto& status) { status.BlockIsActive = wasBlocked ? eFLAG_TRUE : eFLAG_FALSE; });
     }
 
     void filter(bool isOn) {
-        isFiltering_ = isOn;
-        session_.phone().vehicle.clear();
-        session_.send<packetSetVehicleDataFilter>([&](auto& filter) {
+        isFiltering = isOn;
+        session.phone().vehicle.clear();
+        session.send<packetSetVehicleDataFilter>([&](auto& filter) {
             if (!isOn) return;
             filter.pKeys = wire::Heap::make<UInt32>(vehicleKeys.size());
             if (filter.pKeys == nullptr) return;
             for (const VehicleKey& key : vehicleKeys) filter.pKeys[filter.Length++] = key.key;
         });
-        if (!isOn || isBlacklistSent_) return;
-        isBlacklistSent_ = true;
-        session_.send<packetBlacklistUrgentVehicleData>(
+        if (!isOn || isBlacklistSent) return;
+        isBlacklistSent = true;
+        session.send<packetBlacklistUrgentVehicleData>(
             [](auto& blacklist) { blacklist.Key = unwantedKey; });
     }
 
     void onValue(const packetVehicleData& packet) {
         const auto isKey = [&](const VehicleKey& key) { return key.key == packet.Key; };
         const bool isWanted = std::any_of(vehicleKeys.begin(), vehicleKeys.end(), isKey);
-        if (!isFiltering_ || !isWanted)
-            return session_.note("ignored a vehicle value that was not asked for");
-        session_.phone().vehicle[packet.Key] =
+        if (!isFiltering || !isWanted)
+            return session.note("ignored a vehicle value that was not asked for");
+        session.phone().vehicle[packet.Key] =
             printable(textOf(packet.JSONValue).substr(0, longestValue));
     }
 
-    Session& session_;
-    bool wasBlocked_ = false;
-    bool isFiltering_ = false;
-    bool isBlacklistSent_ = false;
+    Session& session;
+    bool wasBlocked = false;
+    bool isFiltering = false;
+    bool isBlacklistSent = false;
 };
 
 }  // namespace

@@ -2,8 +2,8 @@
  * @file
  * The vehicle values that the dashboard shows and asks the head unit for. Constant.
  */
-#ifndef QUARLO_PHONE_VEHICLEAPP_H
-#define QUARLO_PHONE_VEHICLEAPP_H
+#ifndef PHONE_VEHICLEAPP_H
+#define PHONE_VEHICLEAPP_H
 
 #include "Apps.h"
 

@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "Mailbox.h"
-#include "Screen.h"
+#include "MirroredScreen.h"
 
 namespace quarlo::headunit {
 namespace {
@@ -148,7 +148,7 @@ TEST(Compositor, RefusesWhatDoesNotFit) {
 }
 
 TEST(Screen, TellsWhatIsMissingInAnUpdate) {
-    Screen screen({4, 3}, rgb, 2);
+    MirroredScreen screen({4, 3}, rgb, 2);
     const Bytes bytes = places(4, 3);
 
     screen.begin(1);
@@ -217,7 +217,7 @@ TEST(Screen, DecodesRawRectangles) {
         {{area, 0, 100, rgb, none, plain}, "is to be made smaller"},
     };
     for (const Case& one : cases) {
-        Screen screen({4, 4}, PixelLayout{}, 1);
+        MirroredScreen screen({4, 4}, PixelLayout{}, 1);
         screen.begin(1);
         EXPECT_EQ(screen.drawRaw(0, one.rectangle), one.remark);
         Update update = screen.end();

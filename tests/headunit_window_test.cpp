@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 #include "FakeUnit.h"
-#include "Window.h"
+#include "MirrorWindow.h"
 
 namespace quarlo::headunit {
 namespace {
@@ -20,7 +20,7 @@ class WindowTest : public testing::Test {
         setenv("SDL_VIDEODRIVER", "dummy", 1);
         options.size = frame;
         std::string problem;
-        window = Window::open(options, log, board, problem);
+        window = MirrorWindow::open(options, log, board, problem);
         if (window == nullptr) std::abort();
         begin();
         board.show(Picture(frame));
@@ -75,8 +75,8 @@ class WindowTest : public testing::Test {
     Options options;
     Log log{LogLevel::Quiet};
     Mailbox mailbox;
-    Board board{Window::wake};
-    std::unique_ptr<Window> window;
+    Board board{MirrorWindow::wake};
+    std::unique_ptr<MirrorWindow> window;
 };
 
 // The window is 940 wide: the panel takes 300.

@@ -3,8 +3,8 @@
  * A window with the phone's own screen, which takes the mouse and fingers as the phone's own
  * touches. Lives on the session's thread.
  */
-#ifndef QUARLO_PHONE_WINDOW_H
-#define QUARLO_PHONE_WINDOW_H
+#ifndef PHONE_PHONEWINDOW_H
+#define PHONE_PHONEWINDOW_H
 
 #include <chrono>
 #include <cstdint>
@@ -15,10 +15,10 @@
 
 namespace quarlo::phone {
 
-class Window {
+class PhoneWindow {
   public:
     /** Throws std::runtime_error with a text for the user if there cannot be a window. */
-    Window(const std::string& title, Screen& screen);
+    PhoneWindow(const std::string& title, Screen& screen);
 
     /**
      * Does what the user did, and shows the screen; to be called every few hundredths of a second.
@@ -36,12 +36,12 @@ class Window {
     display::Rect pictureArea() const;
     void draw(bool isMirrored);
 
-    Screen& screen_;
-    std::unique_ptr<display::SdlWindow> window_;
-    display::Texture texture_;
-    display::Fingers fingers_;
-    bool isClosed_ = false;
-    Clock::time_point drawAt_{};
+    Screen& phoneScreen;
+    std::unique_ptr<display::SdlWindow> window;
+    display::Texture texture;
+    display::Fingers fingers;
+    bool isClosed = false;
+    Clock::time_point drawAt{};
 };
 
 }  // namespace quarlo::phone

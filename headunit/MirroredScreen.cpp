@@ -1,4 +1,4 @@
-#include "Screen.h"
+#include "MirroredScreen.h"
 
 #include <utility>
 
@@ -6,27 +6,28 @@
 
 namespace quarlo::headunit {
 
-Screen::Screen(Size size, PixelLayout pixelLayout, unsigned eachOf)
+MirroredScreen::MirroredScreen(Size size, PixelLayout pixelLayout, unsigned eachOf)
     : picture(size), layout(pixelLayout), every(eachOf) {}
 
-void Screen::reshape(Size size, PixelLayout pixelLayout) {
+void MirroredScreen::reshape(Size size, PixelLayout pixelLayout) {
     const std::lock_guard guard(lock);
     layout = pixelLayout;
     if (size != picture.size()) picture = Picture(size);
 }
 
-void Screen::begin(unsigned rectangles) {
+void MirroredScreen::begin(unsigned rectangles) {
     const std::lock_guard guard(lock);
     current = {};
     current.announced = rectangles;
 }
 
-std::string Screen::drawDecoded(unsigned index, const Area& area, std::span<const UInt8> data) {
+std::string MirroredScreen::drawDecoded(unsigned index, const Area& area,
+                                        std::span<const UInt8> data) {
     const std::lock_guard guard(lock);
     return place(index, area, {{area.width, area.height}, layout, data});
 }
 
-std::string Screen::drawRaw(unsigned index, const RawRectangle& rectangle) {
+std::string MirroredScreen::drawRaw(unsigned index, const RawRectangle& rectangle) {
     const std::lock_guard guard(lock);
     Area area;
     Pixels pixels;
@@ -37,7 +38,7 @@ std::string Screen::drawRaw(unsigned index, const RawRectangle& rectangle) {
     return refuse(index, problem);
 }
 
-std::string Screen::place(unsigned index, const Area& area, const Pixels& pixels) {
+std::string MirroredScreen::place(unsigned index, const Area& area, const Pixels& pixels) {
     current.bytes += pixels.data.size();
     const DrawResult result = draw(picture, area, pixels);
     if (!isDrawn(result)) return refuse(index, describe(result));
@@ -46,13 +47,13 @@ std::string Screen::place(unsigned index, const Area& area, const Pixels& pixels
     return result == DrawResult::Drawn ? std::string() : describe(result);
 }
 
-std::string Screen::refuse(unsigned index, const std::string& why) {
+std::string MirroredScreen::refuse(unsigned index, const std::string& why) {
     ++current.arrived;
     if (current.problem.empty()) current.problem = format("rectangle %u ", index) + why;
     return why;
 }
 
-Update Screen::end() {
+Update MirroredScreen::end() {
     const std::lock_guard guard(lock);
     current.number = ++updates;
     if (current.problem.empty() && current.arrived != current.announced) {
@@ -62,7 +63,7 @@ Update Screen::end() {
     return std::exchange(current, {});
 }
 
-Picture Screen::copy() {
+Picture MirroredScreen::copy() {
     const std::lock_guard guard(lock);
     return picture;
 }

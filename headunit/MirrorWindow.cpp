@@ -1,4 +1,4 @@
-#include "Window.h"
+#include "MirrorWindow.h"
 
 #include <algorithm>
 #include <cmath>
@@ -63,17 +63,17 @@ double perSecond(double now, double before, double seconds) {
 
 }  // namespace
 
-std::unique_ptr<Window> Window::open(const Options& options, Log& log, Board& board,
-                                     std::string& problem) {
+std::unique_ptr<MirrorWindow> MirrorWindow::open(const Options& options, Log& log, Board& board,
+                                                 std::string& problem) {
     auto opened = display::SdlWindow::open(options.name, options.size.width + Panel::width,
                                            std::max(options.size.height, smallestHeight), problem);
     if (opened == nullptr) return nullptr;
     SDL_SetWindowMinimumSize(opened->handle(), smallestWidth, smallestHeight);
-    return std::unique_ptr<Window>(new Window(options, log, board, std::move(opened)));
+    return std::unique_ptr<MirrorWindow>(new MirrorWindow(options, log, board, std::move(opened)));
 }
 
-Window::Window(const Options& given, Log& output, Board& shared,
-               std::unique_ptr<display::SdlWindow> opened)
+MirrorWindow::MirrorWindow(const Options& given, Log& output, Board& shared,
+                           std::unique_ptr<display::SdlWindow> opened)
     : options(given), log(output), board(shared), window(std::move(opened)) {
     content.headUnit = options.name;
     content.endpoint = options.endpoint.text();
@@ -81,13 +81,13 @@ Window::Window(const Options& given, Log& output, Board& shared,
     place();
 }
 
-void Window::wake() {
+void MirrorWindow::wake() {
     SDL_Event event{};
     event.type = SDL_USEREVENT;
     SDL_PushEvent(&event);
 }
 
-Size Window::largest() const {
+Size MirrorWindow::largest() const {
     const display::Point most = window->largest();
     const auto extent = [](double pixels) {
         return static_cast<int>(std::clamp(pixels, 1.0, double{maximumExtent}));
@@ -95,7 +95,7 @@ Size Window::largest() const {
     return {extent(most.x), extent(most.y)};
 }
 
-bool Window::turn(int milliseconds) {
+bool MirrorWindow::turn(int milliseconds) {
     SDL_Event event;
     if (SDL_WaitEventTimeout(&event, milliseconds) != 0) {
         do {
@@ -110,7 +110,7 @@ bool Window::turn(int milliseconds) {
     return !isClosed;
 }
 
-void Window::handle(const SDL_Event& event) {
+void MirrorWindow::handle(const SDL_Event& event) {
     if (window->feed(event, fingers)) return;
     switch (event.type) {
         case SDL_QUIT:
@@ -132,7 +132,7 @@ void Window::handle(const SDL_Event& event) {
     }
 }
 
-void Window::onKey(const SDL_KeyboardEvent& event) {
+void MirrorWindow::onKey(const SDL_KeyboardEvent& event) {
     const bool isDown = event.type == SDL_KEYDOWN;
     if (event.repeat != 0) return;
     if (const auto key = softkeyOf(event.keysym.sym)) {
@@ -143,7 +143,7 @@ void Window::onKey(const SDL_KeyboardEvent& event) {
     }
 }
 
-void Window::onMode(SDL_Keycode key) {
+void MirrorWindow::onMode(SDL_Keycode key) {
     const Modes before = content.modes;
     if (key == SDLK_n) content.modes.isNight = !before.isNight;
     if (key == SDLK_v) content.modes.isMoving = !before.isMoving;
@@ -156,7 +156,7 @@ void Window::onMode(SDL_Keycode key) {
 }
 
 // @param known what the phone has been told; without it everything
-void Window::tellModes(const std::optional<Modes>& known) {
+void MirrorWindow::tellModes(const std::optional<Modes>& known) {
     board.ask([now = content.modes, known](HeadUnit& unit, Size) {
         if (!known || known->isNight != now.isNight) unit.night(now.isNight);
         if (!known || known->isMoving != now.isMoving) unit.moving(now.isMoving);
@@ -164,14 +164,14 @@ void Window::tellModes(const std::optional<Modes>& known) {
     });
 }
 
-void Window::sendTouches() {
+void MirrorWindow::sendTouches() {
     std::vector<FingerEvent> events = fingers.take();
     if (events.empty() || board.ask(touching(events))) return;
     std::erase_if(events, [](const FingerEvent& event) { return event.type != eTOUCHTYPE_Up; });
     owed = std::move(events);
 }
 
-void Window::resizeFrame() {
+void MirrorWindow::resizeFrame() {
     isResizing = false;
     const Size size = frameOf(room());
     if (size == wanted.value_or(options.size)) return;
@@ -180,7 +180,7 @@ void Window::resizeFrame() {
 }
 
 // What a session that has just begun cannot know.
-void Window::greet() {
+void MirrorWindow::greet() {
     greeted = content.status.sessions;
     if (wanted) board.ask(resizing(*wanted));
     tellModes({});
@@ -188,7 +188,7 @@ void Window::greet() {
     fingers.liftAll();
 }
 
-void Window::refresh() {
+void MirrorWindow::refresh() {
     const bool wasRunning = content.status.isRunning;
     content.status = board.status();
     if (content.status.isRunning && greeted != content.status.sessions) greet();
@@ -200,7 +200,7 @@ void Window::refresh() {
     place();
 }
 
-void Window::measure() {
+void MirrorWindow::measure() {
     const Clock::time_point now = Clock::now();
     if (now - measuredAt < measuringTime) return;
     const double seconds = std::chrono::duration<double>(now - measuredAt).count();
@@ -215,17 +215,17 @@ void Window::measure() {
     renew();
 }
 
-Rect Window::room() const {
+Rect MirrorWindow::room() const {
     Rect area = window->area();
     area.width = std::max(1.0, area.width - std::round(Panel::width * window->scale()));
     return area;
 }
 
-Rect Window::pictureArea() const {
+Rect MirrorWindow::pictureArea() const {
     return display::fit(screen.width(), screen.height(), room());
 }
 
-Size Window::frameOf(const Rect& where) const {
+Size MirrorWindow::frameOf(const Rect& where) const {
     const Size most = largest();
     const auto extent = [](double pixels, int limit) {
         return std::clamp(static_cast<int>(pixels), smallestFrame, std::max(smallestFrame, limit));
@@ -233,15 +233,15 @@ Size Window::frameOf(const Rect& where) const {
     return {extent(where.width, most.width), extent(where.height, most.height)};
 }
 
-void Window::place() {
+void MirrorWindow::place() {
     fingers.place(window->area(), pictureArea());
 }
 
-void Window::renew() {
+void MirrorWindow::renew() {
     isDirty = isPanelDirty = true;
 }
 
-void Window::draw() {
+void MirrorWindow::draw() {
     isDirty = false;
     window->clear(0, 0, 0);
     if (screen.isLoaded()) {
@@ -257,7 +257,7 @@ void Window::draw() {
     window->present();
 }
 
-void Window::drawPanel(const Rect& where) {
+void MirrorWindow::drawPanel(const Rect& where) {
     if (where.width < 1 || where.height < 1) return;
     // Text is much slower than a picture of the phone: it is drawn when it changes.
     if (std::exchange(isPanelDirty, false)) {
@@ -267,7 +267,7 @@ void Window::drawPanel(const Rect& where) {
     window->draw(side, where);
 }
 
-void Window::writeShot() {
+void MirrorWindow::writeShot() {
     wantsShot = false;
     const std::string problem = writePng(window->shot(), options.windowScreenshot, Effort::Small);
     log.line("WIND", problem.empty() ? "written to " + options.windowScreenshot

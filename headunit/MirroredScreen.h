@@ -2,8 +2,8 @@
  * The mirrored screen: gathers the rectangles of an update into the picture. The receiver thread
  * draws, the main thread reshapes; a lock keeps them apart.
  */
-#ifndef HEADUNIT_SCREEN_H
-#define HEADUNIT_SCREEN_H
+#ifndef HEADUNIT_MIRROREDSCREEN_H
+#define HEADUNIT_MIRROREDSCREEN_H
 
 #include <mutex>
 #include <optional>
@@ -24,10 +24,10 @@ struct Update {
     std::optional<Picture> picture;  ///< a copy of the screen, if it is to be written
 };
 
-class Screen {
+class MirroredScreen {
   public:
     /** @param every which updates come with a picture: each n-th, or none for 0 */
-    Screen(Size size, PixelLayout layout, unsigned every);
+    MirroredScreen(Size size, PixelLayout layout, unsigned every);
 
     /** What follows has this size and layout; the picture begins black if the size is another. */
     void reshape(Size size, PixelLayout layout);

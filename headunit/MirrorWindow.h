@@ -3,8 +3,8 @@
  * head unit tells its phone. The thread that opened it; sessions are reached through the board
  * only.
  */
-#ifndef HEADUNIT_WINDOW_H
-#define HEADUNIT_WINDOW_H
+#ifndef HEADUNIT_MIRRORWINDOW_H
+#define HEADUNIT_MIRRORWINDOW_H
 
 #include <chrono>
 #include <memory>
@@ -18,11 +18,11 @@
 
 namespace quarlo::headunit {
 
-class Window {
+class MirrorWindow {
   public:
     /** @return nothing and why */
-    static std::unique_ptr<Window> open(const Options& options, Log& log, Board& board,
-                                        std::string& problem);
+    static std::unique_ptr<MirrorWindow> open(const Options& options, Log& log, Board& board,
+                                              std::string& problem);
 
     /** Ends the wait of a turn; for any thread. */
     static void wake();
@@ -38,8 +38,8 @@ class Window {
   private:
     using Clock = std::chrono::steady_clock;
 
-    Window(const Options& options, Log& log, Board& board,
-           std::unique_ptr<display::SdlWindow> opened);
+    MirrorWindow(const Options& options, Log& log, Board& board,
+                 std::unique_ptr<display::SdlWindow> opened);
 
     void handle(const SDL_Event& event);
     void onKey(const SDL_KeyboardEvent& event);
