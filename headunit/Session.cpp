@@ -119,8 +119,10 @@ void Session::setLayout(PixelLayout wanted) {
 }
 
 void Session::setSize(Size wanted) {
-    quarlo_SetFrameSize(instance, wanted.width, wanted.height, options.physicalSize.width,
-                        options.physicalSize.height);
+    const auto length = [](int value) { return static_cast<UInt32>(value); };
+    const Size physical = options.physicalSize;
+    quarlo_SetFrameSize(instance, length(wanted.width), length(wanted.height),
+                        length(physical.width), length(physical.height));
 }
 
 // The library's receive buffer is as large as the frame declared at the start, and a phone that
