@@ -72,18 +72,31 @@ bool bindScaler() {
     return resolve(scaleLib.library, "quarloScale_scale", scaleLib.scale);
 }
 
-/** Calls the plug-in; a result that is none of the interface's stays one. */
-Int32 call(const decompressor& entry, decompressParameter& parameter, Int32& detailCode) {
-    const Int32 result = entry.decompress(&parameter, &detailCode);
-    return result == decompressorMissing ? decompressorMissing + 1 : result;
+bool isLoaded(unsigned number) {
+    return number < decompressorCount && decompressorList[number].library != nullptr;
 }
 
-/** The loaded entry that decodes exactly this compression; null when there is none. */
-decompressor* entryOf(FrameCompression compression) {
-    for (decompressor& entry : decompressorList) {
-        if (entry.library != nullptr && entry.compression == compression) return &entry;
+/** The caller holds pluginLock. */
+unsigned find(FrameCompression compression) {
+    const auto serves = [&](unsigned number) {
+        return isLoaded(number) && decompressorList[number].compression == compression;
+    };
+    const auto only = [&](unsigned number) { return serves(number) ? number : noDecompressor; };
+    // The indices keep their values when their entries are closed.
+    if (compression == eFRAMECOMPRESSION_JPEG) return only(decompressorIndexJPEG);
+    if (compression == eFRAMECOMPRESSION_ZLIB) return only(decompressorIndexZLIB);
+    unsigned number = 0;
+    while (number < decompressorCount && !serves(number)) ++number;
+    return number;
+}
+
+void removeBuffer(quarlo_CoreInstance* obj, UInt8** buffer, std::size_t* size) {
+    if (*buffer != nullptr) {
+        trace(obj, eTRACECLASS_VERBOSE, "    remove old buffer");
+        quarlo_free(*buffer);
     }
-    return nullptr;
+    *buffer = nullptr;
+    *size = 0;
 }
 
 /** Whether an enlargement stays inside both buffers. */
@@ -115,46 +128,56 @@ void centre(const scaleParameter& p) {
 
 }  // namespace
 
-bool hasDecompressor(FrameCompression compression) {
+unsigned decompressorOf(FrameCompression compression) {
     const std::shared_lock lock(pluginLock);
-    return entryOf(compression) != nullptr;
+    return find(compression);
 }
 
-Int32 decompress(decompressParameter& parameter, Int32& detailCode) {
+unsigned iconDecompressorOf(FrameCompression compression) {
     const std::shared_lock lock(pluginLock);
-    decompressor* entry = entryOf(parameter.compression);
-    return entry == nullptr ? decompressorMissing : call(*entry, parameter, detailCode);
+    const unsigned found = find(compression);
+    const bool isNamed =
+        compression == eFRAMECOMPRESSION_JPEG || compression == eFRAMECOMPRESSION_ZLIB;
+    if (found != noDecompressor || isNamed) return found;
+    return isLoaded(0) ? 0 : noDecompressor;
 }
 
-Int32 decompressOrFirst(decompressParameter& parameter, Int32& detailCode) {
+Decompression decompress(unsigned number, decompressParameter& parameter) {
+    Decompression made{};
     const std::shared_lock lock(pluginLock);
-    decompressor* entry = entryOf(parameter.compression);
-    if (entry == nullptr) entry = &decompressorList[0];
-    if (entry->library == nullptr) return decompressorMissing;
-    return call(*entry, parameter, detailCode);
+    made.isMade = isLoaded(number);
+    if (made.isMade) {
+        made.result = decompressorList[number].decompress(&parameter, &made.detailCode);
+    }
+    return made;
 }
 
-void traceDecompression(quarlo_CoreInstance* obj, Int32 result, Int32 detailCode) {
+eErrorCode traceFailure(quarlo_CoreInstance* obj, const Decompression& failed) {
     constexpr eTraceClass error = eTRACECLASS_ERROR;
-    switch (result) {
-        case decompressorMissing:
-            return trace(obj, error, "compression not supported.");
+    if (!failed.isMade) {
+        trace(obj, error, "compression not supported.");
+        return eERRORCODE_NONE;
+    }
+    switch (failed.result) {
         case eDECOMPRESSERROR_NULL_PARAM:
         case eDECOMPRESSERROR_NULL_PARAM_CONTENT:
-            return trace(obj, error,
-                         "NULL parameter or content detected in decompression function");
+            trace(obj, error, "NULL parameter or content detected in decompression function");
+            return eERRORCODE_NONE;
         case eDECOMPRESSERROR_ZLIB_ERROR:
-            return trace(obj, error, "ZLIB error return with code %d", detailCode);
+            trace(obj, error, "ZLIB error return with code %d", failed.detailCode);
+            return eERRORCODE_Z_DATA_ERROR;
         case eDECOMPRESSERROR_ZLIB_SIZE_MISMATCH:
         case eDECOMPRESSERROR_DIMENSION_MISMATCH:
-            return trace(obj, error,
-                         "SIZE or DIMENSION problem detected in decompression function");
+            trace(obj, error, "SIZE or DIMENSION problem detected in decompression function");
+            return eERRORCODE_FRAME_SIZE_MISMATCH;
         case eDECOMPRESSERROR_MEM_ALLOC:
-            return trace(obj, error, "MEMORY allocation failure in decompression function");
+            trace(obj, error, "MEMORY allocation failure in decompression function");
+            return eERRORCODE_MEM_ALLOC;
         case eDECOMPRESSERROR_JPEG_ERROR:
-            return trace(obj, error, "JPEG error return with code %d", detailCode);
+            trace(obj, error, "JPEG error return with code %d", failed.detailCode);
+            return eERRORCODE_JPEG_ERROR;
         default:
-            return;
+            return eERRORCODE_NONE;
     }
 }
 
@@ -165,6 +188,25 @@ std::uint64_t pictureLimit(const coreConfiguration& config) {
     if (area > largest) return largest;
     const auto frame = area * config.frameProperties.BytesPerPixel;
     return std::min(largest, std::max(smallest, 4 * frame));
+}
+
+eReturnCode allocatePicture(quarlo_CoreInstance* obj, UInt8** buffer, std::size_t* size,
+                            std::uint64_t requested, std::uint64_t limit) {
+    trace(obj, eTRACECLASS_INFORMATION, "(Re-)Allocate Frame Buffer");
+    if (*buffer != nullptr && *size >= requested && requested <= limit) {
+        // Deliberate: the recorded size follows the request, so a later larger one allocates anew.
+        *size = static_cast<std::size_t>(requested);
+        return eRETURN_OKAY;
+    }
+    removeBuffer(obj, buffer, size);
+    // Zeros, so that a decoder that writes too little never shows what the heap held.
+    if (requested <= limit) *buffer = wire::Heap::make<UInt8>(static_cast<std::size_t>(requested));
+    if (*buffer == nullptr) return outOfMemory(obj, "    frame buffer allocation failed.");
+    *size = static_cast<std::size_t>(requested);
+    trace(obj, eTRACECLASS_VERBOSE, "    frame buffer = 0x%8.8X, size = %d",
+          static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(*buffer)),
+          static_cast<int>(requested));
+    return eRETURN_OKAY;
 }
 
 Int32 scale(scaleParameter& parameter, Int32& detailCode) {
@@ -262,6 +304,13 @@ void _quarlo_CloseScalingLib(void) {
     const std::unique_lock lock(pluginLock);
     if (scaleLib.library != nullptr) closeLibrary(scaleLib.library);
     isScalingLibAvailable = eFLAG_FALSE;
+}
+
+eReturnCode _quarlo_AllocateFrameBuffer(quarlo_CoreInstance* handle, UInt8** pBuffer,
+                                        size_t* pBufferSizeValue, size_t requestedSize) {
+    if (handle == nullptr) return eRETURN_NULL_HANDLE;
+    if (pBuffer == nullptr || pBufferSizeValue == nullptr) return eRETURN_NULL_PARAM;
+    return allocatePicture(handle, pBuffer, pBufferSizeValue, requestedSize, requestedSize);
 }
 
 Int32 _quarlo_ScaleImage(scaleParameter* scalePara, Int32* scaleErrorCode) {

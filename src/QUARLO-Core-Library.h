@@ -9,23 +9,34 @@
 
 namespace quarlo {
 
-/** The result of a decompression that found no library to call; no plug-in returns it. */
-constexpr Int32 decompressorMissing = std::numeric_limits<Int32>::min();
+/** The number of no entry. */
+constexpr unsigned noDecompressor = decompressorCount;
 
-/** Whether a loaded entry decodes exactly this compression. */
-bool hasDecompressor(FrameCompression compression);
+/** The number of the loaded entry that decodes exactly this compression, or noDecompressor. */
+unsigned decompressorOf(FrameCompression compression);
 
-/** Calls the loaded entry for the parameter's compression: its result, or decompressorMissing. */
-Int32 decompress(decompressParameter& parameter, Int32& detailCode);
+/** The same, but a compression that is neither JPEG nor zlib may also go to the first entry. */
+unsigned iconDecompressorOf(FrameCompression compression);
 
-/** The same, but an unknown compression goes to the first entry, if that is loaded. */
-Int32 decompressOrFirst(decompressParameter& parameter, Int32& detailCode);
+struct Decompression {
+    bool isMade; /**< false when the entry has been closed since it was chosen */
+    Int32 result;
+    Int32 detailCode;
 
-/** Traces a decompression that failed. */
-void traceDecompression(quarlo_CoreInstance* obj, Int32 result, Int32 detailCode);
+    [[nodiscard]] bool isDone() const { return isMade && result == eDECOMPRESSERROR_NONE; }
+};
+
+Decompression decompress(unsigned number, decompressParameter& parameter);
+
+/** Traces why there is no picture; what a host is told of it, NONE where the trace is enough. */
+eErrorCode traceFailure(quarlo_CoreInstance* obj, const Decompression& failed);
 
 /** A larger picture than the head unit could have asked for is one that cannot be allocated. */
 std::uint64_t pictureLimit(const coreConfiguration& config);
+
+/** _quarlo_AllocateFrameBuffer for a picture whose size the phone has chosen. */
+eReturnCode allocatePicture(quarlo_CoreInstance* obj, UInt8** buffer, std::size_t* size,
+                            std::uint64_t requested, std::uint64_t limit);
 
 /** Calls the scaling plug-in, or the built-in enlargement; refuses what does not fit its buffers.
  */

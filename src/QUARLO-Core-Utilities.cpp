@@ -171,33 +171,4 @@ UInt32 _quarlo_AllocateReceiveBuffer(quarlo_CoreInstance* handle) {
     return handle->receiveBufferSize;
 }
 
-eReturnCode _quarlo_AllocateFrameBuffer(quarlo_CoreInstance* handle, UInt8** pBuffer,
-                                        size_t* pBufferSizeValue, size_t requestedSize) {
-    if (handle == nullptr) return eRETURN_NULL_HANDLE;
-    if (pBuffer == nullptr || pBufferSizeValue == nullptr) return eRETURN_NULL_PARAM;
-    trace(handle, eTRACECLASS_INFORMATION, "(Re-)Allocate Frame Buffer");
-    if (*pBuffer != nullptr && *pBufferSizeValue >= requestedSize) {
-        // Deliberate: the recorded size follows the request, so a later larger one allocates anew.
-        *pBufferSizeValue = requestedSize;
-        return eRETURN_OKAY;
-    }
-    if (*pBuffer != nullptr) {
-        trace(handle, eTRACECLASS_VERBOSE, "    remove old buffer");
-        quarlo_free(*pBuffer);
-        *pBuffer = nullptr;
-        *pBufferSizeValue = 0;
-    }
-    // Zeros, so that a decoder that writes too little never shows what the heap held.
-    *pBuffer = wire::Heap::make<UInt8>(requestedSize);
-    if (*pBuffer == nullptr) {
-        *pBufferSizeValue = 0;
-        return outOfMemory(handle, "    frame buffer allocation failed.");
-    }
-    *pBufferSizeValue = requestedSize;
-    trace(handle, eTRACECLASS_VERBOSE, "    frame buffer = 0x%8.8X, size = %d",
-          static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(*pBuffer)),
-          static_cast<int>(requestedSize));
-    return eRETURN_OKAY;
-}
-
 }  // extern "C"

@@ -42,7 +42,8 @@ typedef struct decompressParamsStruct {
     FrameCompression compression; /**< its compression */
     UInt8* compressedData;        /**< the received bytes; null when there are none */
     UInt32 compressedDataLength;  /**< their count */
-    UInt8* frameData;             /**< output: height rows of width x bpp bytes, without padding */
+    UInt8* frameData;             /**< output: height rows of width x bpp bytes, without padding;
+                                       may be null when frameDataLength is 0 */
     UInt32 frameDataLength; /**< usable length of frameData and exactly the size to be written; it
                                  follows the host's configured bytes per pixel and may differ from
                                  width x height x bpp: never write more */

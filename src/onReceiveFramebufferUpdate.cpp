@@ -29,16 +29,6 @@ struct Pixels {
     UInt32 length;
 };
 
-eReturnCode allocatePicture(const Update& update, UInt8** buffer, std::size_t* size,
-                            std::uint64_t requested) {
-    if (requested > pictureLimit(update.config)) {
-        trace(update.obj, eTRACECLASS_INFORMATION, "(Re-)Allocate Frame Buffer");
-        return outOfMemory(update.obj, "    frame buffer allocation failed.");
-    }
-    return _quarlo_AllocateFrameBuffer(update.obj, buffer, size,
-                                       static_cast<std::size_t>(requested));
-}
-
 Flow finishWith(const Update& update, const char* error) {
     trace(update.obj, eTRACECLASS_ERROR, "%s", error);
     return Flow::Finish;
@@ -62,34 +52,13 @@ void handOnRaw(const Update& update, const qrFrameRectangle& r) {
 
 /* ---- decompression ---- */
 
-/** What the host is told of a failed decompression; NONE where a trace is enough. */
-eErrorCode errorOf(Int32 result) {
-    switch (result) {
-        case eDECOMPRESSERROR_ZLIB_ERROR:
-            return eERRORCODE_Z_DATA_ERROR;
-        case eDECOMPRESSERROR_ZLIB_SIZE_MISMATCH:
-        case eDECOMPRESSERROR_DIMENSION_MISMATCH:
-            return eERRORCODE_FRAME_SIZE_MISMATCH;
-        case eDECOMPRESSERROR_MEM_ALLOC:
-            return eERRORCODE_MEM_ALLOC;
-        case eDECOMPRESSERROR_JPEG_ERROR:
-            return eERRORCODE_JPEG_ERROR;
-        default:
-            return eERRORCODE_NONE;
-    }
-}
-
-void reportDecompression(quarlo_CoreInstance* obj, Int32 result, Int32 detailCode) {
-    traceDecompression(obj, result, detailCode);
-    if (errorOf(result) != eERRORCODE_NONE) _errorCall(obj, errorOf(result));
-}
-
 /** Makes the decompression buffer hold the rectangle. */
 bool prepareDecompression(const Update& update, std::uint64_t needed) {
     quarlo_CoreInstance* obj = update.obj;
     if (obj->decompressionBufferSize >= needed) return true;
     const eReturnCode made =
-        allocatePicture(update, &obj->decompressionBuffer, &obj->decompressionBufferSize, needed);
+        allocatePicture(obj, &obj->decompressionBuffer, &obj->decompressionBufferSize, needed,
+                        pictureLimit(update.config));
     if (made != eRETURN_OKAY || obj->decompressionBufferSize < needed) {
         trace(obj, eTRACECLASS_ERROR, "compressed frame: cannot allocate output data buffer");
         return false;
@@ -106,7 +75,8 @@ void traceCompression(quarlo_CoreInstance* obj, FrameCompression compression) {
     }
 }
 
-Flow decompressRectangle(const Update& update, const qrFrameRectangle& r, Pixels& pixels) {
+Flow decompressRectangle(const Update& update, const qrFrameRectangle& r, unsigned decompressor,
+                         Pixels& pixels) {
     quarlo_CoreInstance* obj = update.obj;
     const qrRectangle& at = *r.Rectangle;
     const qrFrameProperties& properties = *r.Properties;
@@ -114,8 +84,7 @@ Flow decompressRectangle(const Update& update, const qrFrameRectangle& r, Pixels
     // Deliberate: the output size follows the configured bytes per pixel, not the rectangle's.
     const std::uint64_t needed =
         std::uint64_t{update.config.frameProperties.BytesPerPixel} * at.Width * at.Height;
-    // At least one byte, so that a plug-in never gets a null output.
-    if (!prepareDecompression(update, std::max<std::uint64_t>(needed, 1))) return Flow::Finish;
+    if (!prepareDecompression(update, needed)) return Flow::Finish;
     pixels = {obj->decompressionBuffer, static_cast<UInt32>(needed)};
     decompressParameter parameter{at.Width,
                                   at.Height,
@@ -128,10 +97,10 @@ Flow decompressRectangle(const Update& update, const qrFrameRectangle& r, Pixels
                                   pixels.data,
                                   pixels.length};
     traceCompression(obj, properties.Compression);
-    Int32 detailCode = 0;
-    const Int32 result = decompress(parameter, detailCode);
-    if (result != eDECOMPRESSERROR_NONE) {
-        reportDecompression(obj, result, detailCode);
+    const Decompression made = decompress(decompressor, parameter);
+    if (!made.isDone()) {
+        const eErrorCode error = traceFailure(obj, made);
+        if (error != eERRORCODE_NONE) _errorCall(obj, error);
         return Flow::Finish;
     }
     trace(obj, eTRACECLASS_VER_FRAME, "decompression finished");
@@ -153,8 +122,9 @@ Flow decode(const Update& update, const qrFrameRectangle& r, Pixels& pixels) {
         return finishWith(update, "frame received with invalid compression value.");
     }
     // A mask widened in raw mode names compressions without a plug-in, and so do combined bits.
-    if (!hasDecompressor(compression)) return finishWith(update, "compression not supported.");
-    return decompressRectangle(update, r, pixels);
+    const unsigned decompressor = decompressorOf(compression);
+    if (decompressor == noDecompressor) return finishWith(update, "compression not supported.");
+    return decompressRectangle(update, r, decompressor, pixels);
 }
 
 /* ---- scaling ---- */
@@ -207,8 +177,9 @@ Flow scaleRectangle(const Update& update, const qrFrameRectangle& r, const Pixel
                                     ? r.Properties->BytesPerPixel
                                     : update.config.frameProperties.BytesPerPixel;
     const auto scaledSize = std::uint64_t{target.Height} * target.Width * bytesPerPixel;
-    if (allocatePicture(update, &obj->scaleBuffer, &obj->scaleBufferSize,
-                        std::max<std::uint64_t>(scaledSize, 1)) != eRETURN_OKAY) {
+    if (allocatePicture(obj, &obj->scaleBuffer, &obj->scaleBufferSize,
+                        std::max<std::uint64_t>(scaledSize, 1),
+                        pictureLimit(update.config)) != eRETURN_OKAY) {
         return finishWith(update, "scale buffer allocation failure");
     }
     const Pixels output{obj->scaleBuffer, static_cast<UInt32>(scaledSize)};

@@ -51,10 +51,17 @@ UInt8* makeOutput(quarlo_CoreInstance* obj, const Request& request, std::uint64_
     return output;
 }
 
+/** The entry for the icon's compression; none when that is not supported. */
+unsigned chooseDecompressor(FrameCompression compression) {
+    const bool isSupported = (compression & supportedCompressions) != 0;
+    return isSupported ? iconDecompressorOf(compression) : noDecompressor;
+}
+
 bool decompressIcon(quarlo_CoreInstance* obj, const packetServerAppIcon& packet,
                     const Request& request, Pixels& pixels) {
     const qrFrameProperties& wanted = request.properties;
-    if ((packet.IconCompression & supportedCompressions) == 0) {
+    const unsigned decompressor = chooseDecompressor(packet.IconCompression);
+    if (decompressor == noDecompressor) {
         trace(obj, eTRACECLASS_ERROR, "compression not supported.");
         return false;
     }
@@ -69,10 +76,9 @@ bool decompressIcon(quarlo_CoreInstance* obj, const packetServerAppIcon& packet,
                                   wanted.Format, wanted.Endianess,  packet.IconCompression,
                                   packet.pData,  packet.DataLength, pixels.data,
                                   pixels.length};
-    Int32 detailCode = 0;
-    const Int32 result = decompressOrFirst(parameter, detailCode);
-    if (result != eDECOMPRESSERROR_NONE) {
-        traceDecompression(obj, result, detailCode);
+    const Decompression made = decompress(decompressor, parameter);
+    if (!made.isDone()) {
+        traceFailure(obj, made);
         return false;
     }
     trace(obj, eTRACECLASS_VERBOSE, "decompression of icon finished.");

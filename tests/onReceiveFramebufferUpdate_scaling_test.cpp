@@ -210,10 +210,19 @@ TEST(PictureBuffers, PicturesBeyondTheLimitCountAsFailedAllocations) {
         SCOPED_TRACE(std::to_string(c.rectangle.width) + "x" + std::to_string(c.rectangle.height));
         EXPECT_EQ(outcome(screen.show({c.rectangle})), c.expected);
     }
-    // Refused like an allocation that fails, the lines before included.
-    const Lines refused = screen.showOne(zlib.sized(4097, 4096));
-    EXPECT_EQ(refused,
-              (Lines{"VRF perform decompression", "INF (Re-)Allocate Frame Buffer"} + noPicture));
+    // Refused like an allocation that fails: the buffer is gone, the lines before are the same.
+    const Lines gone{"INF (Re-)Allocate Frame Buffer", "VER     remove old buffer"};
+    const quarlo_CoreInstance& record = *screen.host.record();
+    screen.show({zlib.at(50, 50)});
+    EXPECT_EQ(screen.showOne(zlib.sized(4097, 4096)),
+              Lines{"VRF perform decompression"} + gone + noPicture);
+    EXPECT_EQ(record.decompressionBuffer, nullptr);
+    EXPECT_EQ(record.decompressionBufferSize, 0U);
+    const Lines unscaled = screen.showOne(Rect{}.sized(2048, 2049).at(50, 50));
+    ASSERT_GT(unscaled.size(), 7U);
+    EXPECT_EQ(Lines(unscaled.begin() + 7, unscaled.end()), gone + noScaled);
+    EXPECT_EQ(record.scaleBuffer, nullptr);
+    EXPECT_EQ(record.scaleBufferSize, 0U);
     // Exactly the limit.
     EXPECT_EQ(outcome(screen.show({zlib.sized(4096, 4096)})),
               Lines{"frame 0 10,20 4096x4096 #67108864"});

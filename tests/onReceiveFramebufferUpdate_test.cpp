@@ -183,7 +183,6 @@ TEST(Decompression, EachFailureIsReportedAndEndsTheUpdate) {
         {9, 9, {}},
         {-1, 9, {}},
         {INT_MAX, 9, {}},
-        // The library's own mark for "no plug-in" is no result of one.
         {INT_MIN, 9, {}},
     };
     Screen screen;
@@ -209,10 +208,16 @@ TEST(Decompression, EmptyDataReachThePluginAsNull) {
               "ERR NULL parameter or content detected in decompression function");
 }
 
-TEST(Decompression, APictureWithoutPixelsIsDecodedToNothing) {
+TEST(Decompression, APictureWithoutPixelsNeedsNoMemory) {
     Screen screen;
-    EXPECT_EQ(screen.showOne(compressed(eFRAMECOMPRESSION_ZLIB).sized(0, 0)).back(),
-              "frame 0 10,20 0x0 #0");
+    for (const Rect& empty : {compressed(eFRAMECOMPRESSION_ZLIB).sized(0, 65535),
+                              compressed(eFRAMECOMPRESSION_ZLIB).sized(7, 0)}) {
+        const std::string size = std::to_string(empty.width) + "x" + std::to_string(empty.height);
+        EXPECT_EQ(screen.showOne(empty),
+                  (Lines{"VRF perform decompression", "IFF data sent uses ZLIB compression",
+                         "VRF decompression finished", "frame 0 10,20 " + size + " #0"}));
+    }
+    EXPECT_EQ(screen.host.record()->decompressionBuffer, nullptr);
 }
 
 TEST(Decompression, ValuesWithoutAPluginEndTheUpdateBeforeABufferIsMade) {

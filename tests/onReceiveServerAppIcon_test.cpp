@@ -111,14 +111,31 @@ TEST(Icon, IsDecompressedToTheSizeAskedFor) {
               compression(0) + Lines{"ERR compression not supported."});
 }
 
-TEST(Icon, OfAnEmptyFirstSlotIsNotSupported) {
-    Icons icons("broken");
+// The mask still names what was closed; no other plug-in gets such data.
+TEST(Icon, OfAClosedPluginIsNotSupported) {
+    Icons icons;
+    void* handle = icons.session.handle();
     icons.ask("u", 10, 10);
-    const Lines unsupported = dimensions + Lines{"ERR compression not supported."};
-    for (const unsigned mixture : {5U, 6U, 0x80000001U}) {
-        EXPECT_EQ(icons.answer("u", mixture, order({0, 0, 0x55, 0})),
-                  compression(mixture) + unsupported);
-    }
+    const auto expectUnsupported = [&](std::initializer_list<unsigned> values) {
+        for (const unsigned value : values) {
+            EXPECT_EQ(icons.answer("u", value, order({0, 0, 0x55, 0})),
+                      compression(value) + Lines{"ERR compression not supported."});
+        }
+    };
+    quarlo_SetFrameUpdateRawCallback(
+        handle, [](void*, UInt8, UInt16, UInt16, UInt16, UInt16, UInt8*, UInt32, UInt8, UInt8,
+                   PixelFormat, PixelEndianess, FrameCompression) {});
+    const auto close = [&](UInt32 kept) {
+        EXPECT_EQ(quarlo_SetSupportedCompressions(handle, kept), eRETURN_OKAY);
+        quarlo_SetFrameOutputType(handle, eFLAG_TRUE);
+        EXPECT_EQ(quarlo_SetSupportedCompressions(handle, 3), eRETURN_OKAY);
+        quarlo_SetFrameOutputType(handle, eFLAG_FALSE);
+    };
+    close(eFRAMECOMPRESSION_JPEG);
+    expectUnsupported({zlib});
+    EXPECT_EQ(icons.answer("u", jpeg, order({0, 0, 0x55, 0})).back().substr(0, 4), "icon");
+    close(eFRAMECOMPRESSION_None);
+    expectUnsupported({jpeg, zlib, 3, 5, 6});
 }
 
 TEST(Icon, FailedDecompressionIsTraced) {

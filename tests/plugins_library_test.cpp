@@ -31,8 +31,7 @@ TEST(PluginsInTheLibrary, AreFoundAndCalled) {
                                   static_cast<UInt32>(dataSize),
                                   frame.data(),
                                   frame.size()};
-    Int32 detail = 4711;
-    EXPECT_EQ(eDECOMPRESSERROR_NONE, decompress(rectangle, detail));
+    EXPECT_TRUE(decompress(decompressorOf(eFRAMECOMPRESSION_ZLIB), rectangle).isDone());
     EXPECT_EQ(pixels, frame.bytes());
 
     const Exact enlarged(4 * pixels.size());
@@ -47,6 +46,7 @@ TEST(PluginsInTheLibrary, AreFoundAndCalled) {
                            ePIXELFORMAT_ARGB8888,
                            ePIXELENDIANESS_LittleEndian,
                            4};
+    Int32 detail = 4711;
     EXPECT_EQ(eSCALEERROR_NONE, scale(picture, detail));
     const std::vector<UInt8> row = {10, 20, 30, 40, 20, 30, 40, 50, 40, 50, 60, 70, 50, 60, 70, 80};
     std::vector<UInt8> expected = row;

@@ -40,7 +40,7 @@ Int32 quarloCompression_decompress(decompressParameter* parameter, Int32* detail
     // Every byte of both buffers is touched, for the sanitizers.
     UInt32 sum = 0;
     for (UInt32 i = 0; i < p.compressedDataLength; ++i) sum += p.compressedData[i];
-    std::memset(p.frameData, order.fill, p.frameDataLength);
+    if (p.frameDataLength > 0) std::memset(p.frameData, order.fill, p.frameDataLength);
     const quarlo::test::StubReport report{
         STUB_NUMBER, p.width,          p.height,      p.bpp,
         p.format,    p.endian,         p.compression, p.compressedDataLength,
