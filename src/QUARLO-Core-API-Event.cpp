@@ -179,7 +179,10 @@ void quarlo_PositionInformation(void* instanceHandle, const char* NMEA) {
             trace(obj, eTRACECLASS_INFORMATION, "no valid NMEA string provided.");
             return;
         }
-        trace(obj, eTRACECLASS_VERBOSE, "%s", NMEA);
+        // As it is: a formatted line would be cut at the size of its buffer.
+        if (traces(obj, eTRACECLASS_VERBOSE)) {
+            quarlo_Trace(obj, eTRACECLASS_VERBOSE, const_cast<char*>(NMEA));
+        }
         if (!inRun(obj)) return;
         send<packetPositionInformation>(
             obj, "creation of PositionInformation packet failed.",

@@ -127,11 +127,19 @@ void tell(quarlo_CoreInstance* obj, Flag isOn, Keys& keys) {
            static_cast<UInt32*>(keys.keys));
 }
 
-void clearFilter(quarlo_CoreInstance* obj, Keys& removed) {
+void copyFilter(quarlo_CoreInstance* obj, Keys& keys) {
     const Lock lock(obj);
     for (std::size_t i = 0; i < obj->vehicleDataKeyListLength; ++i) {
-        removed.add(obj->vehicleDataKeyList[i]);
+        keys.add(obj->vehicleDataKeyList[i]);
     }
+}
+
+/** Deliberate: the host is told first and may still give values in that callback. */
+void clearFilter(quarlo_CoreInstance* obj, bool isHostTold) {
+    Keys old;
+    copyFilter(obj, old);
+    if (isHostTold) tell(obj, eFLAG_FALSE, old);
+    const Lock lock(obj);
     dropFilter(obj);
     _clearVehicleDataList(obj);
 }
@@ -140,14 +148,14 @@ eReturnCode updateFilter(quarlo_CoreInstance* obj, UInt8 length, const UInt32* w
                          bool isHostTold) {
     if (obj == nullptr) return eRETURN_NULL_HANDLE;
     if (length != 0 && wanted == nullptr) return eRETURN_NULL_PARAM;
-    FilterChange change;
     if (length == 0) {
         trace(obj, eTRACECLASS_INFORMATION, "vehicle data key list update: completely clear all");
-        clearFilter(obj, change.removed);
-    } else {
-        const char* failed = apply(obj, length, wanted, change);
-        if (failed != nullptr) return outOfMemory(obj, failed);
+        clearFilter(obj, isHostTold);
+        return eRETURN_OKAY;
     }
+    FilterChange change;
+    const char* failed = apply(obj, length, wanted, change);
+    if (failed != nullptr) return outOfMemory(obj, failed);
     if (isHostTold) {
         tell(obj, eFLAG_FALSE, change.removed);
         tell(obj, eFLAG_TRUE, change.added);

@@ -90,7 +90,7 @@ TEST(EventCalls, NeedNoMemory) {
     expectFailuresWithoutMemory(allCalls());
 }
 
-TEST(Position, LengthIsJudgedBeforeItIsCut) {
+TEST(Position, IsTracedWholeAndJudgedBeforeItIsCut) {
     const Library library;
     Session session;
     // A length that is 10 when it is kept in 16 bits.
@@ -98,6 +98,7 @@ TEST(Position, LengthIsJudgedBeforeItIsCut) {
     quarlo_PositionInformation(session.handle(), sentence.c_str());
     EXPECT_EQ(session.sent(), hexes({packet(37, text(std::string(80, 'x')))}));
     EXPECT_TRUE(session.host.has("WRN NMEA string truncated to 80 bytes."));
+    EXPECT_TRUE(session.host.has("VER " + sentence));
 }
 
 TEST(Position, WithoutASentenceIsNotSent) {

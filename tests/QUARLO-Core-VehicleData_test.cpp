@@ -59,12 +59,22 @@ TEST(VehicleFilter, ReportsWhatChanges) {
     }
 }
 
-TEST(VehicleFilter, ClearingIsTraced) {
+TEST(VehicleFilter, IsClearedAfterTheHostWasTold) {
     const Library library;
     Vehicle vehicle;
-    EXPECT_EQ(vehicle.hear(wanted({})),
-              (Lines{"INF SetVehicleDataFilter requests data for 0 keys",
-                     "INF vehicle data key list update: completely clear all"}));
+    const Lines traced{"INF SetVehicleDataFilter requests data for 0 keys",
+                       "INF vehicle data key list update: completely clear all"};
+    EXPECT_EQ(vehicle.hear(wanted({})), traced);
+    vehicle.want({3, 4});
+    quarlo_SetVehicleDataRequestCallback(vehicle.handle(), [](void* context, Flag, UInt8, UInt32*) {
+        Host& host = hostOf(context);
+        host.note("filter of " + std::to_string(host.record()->vehicleDataKeyListLength));
+        EXPECT_EQ(quarlo_VehicleData(host.handle(), 4, {}, "last"), eRETURN_OKAY);
+    });
+    const Lines heard = vehicle.hear(wanted({}));
+    EXPECT_EQ(Lines(heard.begin(), heard.begin() + 3), traced + Lines{"filter of 2"});
+    EXPECT_EQ(vehicle.filter(), Keys{});
+    EXPECT_EQ(vehicle.items(), Lines{});
 }
 
 TEST(VehicleFilter, ValuesOfKeptKeysSurvive) {
