@@ -1,113 +1,185 @@
 /*
- * Decompression plug-in 00: JPEG. The header is read first, so that nothing is decoded or allocated
- * for a picture of other dimensions than its rectangle's. Every call owns its decoder, so any
- * number of threads may call; TurboJPEG offers no way to give it the host's heap.
+ * Decompression plug-in 00: JPEG. The header is read first, so that nothing is decoded for a
+ * picture of other dimensions than its rectangle's. What a picture lacks is told by the decoder's
+ * warnings: some are of no account, the others end it. Every call owns its decoder, which allocates
+ * for itself and offers no way to give it the host's heap; any number of threads may call.
  */
-#include <turbojpeg.h>
+#include <algorithm>
+#include <csetjmp>
+#include <cstdio>
 
+// jpeglib.h needs what stands above.
+#include <jerror.h>
+#include <jpeglib.h>
+
+#include "Pixels.h"
 #include "Plugin.h"
 
 namespace quarlo::plugin {
 namespace {
 
+/** Rows that are decoded together; those of a wide screen, unpacked, stay in the cache. */
+constexpr unsigned rowsAtOnce = 4;
+/** A picture of countless scans is an attack. */
+constexpr int mostScans = 500;
+
+template <bool foreign>
+void pack565(const UInt8* __restrict bgrx, UInt8* __restrict to, size_t pixels) {
+    for (size_t i = 0; i < pixels; ++i) {
+        const UInt32 bytes = load<UInt32>(bgrx + 4 * i);
+        UInt16 pixel = static_cast<UInt16>((byteOf(bytes, 2) & 0xF8) << 8 |
+                                           (byteOf(bytes, 1) & 0xFC) << 3 | byteOf(bytes, 0) >> 3);
+        if constexpr (foreign) pixel = swapped(pixel);
+        store(to + 2 * i, pixel);
+    }
+}
+
 class Decoder {
   public:
-    explicit Decoder(const decompressParameter& p) : rectangle(p), handle(tjInitDecompress()) {}
-    ~Decoder() {
-        if (handle != nullptr) tjDestroy(handle);
+    explicit Decoder(const decompressParameter& p) : rectangle(p) {
+        info.err = jpeg_std_error(&faults);
+        info.client_data = this;
+        faults.error_exit = [](j_common_ptr common) { of(common).giveUp(); };
+        faults.emit_message = [](j_common_ptr common, int level) {
+            // Other levels are notes on what is decoded.
+            if (level < 0) of(common).warn();
+        };
+        progress.progress_monitor = [](j_common_ptr common) { of(common).limitScans(); };
     }
+    ~Decoder() { jpeg_destroy_decompress(&info); }
     Decoder(const Decoder&) = delete;
     Decoder& operator=(const Decoder&) = delete;
 
-    eDECOMPRESSERROR run() {
-        if (handle == nullptr) return eDECOMPRESSERROR_MEM_ALLOC;
-        const eDECOMPRESSERROR header = checkHeader();
-        if (header != eDECOMPRESSERROR_NONE) return header;
-        if (rectangle.format == ePIXELFORMAT_RGB565) return decode565();
-        return decode(rectangle.frameData, layout());
+    eDECOMPRESSERROR run(Int32& detailCode) {
+        // No frame between this one and the decoder's calls back has anything to destroy.
+        if (setjmp(start) == 0) return decode();
+        if (faults.msg_code == JERR_OUT_OF_MEMORY) return eDECOMPRESSERROR_MEM_ALLOC;
+        detailCode = faults.msg_code;
+        return eDECOMPRESSERROR_JPEG_ERROR;
     }
-
-    /** The decoder's own code for the error: warning or fatal. */
-    Int32 code() const { return tjGetErrorCode(handle); }
 
   private:
-    eDECOMPRESSERROR checkHeader() {
-        int width = 0;
-        int height = 0;
-        int subsampling = -1;
-        int colourSpace = -1;
-        // Its result also fails unusual samplings, which decode well: what it has read decides.
-        tjDecompressHeader3(handle, rectangle.compressedData, rectangle.compressedDataLength,
-                            &width, &height, &subsampling, &colourSpace);
-        if (width <= 0 || height <= 0 || colourSpace < 0) return eDECOMPRESSERROR_JPEG_ERROR;
-        if (width != rectangle.width || height != rectangle.height) {
-            return eDECOMPRESSERROR_DIMENSION_MISMATCH;
-        }
-        const bool isPrintColour = colourSpace == TJCS_CMYK || colourSpace == TJCS_YCCK;
-        return isPrintColour ? eDECOMPRESSERROR_JPEG_ERROR : eDECOMPRESSERROR_NONE;
+    static Decoder& of(j_common_ptr common) { return *static_cast<Decoder*>(common->client_data); }
+
+    [[noreturn]] void giveUp() { std::longjmp(start, 1); }
+
+    [[noreturn]] void giveUp(int code) {
+        faults.msg_code = code;
+        giveUp();
     }
 
-    /** The decoder's name for the bytes of a 24 or 32 bit pixel. */
-    TJPF layout() const {
+    void warn() {
+        switch (faults.msg_code) {
+            case JWRN_EXTRANEOUS_DATA:
+            case JWRN_JFIF_MAJOR:
+                return;
+            case JWRN_JPEG_EOF:
+                // The end marker alone may be missing; what else is, shows later.
+                isWithoutEnd = true;
+                return;
+            default:
+                giveUp();
+        }
+    }
+
+    void limitScans() {
+        if (info.input_scan_number > mostScans) giveUp(JERR_BAD_PROGRESSION);
+    }
+
+    eDECOMPRESSERROR decode() {
+        jpeg_create_decompress(&info);
+        info.progress = &progress;
+        jpeg_mem_src(&info, rectangle.compressedData, rectangle.compressedDataLength);
+        jpeg_read_header(&info, TRUE);
+        if (info.image_width != rectangle.width || info.image_height != rectangle.height) {
+            return eDECOMPRESSERROR_DIMENSION_MISMATCH;
+        }
+        info.out_color_space = layout();
+        jpeg_start_decompress(&info);
+        if (rectangle.format == ePIXELFORMAT_RGB565) {
+            decode565();
+        } else {
+            decodeRows();
+        }
+        checkScans();
+        jpeg_finish_decompress(&info);
+        // Arithmetic coding leaves zeros at the end out, so that whole data look like cut ones.
+        if (isWithoutEnd && info.arith_code) giveUp(JWRN_JPEG_EOF);
+        return eDECOMPRESSERROR_NONE;
+    }
+
+    /** The decoder's name for the bytes of a pixel; 16 bits are packed from 32. */
+    J_COLOR_SPACE layout() const {
         const bool little = rectangle.endian == ePIXELENDIANESS_LittleEndian;
         switch (rectangle.format) {
             case ePIXELFORMAT_RGB888:
-                return little ? TJPF_BGR : TJPF_RGB;
+                return little ? JCS_EXT_BGR : JCS_EXT_RGB;
             case ePIXELFORMAT_ARGB8888:
-                return little ? TJPF_BGRA : TJPF_ARGB;
+                return little ? JCS_EXT_BGRA : JCS_EXT_ARGB;
             case ePIXELFORMAT_RGBA8888:
-                return little ? TJPF_ABGR : TJPF_RGBA;
+                return little ? JCS_EXT_ABGR : JCS_EXT_RGBA;
             case ePIXELFORMAT_RGB565:
                 break;
         }
-        return TJPF_BGRX;
+        return JCS_EXT_BGRX;
     }
 
-    eDECOMPRESSERROR decode(UInt8* pixels, TJPF pixelLayout) {
-        // A warning means a damaged picture, and a picture of countless scans is an attack.
-        constexpr int flags = TJFLAG_STOPONWARNING | TJFLAG_LIMITSCANS;
-        const int result =
-            tjDecompress2(handle, rectangle.compressedData, rectangle.compressedDataLength, pixels,
-                          rectangle.width, 0, rectangle.height, pixelLayout, flags);
-        return result == 0 ? eDECOMPRESSERROR_NONE : eDECOMPRESSERROR_JPEG_ERROR;
-    }
-
-    eDECOMPRESSERROR decode565() {
-        const size_t pixels = size_t{rectangle.width} * rectangle.height;
-        const HostBlock wide(pixels * 4);
-        if (!wide) return eDECOMPRESSERROR_MEM_ALLOC;
-        const eDECOMPRESSERROR result = decode(wide.bytes(), TJPF_BGRX);
-        if (result == eDECOMPRESSERROR_NONE) {
-            const unsigned low = rectangle.endian == ePIXELENDIANESS_LittleEndian ? 0 : 1;
-            pack565(wide.bytes(), pixels, low);
+    void decodeRows() {
+        const size_t rowSize = size_t{rectangle.width} * bytesPerPixel(rectangle.format);
+        while (info.output_scanline < info.output_height) {
+            JSAMPROW rows[rowsAtOnce];
+            const unsigned count = std::min(rowsAtOnce, info.output_height - info.output_scanline);
+            for (unsigned i = 0; i < count; ++i) {
+                rows[i] = rectangle.frameData + (info.output_scanline + i) * rowSize;
+            }
+            jpeg_read_scanlines(&info, rows, count);
         }
-        return result;
     }
 
-    /** low is the place of the low byte in a pixel. */
-    void pack565(const UInt8* bgrx, size_t pixels, unsigned low) {
-        UInt8* out = rectangle.frameData;
-        for (size_t i = 0; i < pixels; ++i, bgrx += 4, out += 2) {
-            const unsigned pixel = (bgrx[2] & 0xF8U) << 8 | (bgrx[1] & 0xFCU) << 3 | bgrx[0] >> 3;
-            out[low] = static_cast<UInt8>(pixel);
-            out[low ^ 1U] = static_cast<UInt8>(pixel >> 8);
+    void decode565() {
+        const size_t width = rectangle.width;
+        const auto pack = isForeign(rectangle.endian) ? &pack565<true> : &pack565<false>;
+        const JSAMPARRAY rows =
+            info.mem->alloc_sarray(reinterpret_cast<j_common_ptr>(&info), JPOOL_IMAGE,
+                                   4U * rectangle.width + 4U, rowsAtOnce);
+        // Aligned rows would be written past the cache, from which they are read at once.
+        for (unsigned i = 0; i < rowsAtOnce; ++i) rows[i] += 4;
+        while (info.output_scanline < info.output_height) {
+            UInt8* to = rectangle.frameData + 2 * width * info.output_scanline;
+            const unsigned count = jpeg_read_scanlines(&info, rows, rowsAtOnce);
+            for (unsigned i = 0; i < count; ++i) pack(rows[i], to + 2 * width * i, width);
         }
+    }
+
+    /** Scans that never came leave no trace in the rows. */
+    void checkScans() {
+        for (int i = 0; i < info.num_components; ++i) {
+            const bool isSeen = info.comp_info[i].quant_table != nullptr;
+            if (!isSeen) giveUp(isWithoutEnd ? JWRN_JPEG_EOF : JERR_MISSING_DATA);
+            if (isWithoutEnd && info.progressive_mode && !isRefined(i)) giveUp(JWRN_JPEG_EOF);
+        }
+    }
+
+    /** Whether every coefficient of a progressive picture has come to its last bit. */
+    bool isRefined(int component) const {
+        const auto& bits = info.coef_bits[component];
+        return std::all_of(std::begin(bits), std::end(bits), [](int left) { return left == 0; });
     }
 
     const decompressParameter& rectangle;
-    tjhandle handle;
+    jpeg_decompress_struct info{};
+    jpeg_error_mgr faults{};
+    jpeg_progress_mgr progress{};
+    std::jmp_buf start;
+    bool isWithoutEnd = false;
 };
 
-eDECOMPRESSERROR checkFrame(const decompressParameter& p) {
+eDECOMPRESSERROR decompress(const decompressParameter& p, Int32& detailCode) {
     const UInt8 bytes = bytesPerPixel(p.format);
     // No bytes per pixel: the phone left them to its format.
-    if (bytes == 0 || !isByteOrder(p.endian) || (p.bpp != 0 && p.bpp != bytes)) {
-        return eDECOMPRESSERROR_PARAM_CONTENT;
-    }
-    if (UInt64{p.width} * p.height * bytes != p.frameDataLength) {
-        return eDECOMPRESSERROR_DIMENSION_MISMATCH;
-    }
-    return eDECOMPRESSERROR_NONE;
+    const bool isPossible =
+        bytes != 0 && isByteOrder(p.endian) && (p.bpp == 0 || p.bpp == bytes) && fills(p, bytes);
+    return isPossible ? Decoder(p).run(detailCode) : eDECOMPRESSERROR_DIMENSION_MISMATCH;
 }
 
 }  // namespace
@@ -121,12 +193,5 @@ QUARLO_PLUGIN_EXPORT Int32 quarloCompression_initialise(decompressInitParameter*
 
 QUARLO_PLUGIN_EXPORT Int32 quarloCompression_decompress(decompressParameter* parameter,
                                                         Int32* detailCode) {
-    eDECOMPRESSERROR result = checkDecompression(parameter, detailCode, eFRAMECOMPRESSION_JPEG);
-    if (detailCode != nullptr) *detailCode = 0;
-    if (result == eDECOMPRESSERROR_NONE) result = checkFrame(*parameter);
-    if (result != eDECOMPRESSERROR_NONE) return result;
-    Decoder decoder(*parameter);
-    result = decoder.run();
-    if (result == eDECOMPRESSERROR_JPEG_ERROR) *detailCode = decoder.code();
-    return result;
+    return checkAndDecompress(parameter, detailCode, eFRAMECOMPRESSION_JPEG, &decompress);
 }

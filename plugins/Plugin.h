@@ -34,24 +34,6 @@ class HostBlock {
     void* block;
 };
 
-/** Bytes of one pixel; 0 for a format that does not exist. */
-inline UInt8 bytesPerPixel(PixelFormat format) {
-    switch (format) {
-        case ePIXELFORMAT_RGB888:
-            return 3;
-        case ePIXELFORMAT_RGB565:
-            return 2;
-        case ePIXELFORMAT_ARGB8888:
-        case ePIXELFORMAT_RGBA8888:
-            return 4;
-    }
-    return 0;
-}
-
-inline bool isByteOrder(PixelEndianess endian) {
-    return endian == ePIXELENDIANESS_BigEndian || endian == ePIXELENDIANESS_LittleEndian;
-}
-
 /** The common part of both initialise functions; 0, or 1 when the host hands no allocator in. */
 template <class Parameter>
 Int32 initialise(Parameter* parameter) {
@@ -71,18 +53,30 @@ inline Int32 initialiseDecompressor(decompressInitParameter* parameter, FrameCom
     return result;
 }
 
-/** The checks that all decompressors make before they look at the data. */
-inline eDECOMPRESSERROR checkDecompression(const decompressParameter* parameter,
-                                           const Int32* detailCode, FrameCompression bit) {
-    if (parameter == nullptr || detailCode == nullptr) return eDECOMPRESSERROR_NULL_PARAM;
-    if (parameter->compressedData == nullptr || parameter->frameData == nullptr) {
+/** Whether pixels of so many bytes fill exactly the frame. */
+inline bool fills(const decompressParameter& p, UInt8 bytes) {
+    return UInt64{p.width} * p.height * bytes == p.frameDataLength;
+}
+
+/**
+ * What all decompressors do before they look at the data. A rectangle without pixels is done at
+ * once; one that cannot be met is the phone's fault, which its host must hear of.
+ */
+inline Int32 checkAndDecompress(const decompressParameter* p, Int32* detailCode,
+                                FrameCompression bit,
+                                eDECOMPRESSERROR (*decompress)(const decompressParameter&,
+                                                               Int32&)) {
+    if (detailCode != nullptr) *detailCode = 0;
+    if (p == nullptr || detailCode == nullptr) return eDECOMPRESSERROR_NULL_PARAM;
+    if (p->width == 0 || p->height == 0) return eDECOMPRESSERROR_NONE;
+    if (p->compressedData == nullptr || p->frameData == nullptr) {
         return eDECOMPRESSERROR_NULL_PARAM_CONTENT;
     }
-    if (parameter->compression != bit || parameter->frameDataLength == 0 || parameter->width == 0 ||
-        parameter->height == 0 || allocate.load() == nullptr) {
-        return eDECOMPRESSERROR_PARAM_CONTENT;
+    if (p->compression != bit || allocate.load() == nullptr) return eDECOMPRESSERROR_PARAM_CONTENT;
+    if (p->frameDataLength == 0 || (p->bpp != 0 && !fills(*p, p->bpp))) {
+        return eDECOMPRESSERROR_DIMENSION_MISMATCH;
     }
-    return eDECOMPRESSERROR_NONE;
+    return decompress(*p, *detailCode);
 }
 
 }  // namespace quarlo::plugin

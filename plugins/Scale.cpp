@@ -6,6 +6,7 @@
  */
 #include <utility>
 
+#include "Pixels.h"
 #include "Plugin.h"
 #include "QUARLO-LibScale.h"
 #include "ScaleRows.h"

@@ -1,24 +1,14 @@
 #include "ScaleRows.h"
 
-#include <bit>
 #include <cstring>
+
+#include "Pixels.h"
 
 // The loops are written for what compilers make of them with the vector units of every processor of
 // an architecture: no branches, no overlap, memcpy for access of any alignment.
 
 namespace quarlo::plugin {
 namespace {
-
-constexpr bool littleEndian = std::endian::native == std::endian::little;
-
-UInt16 swapped(UInt16 value) {
-    return static_cast<UInt16>(value << 8 | value >> 8);
-}
-
-/** Whether pixels of two bytes are in the other byte order than this machine's. */
-bool isForeign(PixelLayout layout) {
-    return (layout.endian == ePIXELENDIANESS_LittleEndian) != littleEndian;
-}
 
 WidePixel widePixel(UInt16 a, UInt16 b, UInt16 c) {
     if constexpr (littleEndian) return WidePixel{c} << 32 | WidePixel{b} << 16 | a;
@@ -47,11 +37,6 @@ void unpack8888(const UInt8* __restrict from, WidePixel* __restrict to, size_t p
     }
 }
 
-/** Byte i of a pixel of four bytes that was read as a number. */
-constexpr unsigned byteOf(UInt32 pixel, unsigned i) {
-    return pixel >> 8 * (littleEndian ? i : 3 - i) & 0xFF;
-}
-
 template <bool foreign>
 void pack565(const UInt8* __restrict from, UInt8* __restrict to, size_t pixels) {
     for (size_t i = 0; i < pixels; ++i) {
@@ -73,7 +58,7 @@ void pack888(const UInt8* __restrict from, UInt8* __restrict to, size_t pixels) 
 void unpackPixels(const UInt8* from, WidePixel* to, size_t pixels, PixelLayout layout) {
     switch (layout.format) {
         case ePIXELFORMAT_RGB565:
-            return isForeign(layout) ? unpack565<true>(from, to, pixels)
+            return isForeign(layout.endian) ? unpack565<true>(from, to, pixels)
                                      : unpack565<false>(from, to, pixels);
         case ePIXELFORMAT_RGB888:
             return unpack888(from, to, pixels);
@@ -138,7 +123,7 @@ void blendRows(const WidePixel* __restrict upper, const WidePixel* __restrict lo
 
 void packRow(const UInt8* from, UInt8* to, size_t pixels, PixelLayout layout) {
     if (layout.format == ePIXELFORMAT_RGB888) return pack888(from, to, pixels);
-    return isForeign(layout) ? pack565<true>(from, to, pixels) : pack565<false>(from, to, pixels);
+    return isForeign(layout.endian) ? pack565<true>(from, to, pixels) : pack565<false>(from, to, pixels);
 }
 
 }  // namespace quarlo::plugin

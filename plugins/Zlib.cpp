@@ -72,7 +72,7 @@ class Inflater {
     Inflater& operator=(const Inflater&) = delete;
 
     /** Decodes block by block until the stream, its data or the room for it ends. */
-    Int32 run(Int32& detailCode) {
+    eDECOMPRESSERROR run(Int32& detailCode) {
         while (result == Z_OK && stream.total_out <= expected && !endsUnfinished()) {
             if (stream.total_out == expected && stream.avail_out == 0) offerOneByteMore();
             result = inflate(&stream, Z_BLOCK);
@@ -94,7 +94,7 @@ class Inflater {
                (stream.data_type & (lastBlock | afterBlock)) == afterBlock && stream.total_out > 0;
     }
 
-    Int32 verdict(Int32& detailCode) const {
+    eDECOMPRESSERROR verdict(Int32& detailCode) const {
         if (result == Z_MEM_ERROR) return eDECOMPRESSERROR_MEM_ALLOC;
         if (stream.total_out > expected) return eDECOMPRESSERROR_ZLIB_SIZE_MISMATCH;
         if (result == Z_STREAM_END || (result == Z_OK && endsUnfinished())) {
@@ -111,6 +111,10 @@ class Inflater {
     Bytef surplus = 0;
 };
 
+eDECOMPRESSERROR decompress(const decompressParameter& p, Int32& detailCode) {
+    return decodeFast(p) ? eDECOMPRESSERROR_NONE : Inflater(p).run(detailCode);
+}
+
 }  // namespace
 }  // namespace quarlo::plugin
 
@@ -122,10 +126,5 @@ QUARLO_PLUGIN_EXPORT Int32 quarloCompression_initialise(decompressInitParameter*
 
 QUARLO_PLUGIN_EXPORT Int32 quarloCompression_decompress(decompressParameter* parameter,
                                                         Int32* detailCode) {
-    const eDECOMPRESSERROR checked =
-        checkDecompression(parameter, detailCode, eFRAMECOMPRESSION_ZLIB);
-    if (detailCode != nullptr) *detailCode = 0;
-    if (checked != eDECOMPRESSERROR_NONE) return checked;
-    if (decodeFast(*parameter)) return eDECOMPRESSERROR_NONE;
-    return Inflater(*parameter).run(*detailCode);
+    return checkAndDecompress(parameter, detailCode, eFRAMECOMPRESSION_ZLIB, &decompress);
 }

@@ -57,7 +57,8 @@ typedef enum _DECOMPRESSION_ERROR_T {
     eDECOMPRESSERROR_PARAM_CONTENT = 3,      /**< a value in the parameter record is not accepted */
     eDECOMPRESSERROR_ZLIB_ERROR = 4,         /**< broken data; the detail code is the zlib result */
     eDECOMPRESSERROR_ZLIB_SIZE_MISMATCH = 5, /**< the data decode to another size */
-    eDECOMPRESSERROR_DIMENSION_MISMATCH = 6, /**< the picture has other dimensions */
+    eDECOMPRESSERROR_DIMENSION_MISMATCH = 6, /**< the picture has other dimensions, or the rectangle
+                                                  a size or layout that cannot be met */
     eDECOMPRESSERROR_MEM_ALLOC = 7,          /**< an allocation failed */
     eDECOMPRESSERROR_JPEG_ERROR = 8          /**< broken data; the detail code is the decoder's */
 } eDECOMPRESSERROR;

@@ -83,7 +83,7 @@ PngStream streamOf(const Bytes& png) {
 TEST(PluginsOnFiles, DecodeTheStreamsOfPngFiles) {
     const Decompressor plugin("libQUARLO-Decomp01.so", eFRAMECOMPRESSION_ZLIB);
     const auto decode = [&](const Exact& in, const Exact& frame) {
-        return plugin({1, 1, 1, ePIXELFORMAT_RGB888, ePIXELENDIANESS_BigEndian,
+        return plugin({1, 1, 0, ePIXELFORMAT_RGB888, ePIXELENDIANESS_BigEndian,
                        eFRAMECOMPRESSION_ZLIB, in.data(), in.size(), frame.data(), frame.size()});
     };
     const auto visit = [&](const fs::path& path, const Bytes& png) {

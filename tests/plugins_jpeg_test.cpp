@@ -2,9 +2,16 @@
  * The JPEG plug-in: pictures of every sampling in every pixel layout, and everything that a broken
  * or hostile one gets.
  */
+#include <sys/resource.h>
 #include <turbojpeg.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <fstream>
+
+// jpeglib.h needs what stands above.
+#include <jerror.h>
+#include <jpeglib.h>
 
 #include "PluginUnderTest.h"
 
@@ -60,6 +67,38 @@ Bytes compress(const Bytes& pixels, int width, int height, int sampling = TJSAMP
     return bytes;
 }
 
+/** One scan for each component, which TurboJPEG cannot make. */
+Bytes compressScans(const Bytes& rgb, int width, int height, bool isArithmetic) {
+    jpeg_compress_struct info{};
+    jpeg_error_mgr faults{};
+    info.err = jpeg_std_error(&faults);
+    jpeg_create_compress(&info);
+    unsigned char* jpeg = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&info, &jpeg, &size);
+    info.image_width = static_cast<JDIMENSION>(width);
+    info.image_height = static_cast<JDIMENSION>(height);
+    info.input_components = 3;
+    info.in_color_space = JCS_RGB;
+    jpeg_set_defaults(&info);
+    const jpeg_scan_info scans[] = {
+        {1, {0}, 0, 63, 0, 0}, {1, {1}, 0, 63, 0, 0}, {1, {2}, 0, 63, 0, 0}};
+    info.scan_info = scans;
+    info.num_scans = 3;
+    info.arith_code = isArithmetic ? TRUE : FALSE;
+    jpeg_start_compress(&info, TRUE);
+    while (info.next_scanline < info.image_height) {
+        JSAMPROW row =
+            const_cast<JSAMPROW>(&rgb[size_t{info.next_scanline} * 3 * info.image_width]);
+        jpeg_write_scanlines(&info, &row, 1);
+    }
+    jpeg_finish_compress(&info);
+    const Bytes bytes(jpeg, jpeg + size);
+    jpeg_destroy_compress(&info);
+    std::free(jpeg);
+    return bytes;
+}
+
 /** The same decoder called directly, for the red, green and blue of every pixel. */
 Bytes reference(const Bytes& jpeg, int width, int height) {
     Bytes rgb(static_cast<size_t>(width * height) * 3);
@@ -95,17 +134,32 @@ Bytes thirdOfTheWidth() {
     return jpeg;
 }
 
-/** Where the frame header's height stands. */
-size_t heightInHeader(const Bytes& jpeg) {
-    const UInt8 frameHeader[] = {0xFF, 0xC0, 0x00, 0x11, 0x08};
+constexpr UInt8 startOfFrame = 0xC0;
+constexpr UInt8 startOfProgressive = 0xC2;
+constexpr UInt8 startOfScan = 0xDA;
+constexpr UInt8 endOfImage = 0xD9;
+
+/** Where the last marker of a kind begins. */
+size_t lastMarker(const Bytes& jpeg, UInt8 kind) {
+    const UInt8 marker[] = {0xFF, kind};
     const auto found =
-        std::search(jpeg.begin(), jpeg.end(), std::begin(frameHeader), std::end(frameHeader));
+        std::find_end(jpeg.begin(), jpeg.end(), std::begin(marker), std::end(marker));
     EXPECT_NE(jpeg.end(), found);
-    return static_cast<size_t>(found - jpeg.begin()) + sizeof frameHeader;
+    return static_cast<size_t>(found - jpeg.begin());
 }
 
-Bytes withDimensions(Bytes jpeg, unsigned width, unsigned height) {
-    const size_t at = heightInHeader(jpeg);
+Bytes upTo(const Bytes& jpeg, size_t length) {
+    return {jpeg.begin(), jpeg.begin() + static_cast<std::ptrdiff_t>(length)};
+}
+
+Bytes operator+(Bytes a, const Bytes& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+const Bytes end{0xFF, endOfImage};
+
+Bytes withDimensions(Bytes jpeg, unsigned width, unsigned height, UInt8 frame = startOfFrame) {
+    const size_t at = lastMarker(jpeg, frame) + 5;
     jpeg[at] = static_cast<UInt8>(height >> 8);
     jpeg[at + 1] = static_cast<UInt8>(height);
     jpeg[at + 2] = static_cast<UInt8>(width >> 8);
@@ -129,8 +183,9 @@ decompressParameter rectangle(const Exact& data, const Exact& frame, int width, 
 
 constexpr Outcome success{eDECOMPRESSERROR_NONE, 0};
 constexpr Outcome dimensionMismatch{eDECOMPRESSERROR_DIMENSION_MISMATCH, 0};
-constexpr Outcome damaged{eDECOMPRESSERROR_JPEG_ERROR, TJERR_WARNING};
-constexpr Outcome unreadable{eDECOMPRESSERROR_JPEG_ERROR, TJERR_FATAL};
+constexpr Outcome failing(Int32 code) {
+    return {eDECOMPRESSERROR_JPEG_ERROR, code};
+}
 
 class JpegPlugin : public testing::Test {
   protected:
@@ -213,14 +268,14 @@ TEST_F(JpegPlugin, RefusesParameters) {
     } cases[] = {
         {"compression of another plug-in", [](auto& p) { p.compression = eFRAMECOMPRESSION_ZLIB; },
          eDECOMPRESSERROR_PARAM_CONTENT},
-        {"format 0", [](auto& p) { p.format = PixelFormat{}; }, eDECOMPRESSERROR_PARAM_CONTENT},
+        {"format 0", [](auto& p) { p.format = PixelFormat{}; },
+         eDECOMPRESSERROR_DIMENSION_MISMATCH},
         {"format 5", [](auto& p) { p.format = static_cast<PixelFormat>(5); },
-         eDECOMPRESSERROR_PARAM_CONTENT},
+         eDECOMPRESSERROR_DIMENSION_MISMATCH},
         {"byte order 0", [](auto& p) { p.endian = PixelEndianess{}; },
-         eDECOMPRESSERROR_PARAM_CONTENT},
+         eDECOMPRESSERROR_DIMENSION_MISMATCH},
         {"byte order 3", [](auto& p) { p.endian = static_cast<PixelEndianess>(3); },
-         eDECOMPRESSERROR_PARAM_CONTENT},
-        {"bytes of another format", [](auto& p) { p.bpp = 4; }, eDECOMPRESSERROR_PARAM_CONTENT},
+         eDECOMPRESSERROR_DIMENSION_MISMATCH},
         {"bytes left to the format", [](auto& p) { p.bpp = 0; }, eDECOMPRESSERROR_NONE},
         {"frame a byte short", [](auto& p) { --p.frameDataLength; },
          eDECOMPRESSERROR_DIMENSION_MISMATCH},
@@ -255,29 +310,23 @@ TEST_F(JpegPlugin, RefusesOtherDimensionsBeforeDecoding) {
 
 TEST_F(JpegPlugin, RefusesBombs) {
     const Bytes jpeg = compress(gradient(16, 16), 16, 16);
-    const Layout& needsABlock = layouts[6];
-    HostHeap::made = 0;
-    EXPECT_EQ(dimensionMismatch, decode(withDimensions(jpeg, 65000, 65000), 16, 16, needsABlock));
-    EXPECT_EQ(unreadable, decode(withDimensions(jpeg, 65535, 65535), 16, 16, needsABlock));
-    EXPECT_EQ(unreadable, decode(withDimensions(jpeg, 16, 0), 16, 16, needsABlock));
-    EXPECT_EQ(0, HostHeap::made);
+    EXPECT_EQ(dimensionMismatch, decode(withDimensions(jpeg, 65000, 65000), 16, 16));
+    EXPECT_EQ(failing(JERR_IMAGE_TOO_BIG), decode(withDimensions(jpeg, 65535, 65535), 16, 16));
+    EXPECT_EQ(failing(JERR_EMPTY_IMAGE), decode(withDimensions(jpeg, 16, 0), 16, 16));
     // The few bytes of a small picture do not become a large one.
-    EXPECT_EQ(damaged, decode(withDimensions(jpeg, 2048, 1024), 2048, 1024));
+    EXPECT_EQ(failing(JWRN_HIT_MARKER), decode(withDimensions(jpeg, 2048, 1024), 2048, 1024));
 
     // A last scan that is repeated changes nothing, costs time, and would be without end.
-    const UInt8 scanMarker[] = {0xFF, 0xDA};
-    Bytes scans = thirdOfTheWidth();
-    const auto last =
-        std::find_end(scans.begin(), scans.end(), std::begin(scanMarker), std::end(scanMarker));
-    const Bytes scan(last, scans.end() - 2);
+    const Bytes whole = thirdOfTheWidth();
+    const size_t last = lastMarker(whole, startOfScan);
+    const Bytes scan(&whole[last], &whole[whole.size() - 2]);
     const auto repeat = [&](int times) {
-        Bytes repeated(scans.begin(), scans.end() - 2);
-        for (int i = 0; i < times; ++i) repeated.insert(repeated.end(), scan.begin(), scan.end());
-        repeated.insert(repeated.end(), {0xFF, 0xD9});
-        return repeated;
+        Bytes repeated = upTo(whole, whole.size() - 2);
+        for (int i = 0; i < times; ++i) repeated = repeated + scan;
+        return repeated + end;
     };
     EXPECT_EQ(success, decode(repeat(10), 6, 5));
-    EXPECT_EQ(unreadable, decode(repeat(600), 6, 5));
+    EXPECT_EQ(failing(JERR_BAD_PROGRESSION), decode(repeat(600), 6, 5));
 }
 
 TEST_F(JpegPlugin, DecodesASamplingWithoutAName) {
@@ -287,31 +336,89 @@ TEST_F(JpegPlugin, DecodesASamplingWithoutAName) {
     }
 }
 
-TEST_F(JpegPlugin, RefusesEveryTruncation) {
-    for (const int flags : {0, TJFLAG_PROGRESSIVE}) {
-        const Bytes whole = compress(gradient(40, 24), 40, 24, TJSAMP_420, flags);
-        for (size_t length = 0; length < whole.size(); ++length) {
-            SCOPED_TRACE(testing::Message() << "flags " << flags << ", byte " << length);
-            const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
-            for (const Layout& layout : {layouts[0], layouts[7]}) {
-                const Outcome outcome = decode(cut, 40, 24, layout);
-                EXPECT_TRUE(outcome == damaged || outcome == unreadable) << outcome;
+struct Coding {
+    const char* name;
+    Bytes jpeg;
+};
+
+/** One picture of 40 x 24 in every order of its data. */
+std::vector<Coding> codings() {
+    const Bytes picture = gradient(40, 24);
+    return {{"at once", compress(picture, 40, 24, TJSAMP_420)},
+            {"progressive", compress(picture, 40, 24, TJSAMP_420, TJFLAG_PROGRESSIVE)},
+            {"a scan for each component", compressScans(picture, 40, 24, false)}};
+}
+
+// What surrounds whole data, or is missing behind them, changes nothing.
+TEST_F(JpegPlugin, TakesWholePicturesWithSpareBytesOrWithoutAnEnd) {
+    for (const Coding& coding : codings()) {
+        SCOPED_TRACE(coding.name);
+        const Bytes& whole = coding.jpeg;
+        const Bytes expected = reference(whole, 40, 24);
+        const auto expectPicture = [&](const Bytes& jpeg) {
+            EXPECT_EQ(success, decode(jpeg, 40, 24, layouts[1]));
+            EXPECT_EQ(expected, decoded);
+        };
+        expectPicture(upTo(whole, whole.size() - 1));
+        expectPicture(upTo(whole, whole.size() - 2));
+        expectPicture(upTo(whole, whole.size() - 2) + Bytes(9, 0));
+        expectPicture(whole + Bytes(9, 0xAA));
+        for (const Bytes& spare : {Bytes{0x12, 0x00}, Bytes{0xFF, 0xFF, 0xFF}}) {
+            for (const UInt8 marker : {UInt8{0xDB}, UInt8{0xC4}, startOfScan, endOfImage}) {
+                const size_t at = lastMarker(whole, marker);
+                expectPicture(upTo(whole, at) + spare +
+                              Bytes(whole.begin() + static_cast<std::ptrdiff_t>(at), whole.end()));
             }
         }
     }
 }
 
+// Also between two scans, and also when an end was set behind the cut.
+TEST_F(JpegPlugin, RefusesEveryTruncation) {
+    for (const Coding& coding : codings()) {
+        const Bytes& whole = coding.jpeg;
+        for (size_t length = 0; length < whole.size() - 2; ++length) {
+            SCOPED_TRACE(testing::Message() << coding.name << ", byte " << length);
+            for (const Layout& layout : {layouts[0], layouts[7]}) {
+                const Outcome outcome = decode(upTo(whole, length), 40, 24, layout);
+                EXPECT_EQ(eDECOMPRESSERROR_JPEG_ERROR, outcome.result);
+                EXPECT_GT(outcome.detail, 0);
+            }
+        }
+    }
+    const Bytes arithmetic = compressScans(gradient(40, 24), 40, 24, true);
+    EXPECT_EQ(success, decode(arithmetic, 40, 24));
+    EXPECT_EQ(failing(JWRN_JPEG_EOF), decode(upTo(arithmetic, arithmetic.size() - 2), 40, 24));
+}
+
 TEST_F(JpegPlugin, NamesTheFault) {
-    const Bytes whole = compress(gradient(40, 24), 40, 24);
-    const Bytes half(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2));
-    const Bytes cmyk = compress(gradient(40, 32), 40, 24, TJSAMP_444, 0, TJPF_CMYK);
-    EXPECT_EQ(unreadable, decode({}, 40, 24));
-    EXPECT_EQ(unreadable, decode(Bytes(500, 0xFF), 40, 24));
-    EXPECT_EQ(unreadable, decode({0x89, 'P', 'N', 'G'}, 40, 24));
-    EXPECT_EQ(unreadable, decode({0xFF, 0xD8, 0xFF, 0xD9}, 40, 24));
-    EXPECT_EQ(damaged, decode(half, 40, 24));
-    EXPECT_EQ(unreadable, decode(cmyk, 40, 24));
-    EXPECT_EQ(Bytes(size_t{40} * 24 * 3, 0x55), decoded);
+    const std::vector<Coding> whole = codings();
+    const auto cutBefore = [&](size_t coding, UInt8 marker) {
+        return upTo(whole[coding].jpeg, lastMarker(whole[coding].jpeg, marker));
+    };
+    const Bytes& simple = whole[0].jpeg;
+    const struct {
+        const char* what;
+        Bytes jpeg;
+        Int32 code;
+    } cases[] = {
+        {"nothing", {}, JERR_INPUT_EMPTY},
+        {"no JPEG", {0x89, 'P', 'N', 'G'}, JERR_NO_SOI},
+        {"fill alone", Bytes(500, 0xFF), JERR_NO_SOI},
+        {"no picture", {0xFF, 0xD8, 0xFF, 0xD9}, JERR_NO_IMAGE},
+        {"cut in its header", cutBefore(0, startOfScan), JERR_SOF_NO_SOS},
+        {"cut in its data", upTo(simple, simple.size() - 5), JWRN_HIT_MARKER},
+        {"cut in its data, with an end", upTo(simple, simple.size() - 5) + end, JWRN_HIT_MARKER},
+        {"cut before the last refinement", cutBefore(1, startOfScan), JWRN_JPEG_EOF},
+        {"cut before the last component", cutBefore(2, startOfScan), JWRN_JPEG_EOF},
+        {"without the last component", cutBefore(2, startOfScan) + end, JERR_MISSING_DATA},
+        {"four colours", compress(gradient(40, 32), 40, 24, TJSAMP_444, 0, TJPF_CMYK),
+         JERR_CONVERSION_NOTIMPL},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        EXPECT_EQ(failing(c.code), decode(c.jpeg, 40, 24));
+    }
 }
 
 // Wherever one bit is turned the plug-in answers with a documented code and stays inside its
@@ -322,25 +429,37 @@ TEST_F(JpegPlugin, SurvivesEveryTurnedBit) {
         Bytes data = whole;
         data[bit / 8] = static_cast<UInt8>(data[bit / 8] ^ (1U << (bit % 8)));
         const Outcome outcome = decode(data, 24, 16, layouts[bit % 8]);
-        EXPECT_TRUE(outcome == success || outcome == damaged || outcome == unreadable ||
-                    outcome == dimensionMismatch)
+        EXPECT_TRUE(outcome == success || outcome == dimensionMismatch ||
+                    (outcome.result == eDECOMPRESSERROR_JPEG_ERROR && outcome.detail > 0))
             << "bit " << bit << ": " << outcome;
     }
 }
 
-TEST_F(JpegPlugin, ReportsAHostWithoutMemory) {
-    const Bytes jpeg = compress(gradient(40, 24), 40, 24);
-    HostHeap::refuses = true;
-    const Outcome needsABlock = decode(jpeg, 40, 24, layouts[6]);
-    const Outcome needsNone = decode(jpeg, 40, 24, layouts[0]);
-    HostHeap::refuses = false;
-    EXPECT_EQ((Outcome{eDECOMPRESSERROR_MEM_ALLOC, 0}), needsABlock);
-    EXPECT_EQ(success, needsNone);
+TEST_F(JpegPlugin, ReportsADecoderWithoutMemory) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "a sanitizer needs the address space";
+#endif
+    // The decoder keeps all of a progressive picture; its memory is not the host's.
+    constexpr int width = 6000, height = 3000;
+    const Bytes jpeg = withDimensions(thirdOfTheWidth(), width, height, startOfProgressive);
+    const Exact in(jpeg);
+    const Exact frame(size_t{2} * width * height);
+    const auto decodeInSixteenMegabytes = [&] {
+        size_t pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        const rlim_t limit = pages * 4096 + (16U << 20U);
+        const rlimit space{limit, limit};
+        setrlimit(RLIMIT_AS, &space);
+        const Outcome outcome = plugin(rectangle(in, frame, width, height, layouts[6]));
+        _exit(outcome == Outcome{eDECOMPRESSERROR_MEM_ALLOC, 0} ? 0 : 1);
+    };
+    EXPECT_EXIT(decodeInSixteenMegabytes(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(JpegPlugin, ServesEightThreads) {
     const Bytes whole = compress(gradient(200, 100), 200, 100, TJSAMP_420);
-    const Bytes half(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2));
+    const Bytes half = upTo(whole, whole.size() / 2);
+    const Outcome cutOff = failing(JWRN_HIT_MARKER);
     Bytes expected[std::size(layouts)];
     for (size_t i = 0; i < std::size(layouts); ++i) {
         ASSERT_EQ(success, decode(whole, 200, 100, layouts[i]));
@@ -353,7 +472,7 @@ TEST_F(JpegPlugin, ServesEightThreads) {
         const Exact cut(half);
         for (int i = 0; i < 20; ++i) {
             const Exact frame(size_t{200} * 100 * layout.bytes);
-            failures += plugin(rectangle(cut, frame, 200, 100, layout)) == damaged ? 0 : 1;
+            failures += plugin(rectangle(cut, frame, 200, 100, layout)) == cutOff ? 0 : 1;
             failures += plugin(rectangle(in, frame, 200, 100, layout)) == success ? 0 : 1;
             failures += frame.bytes() == expected[thread] ? 0 : 1;
         }

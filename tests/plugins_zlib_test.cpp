@@ -56,7 +56,7 @@ class ZlibPlugin : public testing::Test {
     static decompressParameter rectangle(const Exact& data, const Exact& frame) {
         return {1,
                 static_cast<UInt16>(1),
-                1,
+                0,
                 ePIXELFORMAT_RGB888,
                 ePIXELENDIANESS_LittleEndian,
                 eFRAMECOMPRESSION_ZLIB,

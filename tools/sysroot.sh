@@ -6,7 +6,8 @@ set -eu
 cd "$(dirname "$0")/.."
 
 packages="libgtest-dev libgmock-dev
-    zlib1g zlib1g-dev libdeflate0 libdeflate-dev libturbojpeg0 libturbojpeg0-dev
+    zlib1g zlib1g-dev libdeflate0 libdeflate-dev
+    libjpeg62-turbo libjpeg62-turbo-dev libturbojpeg0 libturbojpeg0-dev
     libpixman-1-0 libpixman-1-dev libstb0 libstb-dev"
 
 architecture=$1

@@ -129,7 +129,7 @@ inline void expectRefusesInitialiseWithoutHeap(const Decompressor& decompressor)
     EXPECT_NE(0, decompressor.initialise(&p));
 }
 
-/** The results 1 to 3 of a decompressor; the parameter is one that decodes. */
+/** What every decompressor makes of its parameter before it decodes; this one decodes. */
 inline void expectRefusesParameters(const Decompressor& decompressor,
                                     const decompressParameter& good) {
     Int32 detail = 0;
@@ -148,9 +148,14 @@ inline void expectRefusesParameters(const Decompressor& decompressor,
         {"no data", [](auto& c) { c.compressedData = nullptr; },
          eDECOMPRESSERROR_NULL_PARAM_CONTENT},
         {"no frame", [](auto& c) { c.frameData = nullptr; }, eDECOMPRESSERROR_NULL_PARAM_CONTENT},
-        {"empty frame", [](auto& c) { c.frameDataLength = 0; }, eDECOMPRESSERROR_PARAM_CONTENT},
-        {"no width", [](auto& c) { c.width = 0; }, eDECOMPRESSERROR_PARAM_CONTENT},
-        {"no height", [](auto& c) { c.height = 0; }, eDECOMPRESSERROR_PARAM_CONTENT},
+        {"empty frame", [](auto& c) { c.frameDataLength = 0; },
+         eDECOMPRESSERROR_DIMENSION_MISMATCH},
+        {"bytes of another format", [](auto& c) { ++c.bpp; }, eDECOMPRESSERROR_DIMENSION_MISMATCH},
+        // Nothing can be touched behind null pointers.
+        {"no width", [](auto& c) { c.width = 0, c.frameData = c.compressedData = nullptr; },
+         eDECOMPRESSERROR_NONE},
+        {"no height", [](auto& c) { c.height = 0, c.frameData = c.compressedData = nullptr; },
+         eDECOMPRESSERROR_NONE},
         {"compression None", [](auto& c) { c.compression = eFRAMECOMPRESSION_None; },
          eDECOMPRESSERROR_PARAM_CONTENT},
         {"compression All", [](auto& c) { c.compression = eFRAMECOMPRESSION_All; },
