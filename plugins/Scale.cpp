@@ -1,10 +1,10 @@
 /*
- * Scaling plug-in 00: enlarges pictures with a separable bilinear kernel. The phone sends parts of
- * its screen, each scaled by itself, so the kernel places centres on centres: parts then fit
- * together. A call works in one block of the host's heap and keeps nothing; any number of threads
- * may call.
+ * Scaling plug-in 00: enlarges pictures. The phone sends parts of its screen, each scaled by
+ * itself, so every pixel gets the colours of the area that it covers and of nothing beyond: parts
+ * whose corners fall on whole pixels are exactly those of the whole, at their edges too. A call
+ * works in one block of the host's heap and keeps nothing; any number of threads may call.
  */
-#include <utility>
+#include <cstring>
 
 #include "Pixels.h"
 #include "Plugin.h"
@@ -40,19 +40,19 @@ class Pieces {
 /** What a call works with besides both pictures. */
 struct Scratch {
     Scratch(Pieces pieces, const scaleParameter& p)
-        : columns{pieces.take<UInt32>(p.destinationWidth),
+        : columns{pieces.take<UInt16>(p.destinationWidth),
                   pieces.take<ChannelPair>(p.destinationWidth)},
           unpacked(pieces.take<WidePixel>(size_t{p.sourceWidth} + 1)),
-          upper(pieces.take<WidePixel>(p.destinationWidth)),
-          lower(pieces.take<WidePixel>(p.destinationWidth)),
-          blended(pieces.take<UInt8>(channelsPerPixel * p.destinationWidth)),
+          rows{pieces.take<WidePixel>(p.destinationWidth + pixelsAtOnce),
+               pieces.take<WidePixel>(p.destinationWidth + pixelsAtOnce)},
+          narrow(pieces.take<UInt8>(channelsPerPixel * p.destinationWidth)),
           needed(pieces.needed()) {}
 
     Columns columns;
     WidePixel* unpacked;
-    WidePixel* upper; /**< the stretched source row at or above the row to be written */
-    WidePixel* lower; /**< the one below */
-    UInt8* blended;
+    WidePixel*
+        rows[2]; /**< stretched rows of the source, one with an even number, one with an odd */
+    UInt8* narrow;
     size_t needed;
 };
 
@@ -66,56 +66,62 @@ RowWeights rowWeights(UInt32 weight) {
 class Enlargement {
   public:
     Enlargement(const scaleParameter& parameter, const Scratch& memory)
-        : p(parameter), scratch(memory) {
+        : p(parameter), scratch(memory), rowSize(size_t{p.destinationWidth} * p.imageBpp) {
         for (UInt32 x = 0; x < p.destinationWidth; ++x) {
             setColumn(scratch.columns, x, placeOf(x, p.sourceWidth, p.destinationWidth));
         }
     }
 
     void run() {
-        stretch(0, scratch.upper);
-        stretch(below(0), scratch.lower);
-        for (UInt32 y = 0; y < p.destinationHeight; ++y) {
+        UInt8* row = p.destinationBuffer;
+        Place before{none, 0};
+        for (UInt32 y = 0; y < p.destinationHeight; ++y, row += rowSize) {
             const Place place = placeOf(y, p.sourceHeight, p.destinationHeight);
-            // An enlargement never goes down by more than one row of the source at a time.
-            if (place.first != top) advance();
-            write(y, rowWeights(place.weight));
+            if (place == before) {
+                std::memcpy(row, row - rowSize, rowSize);
+            } else {
+                write(place, row);
+            }
+            before = place;
         }
     }
 
   private:
-    UInt32 below(UInt32 row) const { return row + 1 < p.sourceHeight ? row + 1 : row; }
+    static constexpr UInt32 none = ~UInt32{0};
 
-    void advance() {
-        ++top;
-        std::swap(scratch.upper, scratch.lower);
-        stretch(below(top), scratch.lower);
-    }
-
-    void stretch(UInt32 row, WidePixel* to) {
-        const size_t rowBytes = size_t{p.sourceWidth} * p.imageBpp;
-        unpackRow(p.sourceBuffer + row * rowBytes, scratch.unpacked, p.sourceWidth, layout());
+    const WidePixel* stretched(UInt32 row) {
+        WidePixel* to = scratch.rows[row % 2];
+        if (held[row % 2] == row) return to;
+        held[row % 2] = row;
+        const size_t sourceSize = size_t{p.sourceWidth} * p.imageBpp;
+        unpackRow(p.sourceBuffer + row * sourceSize, scratch.unpacked, p.sourceWidth, layout());
         stretchRow(scratch.unpacked, to, scratch.columns, p.destinationWidth);
+        return to;
     }
 
-    void write(UInt32 y, RowWeights weights) {
-        const size_t rowBytes = size_t{p.destinationWidth} * p.imageBpp;
-        UInt8* row = p.destinationBuffer + y * rowBytes;
-        UInt8* bytes = p.imageBpp == channelsPerPixel ? row : scratch.blended;
-        blendRows(scratch.upper, scratch.lower, weights, bytes, p.destinationWidth);
-        if (bytes != row) packRow(bytes, row, p.destinationWidth, layout());
+    void write(const Place& place, UInt8* row) {
+        const bool isPacked = p.imageBpp != channelsPerPixel;
+        UInt8* bytes = isPacked ? scratch.narrow : row;
+        if (place.weight == 0) {
+            narrowRow(stretched(place.first), bytes, p.destinationWidth);
+        } else {
+            blendRows(stretched(place.first), stretched(place.first + 1), rowWeights(place.weight),
+                      bytes, p.destinationWidth);
+        }
+        if (isPacked) packRow(bytes, row, p.destinationWidth, layout());
     }
 
     PixelLayout layout() const { return {p.format, p.endian}; }
 
     const scaleParameter& p;
     Scratch scratch;
-    UInt32 top = 0; /**< the source row in scratch.upper */
+    size_t rowSize;
+    UInt32 held[2] = {none, none}; /**< which rows of the source the scratch holds */
 };
 
 bool isEmpty(const scaleParameter& p) {
-    return p.sourceWidth == 0 || p.sourceHeight == 0 || p.sourceBufferLength == 0 ||
-           p.destinationWidth == 0 || p.destinationHeight == 0 || p.destinationBufferLength == 0;
+    return p.sourceWidth == 0 || p.sourceHeight == 0 || p.destinationWidth == 0 ||
+           p.destinationHeight == 0;
 }
 
 bool fits(UInt16 width, UInt16 height, UInt8 bytes, UInt32 length) {
@@ -127,7 +133,6 @@ bool isEnlargement(const scaleParameter& p) {
 }
 
 eSCALEERROR check(const scaleParameter& p) {
-    if (isEmpty(p)) return eSCALEERROR_PARAM_VALUE;
     if (p.sourceBuffer == nullptr || p.destinationBuffer == nullptr) {
         return eSCALEERROR_NULL_PARAM_CONTENT;
     }
@@ -141,6 +146,7 @@ eSCALEERROR check(const scaleParameter& p) {
 }
 
 eSCALEERROR scale(const scaleParameter& p) {
+    if (isEmpty(p)) return eSCALEERROR_NONE;
     const eSCALEERROR checked = check(p);
     if (checked != eSCALEERROR_NONE) return checked;
     const HostBlock block(Scratch(Pieces(nullptr), p).needed);

@@ -10,6 +10,8 @@
 namespace quarlo::plugin {
 
 constexpr size_t channelsPerPixel = 4;
+/** So many pixels are read at once: stretched rows are longer by what may be missing. */
+constexpr size_t pixelsAtOnce = 4;
 
 /** The four channels of a pixel, 16 bits each, in the order of their bytes in memory. */
 using WidePixel = UInt64;
@@ -17,18 +19,18 @@ using WidePixel = UInt64;
 /** The channels of two neighbours, or their weights. */
 typedef UInt16 ChannelPair __attribute__((vector_size(16)));
 
-/** Where a pixel of the destination lies in a row or column of the source. */
+/** Which pixels of a row or column of the source a pixel of the destination covers. */
 struct Place {
-    UInt32 first;  /**< the source pixel at or before it */
-    UInt32 weight; /**< of the pixel after that one, below placeScale */
+    UInt32 first; /**< the one that it begins in */
+    UInt32
+        weight; /**< share of the one after that, below placeScale; 0 when it covers none of it */
+
+    bool operator==(const Place&) const = default;
 };
 
 constexpr UInt32 placeScale = 65536;
 
-/**
- * Centres of pixels lie on centres of pixels. The place depends on the ratio of the sizes alone, so
- * a part of a picture that is scaled by itself gets the pixels of the whole.
- */
+/** For a source that is not larger. The place depends on the ratio of the sizes alone. */
 Place placeOf(UInt32 destination, UInt32 sourceSize, UInt32 destinationSize);
 
 struct PixelLayout {
@@ -41,7 +43,7 @@ void unpackRow(const UInt8* from, WidePixel* to, size_t pixels, PixelLayout layo
 
 /** For each pixel of a stretched row: the first of its two source pixels, and their weights. */
 struct Columns {
-    UInt32* first;
+    UInt16* first;
     ChannelPair* weights;
 };
 
@@ -55,6 +57,9 @@ struct RowWeights {
     UInt16 upper;
     UInt16 lower;
 };
+
+/** Makes pixels of four bytes of a stretched row. */
+void narrowRow(const WidePixel* from, UInt8* to, size_t pixels);
 
 /** Blends two stretched rows into pixels of four bytes. */
 void blendRows(const WidePixel* upper, const WidePixel* lower, RowWeights weights, UInt8* to,

@@ -48,7 +48,7 @@ TEST(PluginsInTheLibrary, AreFoundAndCalled) {
                            4};
     Int32 detail = 4711;
     EXPECT_EQ(eSCALEERROR_NONE, scale(picture, detail));
-    const std::vector<UInt8> row = {10, 20, 30, 40, 20, 30, 40, 50, 40, 50, 60, 70, 50, 60, 70, 80};
+    const std::vector<UInt8> row = {10, 20, 30, 40, 10, 20, 30, 40, 50, 60, 70, 80, 50, 60, 70, 80};
     std::vector<UInt8> expected = row;
     expected.insert(expected.end(), row.begin(), row.end());
     EXPECT_EQ(expected, enlarged.bytes());
