@@ -8,10 +8,13 @@
 
 #include "QUARLO-Core-Strings.h"
 #include "QUARLO-Core-Utilities.h"
+#include "QUARLO-WireCopy.h"
 #include "QUARLO.Connector.IVI-API_C.h"
 
 namespace quarlo {
 namespace {
+
+using wire::Pieces;
 
 appInformationItem* itemOf(genericListElement* element) {
     return reinterpret_cast<appInformationItem*>(element);
@@ -21,73 +24,86 @@ bool hasContent(const qrString* string) {
     return string != nullptr && string->Length != 0 && string->pContent != nullptr;
 }
 
-/** Copies a string that is present; false without memory. */
-bool copyString(qrString*& to, const qrString* from) {
-    to = quarlo_utilStringCopy(from);
-    return to != nullptr || from == nullptr;
-}
-
-eReturnCode copyCategories(qrCategoryList*& to, const qrCategoryList* from) {
-    to = nullptr;
-    if (from == nullptr) return eRETURN_OKAY;
-    if (from->pCategories == nullptr) return eRETURN_NULL_PARAM;
-    to = wire::Heap::make<qrCategoryList>();
-    if (to == nullptr) return eRETURN_MEM_ALLOC;
-    to->pCategories = wire::Heap::make<UInt32>(from->NumberOfCategories);
-    if (to->pCategories == nullptr) return eRETURN_MEM_ALLOC;
-    to->NumberOfCategories = from->NumberOfCategories;
-    std::copy_n(from->pCategories, from->NumberOfCategories, to->pCategories);
-    return eRETURN_OKAY;
-}
-
-eReturnCode copyMembers(qrAppInformation& to, const qrAppInformation& from) {
-    const bool areCopied = copyString(to.Description, from.Description) &&
-                           copyString(to.IdentifierURL, from.IdentifierURL) &&
-                           copyString(to.Manufacturer, from.Manufacturer) &&
-                           copyString(to.Name, from.Name);
-    return areCopied ? copyCategories(to.Categories, from.Categories) : eRETURN_MEM_ALLOC;
-}
-
 /** A terminated copy of a string that has content; false without memory. */
-bool copyText(char*& to, const qrString* from) {
+template <class Memory>
+bool copyText(Memory& memory, char*& to, const qrString* from) {
     if (!hasContent(from)) return true;
-    to = quarlo_utilStringToC(from);
+    to = memory.template make<char>(std::uint64_t{from->Length} + 1);
+    if (to != nullptr) std::memcpy(to, from->pContent, from->Length);
     return to != nullptr;
 }
 
-eReturnCode copyHostCategories(CategoryList*& to, const qrCategoryList* from) {
+template <class Memory>
+eReturnCode copyCategories(Memory& memory, CategoryList*& to, const qrCategoryList* from) {
     const bool isThere =
         from != nullptr && from->NumberOfCategories != 0 && from->pCategories != nullptr;
     if (!isThere) return eRETURN_NULL_PARAM;
-    to = wire::Heap::make<CategoryList>();
+    to = memory.template make<CategoryList>();
     if (to == nullptr) return eRETURN_MEM_ALLOC;
-    to->Categories = wire::Heap::make<UInt32>(from->NumberOfCategories);
+    to->Categories = memory.template make<UInt32>(from->NumberOfCategories);
     if (to->Categories == nullptr) return eRETURN_MEM_ALLOC;
     to->NumberOfCategories = from->NumberOfCategories;
     std::copy_n(from->pCategories, from->NumberOfCategories, to->Categories);
     return eRETURN_OKAY;
 }
 
-eReturnCode copyHostMembers(AppInfo& to, const qrAppInformation& from) {
+/** Fills an entry that is all zeros; what a failure leaves there is for the caller to free. */
+template <class Memory>
+eReturnCode convert(Memory& memory, AppInfo& to, const qrAppInformation& from) {
+    to.UniqueIconID = from.UniqueIconID;
+    to.InstStatus = from.InstStatus;
+    to.IsAbleToLaunchApps = from.IsAbleToLaunchApps;
+    std::memcpy(to.arrLanguage, from.arrLanguage, sizeof from.arrLanguage);
     if (!hasContent(from.IdentifierURL)) return eRETURN_NULL_PARAM;
-    const bool areCopied = copyText(to.IdentifierURL, from.IdentifierURL) &&
-                           copyText(to.Description, from.Description) &&
-                           copyText(to.Manufacturer, from.Manufacturer) &&
-                           copyText(to.Name, from.Name);
-    return areCopied ? copyHostCategories(to.Categories, from.Categories) : eRETURN_MEM_ALLOC;
+    const bool areCopied = copyText(memory, to.IdentifierURL, from.IdentifierURL) &&
+                           copyText(memory, to.Description, from.Description) &&
+                           copyText(memory, to.Manufacturer, from.Manufacturer) &&
+                           copyText(memory, to.Name, from.Name);
+    return areCopied ? copyCategories(memory, to.Categories, from.Categories) : eRETURN_MEM_ALLOC;
 }
 
-void freeEntry(AppInfo* entry) {
-    if (entry == nullptr) return;
-    _quarlo_DeleteAppInformation(entry);
-    quarlo_free(entry);
+/** Converts as many items as the list has entries; made counts the entries, the failed one too. */
+template <class Memory>
+eReturnCode convertAll(Memory& memory, AppInfoList& to, genericList& from, unsigned& made) {
+    auto* at = listGetFirstElement(&from);
+    for (made = 0; made < to.NumberOfEntries && at != nullptr;) {
+        AppInfo* entry = memory.template make<AppInfo>();
+        if (entry == nullptr) return eRETURN_MEM_ALLOC;
+        to.Entries[made++] = entry;
+        const eReturnCode converted = convert(memory, *entry, itemOf(at)->info);
+        if (converted != eRETURN_OKAY) return converted;
+        at = listGetNextElement(&from);
+    }
+    return eRETURN_OKAY;
 }
 
+/* ---- one block for all entries ---- */
+
+std::size_t sizeOfText(const qrString* string) {
+    return hasContent(string) ? Pieces::sizeOf<char>(std::uint64_t{string->Length} + 1) : 0;
+}
+
+std::size_t sizeOfEntry(const qrAppInformation& info) {
+    const unsigned categories =
+        info.Categories == nullptr ? 0 : info.Categories->NumberOfCategories;
+    return Pieces::sizeOf<AppInfo>() + sizeOfText(info.IdentifierURL) + sizeOfText(info.Name) +
+           sizeOfText(info.Description) + sizeOfText(info.Manufacturer) +
+           Pieces::sizeOf<CategoryList>() + Pieces::sizeOf<UInt32>(categories);
+}
+
+std::size_t sizeOfEntries(genericList& catalogue, unsigned count) {
+    std::size_t size = 0;
+    auto* at = listGetFirstElement(&catalogue);
+    for (unsigned i = 0; i < count && at != nullptr; ++i) {
+        size += sizeOfEntry(itemOf(at)->info);
+        at = listGetNextElement(&catalogue);
+    }
+    return size;
+}
+
+/** The entries begin the block. */
 void freeCopy(AppInfoList* list) {
     if (list == nullptr) return;
-    for (unsigned i = 0; list->Entries != nullptr && i < list->NumberOfEntries; ++i) {
-        freeEntry(list->Entries[i]);
-    }
     quarlo_free(list->Entries);
     quarlo_free(list);
 }
@@ -107,24 +123,27 @@ struct Copying {
 /** Makes the copy of a catalogue; the caller holds the lock. */
 void makeCopy(genericList& catalogue, Copying& copying) {
     copying.length = static_cast<UInt32>(listGetLength(&catalogue));
-    auto* list = wire::Heap::make<AppInfoList>();
     copying.result = eRETURN_MEM_ALLOC;
     copying.text = "memory allocation failed for app info list.";
+    auto* list = wire::Heap::make<AppInfoList>();
     if (list == nullptr) return;
     // Deliberate: the count has one byte, so a longer catalogue is copied modulo 256.
     list->NumberOfEntries = static_cast<UInt8>(copying.length);
-    list->Entries = wire::Heap::make<AppInfo*>(copying.length);
     copying.text = "memory allocation failed for app info.";
-    if (list->Entries != nullptr) {
+    void* block = quarlo_malloc(Pieces::sizeOf<AppInfo*>(copying.length) +
+                                sizeOfEntries(catalogue, list->NumberOfEntries));
+    if (block != nullptr) {
+        Pieces memory(block);
+        list->Entries = memory.make<AppInfo*>(copying.length);
+        unsigned made = 0;
         copying.text = "_quarlo_CopyAppInformationListToExternStruct failed.";
-        copying.result = _quarlo_CopyAppInformationListToExternStruct(list, &catalogue);
+        copying.result = convertAll(memory, *list, catalogue, made);
     }
     if (copying.result == eRETURN_OKAY) {
         copying.list = list;
         copying.text = nullptr;
     } else {
-        quarlo_free(list->Entries);
-        quarlo_free(list);
+        freeCopy(list);
     }
 }
 
@@ -243,16 +262,16 @@ eReturnCode _quarlo_CopyAppInformation(qrAppInformation* destination,
                                        const qrAppInformation* source) {
     if (destination == nullptr || source == nullptr) return eRETURN_NULL_PARAM;
     wire::visitAll(destination, wire::Clear{});
-    const eReturnCode copied = copyMembers(*destination, *source);
-    if (copied != eRETURN_OKAY) {
-        wire::visitAll(destination, wire::Release{});
-        return copied;
+    if (source->Categories != nullptr && source->Categories->pCategories == nullptr) {
+        return eRETURN_NULL_PARAM;
     }
-    destination->UniqueIconID = source->UniqueIconID;
-    destination->IsAbleToLaunchApps = source->IsAbleToLaunchApps;
-    destination->InstStatus = source->InstStatus;
-    std::memcpy(destination->arrLanguage, source->arrLanguage, sizeof source->arrLanguage);
-    return eRETURN_OKAY;
+    *destination = *source;
+    wire::Heap memory;
+    wire::Separate<wire::Heap> separate{memory};
+    wire::Layout<qrAppInformation>::each(*destination, separate);
+    if (separate.isWhole) return eRETURN_OKAY;
+    wire::visitAll(destination, wire::Release{});
+    return eRETURN_MEM_ALLOC;
 }
 
 void _quarlo_InitAppInformation(AppInfo* info) {
@@ -274,36 +293,23 @@ eReturnCode _quarlo_CopyAppInformationToExternStruct(AppInfo* destination,
                                                      const qrAppInformation* source) {
     if (destination == nullptr || source == nullptr) return eRETURN_NULL_PARAM;
     _quarlo_InitAppInformation(destination);
-    const eReturnCode copied = copyHostMembers(*destination, *source);
-    if (copied != eRETURN_OKAY) {
-        _quarlo_DeleteAppInformation(destination);
-        return copied;
-    }
-    destination->UniqueIconID = source->UniqueIconID;
-    destination->InstStatus = source->InstStatus;
-    destination->IsAbleToLaunchApps = source->IsAbleToLaunchApps;
-    std::memcpy(destination->arrLanguage, source->arrLanguage, sizeof source->arrLanguage);
-    return eRETURN_OKAY;
+    wire::Heap memory;
+    const eReturnCode converted = convert(memory, *destination, *source);
+    if (converted != eRETURN_OKAY) _quarlo_DeleteAppInformation(destination);
+    return converted;
 }
 
 eReturnCode _quarlo_CopyAppInformationListToExternStruct(AppInfoList* destination,
                                                          genericList* source) {
     if (destination == nullptr || source == nullptr) return eRETURN_NULL_PARAM;
-    auto* at = listGetFirstElement(source);
-    for (unsigned i = 0; i < destination->NumberOfEntries && at != nullptr; ++i) {
-        auto* entry = wire::Heap::make<AppInfo>();
-        const eReturnCode copied =
-            entry == nullptr ? eRETURN_MEM_ALLOC
-                             : _quarlo_CopyAppInformationToExternStruct(entry, &itemOf(at)->info);
-        if (copied != eRETURN_OKAY) {
-            quarlo_free(entry);
-            while (i-- > 0) freeEntry(std::exchange(destination->Entries[i], nullptr));
-            return copied;
-        }
-        destination->Entries[i] = entry;
-        at = listGetNextElement(source);
+    wire::Heap memory;
+    unsigned made = 0;
+    const eReturnCode converted = convertAll(memory, *destination, *source, made);
+    while (converted != eRETURN_OKAY && made-- > 0) {
+        _quarlo_DeleteAppInformation(destination->Entries[made]);
+        quarlo_free(std::exchange(destination->Entries[made], nullptr));
     }
-    return eRETURN_OKAY;
+    return converted;
 }
 
 void onlyTestSimulateCorruptAppInformation(void* instanceHandle, UInt8 testCase) {
@@ -316,12 +322,11 @@ void onlyTestSimulateCorruptAppInformation(void* instanceHandle, UInt8 testCase)
         if (at == nullptr || itemOf(at)->info.IdentifierURL == nullptr) return;
         qrString& url = *itemOf(at)->info.IdentifierURL;
         if (testCase == 1) {
-            quarlo_free(std::exchange(url.pContent, nullptr));
-        } else if (testCase == 2) {
-            // As long as the unchanged length says, so that later reads stay inside.
-            quarlo_free(std::exchange(url.pContent, wire::Heap::make<UInt8>(std::max(
-                                                        sizeof wrong, std::size_t{url.Length}))));
-            if (url.pContent != nullptr) std::memcpy(url.pContent, wrong, sizeof wrong);
+            url.pContent = nullptr;
+        } else if (testCase == 2 && url.pContent != nullptr) {
+            // As far as the unchanged length says, so that later reads stay inside.
+            std::memset(url.pContent, 0, url.Length);
+            std::memcpy(url.pContent, wrong, std::min(sizeof wrong, std::size_t{url.Length}));
         }
     });
 }
@@ -343,7 +348,12 @@ Flag listIsEqualAppInformationIdentifierURL(genericListElement* a, genericListEl
 
 eReturnCode listFreeElementDataAppInformation(genericListElement* element) {
     if (element == nullptr) return eRETURN_NULL_PARAM;
-    wire::visitAll(&itemOf(element)->info, wire::Release{});
+    appInformationItem& item = *itemOf(element);
+    if (item.isOneBlock != 0) {
+        wire::visitAll(&item.info, wire::Clear{});
+    } else {
+        wire::visitAll(&item.info, wire::Release{});
+    }
     return eRETURN_OKAY;
 }
 

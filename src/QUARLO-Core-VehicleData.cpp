@@ -11,7 +11,7 @@
 #include "QUARLO-Core-Utilities.h"
 
 UInt32* vehicleDataBlackList = nullptr;
-UInt8 vehicleDataBlackListLength = 0;
+quarlo::Polled<UInt8> vehicleDataBlackListLength;
 
 namespace quarlo {
 namespace {
@@ -165,30 +165,53 @@ eReturnCode updateFilter(quarlo_CoreInstance* obj, UInt8 length, const UInt32* w
 
 /* ---- values ---- */
 
-/** Replaces the stored value and takes the old one; false when the key is not wanted. */
-bool replaceValue(quarlo_CoreInstance* obj, UInt32 key, qrString*& value) {
-    const Lock lock(obj);
-    vehicleDataItem* item = find(obj, key);
-    if (item == nullptr) return false;
-    std::swap(item->value, value);
-    return true;
+enum class Storing { Done, NotWanted, NoMemory };
+
+/** Makes the item's value hold so many bytes; without memory it has none. */
+bool makeRoom(vehicleDataItem& item, UInt16 length) {
+    if (item.value != nullptr && item.capacity >= length) return true;
+    wire::Heap::discard(item.value);
+    item.value = wire::Heap::make<qrString>();
+    item.capacity = 0;
+    if (item.value == nullptr || length == 0) return item.value != nullptr;
+    item.value->pContent = static_cast<UInt8*>(quarlo_malloc(length));
+    if (item.value->pContent != nullptr) {
+        item.capacity = length;
+    } else {
+        wire::Heap::discard(std::exchange(item.value, nullptr));
+    }
+    return item.value != nullptr;
 }
 
-eReturnCode storeValue(quarlo_CoreInstance* obj, UInt32 key, const char* text) {
-    qrString* value = quarlo_utilCToString(text);
-    const bool isMade = value != nullptr;
-    const bool isWanted = replaceValue(obj, key, value);
-    wire::Heap::discard(value);
-    if (!isWanted) {
-        trace(obj, eTRACECLASS_WARNING,
-              "quarlo_VehicleData: key %u not found in filter list; data ignored.", key);
-        return eRETURN_PARAM_VALUE;
+/** Keeps the value; where it fits, in the memory of the one before. */
+Storing keep(quarlo_CoreInstance* obj, UInt32 key, const qrString& value) {
+    const Lock lock(obj);
+    vehicleDataItem* item = find(obj, key);
+    if (item == nullptr) return Storing::NotWanted;
+    if (!makeRoom(*item, value.Length)) return Storing::NoMemory;
+    item->value->Encoding = value.Encoding;
+    item->value->Length = value.Length;
+    if (value.Length != 0) std::memcpy(item->value->pContent, value.pContent, value.Length);
+    return Storing::Done;
+}
+
+eReturnCode storeValue(quarlo_CoreInstance* obj, UInt32 key, const qrString& value) {
+    switch (keep(obj, key, value)) {
+        case Storing::Done:
+            return eRETURN_OKAY;
+        case Storing::NotWanted:
+            trace(obj, eTRACECLASS_WARNING,
+                  "quarlo_VehicleData: key %u not found in filter list; data ignored.", key);
+            return eRETURN_PARAM_VALUE;
+        case Storing::NoMemory:
+            break;
     }
-    if (isMade) return eRETURN_OKAY;
     return outOfMemory(obj, "quarlo_VehicleData: error allocating value object");
 }
 
 bool isBlacklisted(UInt32 key) {
+    // Mostly there is no list, and the lock is not worth asking.
+    if (vehicleDataBlackListLength == 0) return false;
     const Lock library(nullptr);
     UInt32* end = vehicleDataBlackList + vehicleDataBlackListLength;
     return std::find(vehicleDataBlackList, end, key) != end;
@@ -203,12 +226,11 @@ void traceValue(quarlo_CoreInstance* obj, UInt32 key, const char* text) {
           isLong ? "..." : "");
 }
 
-eReturnCode sendValue(quarlo_CoreInstance* obj, UInt32 key, const char* text) {
-    traceValue(obj, key, text);
+eReturnCode sendValue(quarlo_CoreInstance* obj, UInt32 key, const qrString& value) {
     return send<packetVehicleData>(obj, "creation of VehicleData packet failed.",
                                    [&](packetVehicleData& packet) {
                                        packet.Key = key;
-                                       *packet.JSONValue = borrowText(text);
+                                       *packet.JSONValue = value;
                                    });
 }
 
@@ -243,7 +265,7 @@ Listing extendBlacklist(UInt32 key) {
     grown[length] = key;
     quarlo_free(std::exchange(vehicleDataBlackList, grown));
     // Deliberate: the length has one byte; the 256th key makes it 0 and the next starts afresh.
-    ++vehicleDataBlackListLength;
+    vehicleDataBlackListLength = static_cast<UInt8>(length + 1);
     return Listing::Done;
 }
 
@@ -328,12 +350,16 @@ eReturnCode quarlo_VehicleData(void* instanceHandle, UInt32 key, StringEncoding,
                                const char* jsonString) {
     return api(instanceHandle, eRETURN_NULL_HANDLE, [&](quarlo_CoreInstance* obj) {
         if (jsonString == nullptr) return eRETURN_NULL_PARAM;
-        const eReturnCode stored = storeValue(obj, key, jsonString);
+        const qrString value = borrowText(jsonString);
+        const eReturnCode stored = storeValue(obj, key, value);
         if (stored != eRETURN_OKAY) return stored;
         if (!inRun(obj, "quarlo_VehicleData() called in wrong state; not sent to handset.")) {
             return eRETURN_STATE_NOT_RUN;
         }
-        if (!isBlacklisted(key)) return sendValue(obj, key, jsonString);
+        if (!isBlacklisted(key)) {
+            traceValue(obj, key, jsonString);
+            return sendValue(obj, key, value);
+        }
         // Deliberate: a blacklisted key counts as success.
         trace(obj, eTRACECLASS_WARNING,
               "quarlo_VehicleData: key %u is on the blacklist; not sent to handset.", key);

@@ -72,12 +72,14 @@ typedef struct _VEHICLE_DATA_ITEM {
     genericListElement list;
     UInt32 key;
     qrString* value;
+    UInt16 capacity;  // what the value's content has room for
 } vehicleDataItem;
 
 /** One app of the phone's catalogue. */
 typedef struct _APP_INFORMATION_ITEM {
     genericListElement list;
     qrAppInformation info;
+    Flag isOneBlock;  // what info leads to stands behind the item, in its block
 } appInformationItem;
 
 // Fields stand by concern. NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
@@ -332,7 +334,7 @@ eReturnCode _quarlo_fillSupportedCustomDataList(quarlo_CoreInstance* obj, UInt8 
 
 /* Vehicle data: the blacklist of all instances (sync) and the wanted values of one. */
 extern UInt32* vehicleDataBlackList;
-extern UInt8 vehicleDataBlackListLength;
+extern quarlo::Polled<UInt8> vehicleDataBlackListLength;
 genericListElement* listFindElementVehicleDataKey(genericList* list, genericListElement* probe);
 Flag listIsEqualVehicleDataKey(genericListElement* a, genericListElement* b);
 eReturnCode listFreeElementDataVehicleData(genericListElement* element);

@@ -3,6 +3,7 @@
  * on the receiver thread and installed under internalLock.
  */
 #include "QUARLO-Core-Utilities.h"
+#include "QUARLO-WireCopy.h"
 
 namespace quarlo {
 namespace {
@@ -57,17 +58,28 @@ void traceItem(quarlo_CoreInstance* obj, const qrAppInformation& info) {
           info.IsAbleToLaunchApps);
 }
 
+/** A copy of the app and its texts, in one block; null without memory. */
+appInformationItem* makeItem(const qrAppInformation& info) {
+    using wire::Pieces;
+    wire::PiecesOf pieces;
+    wire::Layout<qrAppInformation>::each(info, pieces);
+    void* block = quarlo_malloc(Pieces::sizeOf<appInformationItem>() + pieces.size);
+    if (block == nullptr) return nullptr;
+    Pieces memory(block);
+    auto* item = memory.make<appInformationItem>();
+    item->info = info;
+    item->isOneBlock = eFLAG_TRUE;
+    wire::Separate<Pieces> separate{memory};
+    wire::Layout<qrAppInformation>::each(item->info, separate);
+    return item;
+}
+
 /** Appends a copy of the item; false without memory or beyond what is kept. */
 bool append(quarlo_CoreInstance* obj, genericList& catalogue, const qrAppInformation& info,
             bool isWithinQuota) {
-    auto* item = isWithinQuota ? wire::Heap::make<appInformationItem>() : nullptr;
+    appInformationItem* item = isWithinQuota ? makeItem(info) : nullptr;
     if (item == nullptr) {
         trace(obj, eTRACECLASS_ERROR, "cannot allocate app information");
-        return false;
-    }
-    if (_quarlo_CopyAppInformation(&item->info, &info) != eRETURN_OKAY) {
-        trace(obj, eTRACECLASS_ERROR, "problem in saving app information");
-        quarlo_free(item);
         return false;
     }
     traceItem(obj, item->info);

@@ -126,7 +126,8 @@ TEST(CatalogueCopy, WithoutMemoryIsNone) {
     Launcher launcher;
     launcher.hear(catalogue({music, bare}));
     const Lines name{"INF quarlo_CreateAppInfoList"};
-    allocations::sweep([&](long refused) {
+    // The list, and one block for all that it leads to.
+    const long made = allocations::sweep([&](long refused) {
         eReturnCode result = eRETURN_NOT_FOUND;
         launcher.copy = reinterpret_cast<AppInfoList*>(&launcher);
         const Lines lines = launcher.during([&] { result = launcher.create(); });
@@ -135,14 +136,52 @@ TEST(CatalogueCopy, WithoutMemoryIsNone) {
             return;
         }
         const char* const text = refused == 1 ? "ERR memory allocation failed for app info list."
-                                 : refused == 2
-                                     ? "ERR memory allocation failed for app info."
-                                     : "ERR _quarlo_CopyAppInformationListToExternStruct failed.";
+                                              : "ERR memory allocation failed for app info.";
         EXPECT_EQ(result, eRETURN_MEM_ALLOC);
         EXPECT_EQ(lines, name + Lines{text});
         EXPECT_EQ(launcher.count, 0U);
         EXPECT_EQ(launcher.copy, nullptr);
     });
+    EXPECT_EQ(made, 2);
+}
+
+/* The functions of which each piece is a block of its own. */
+TEST(CatalogueCopy, InPiecesIsWholeOrNothing) {
+    const Library library;
+    Launcher launcher;
+    launcher.hear(catalogue({music, bare}));
+    const qrAppInformation& source = reinterpret_cast<appInformationItem*>(launcher.item(0))->info;
+    allocations::sweep([&](long refused) {
+        appInformationItem item{};
+        AppInfo info{};
+        eReturnCode copied = _quarlo_CopyAppInformation(&item.info, &source);
+        EXPECT_EQ(item.info.IdentifierURL != nullptr, copied == eRETURN_OKAY);
+        if (copied == eRETURN_OKAY) {
+            copied = _quarlo_CopyAppInformationToExternStruct(&info, &item.info);
+        }
+        EXPECT_EQ(copied, refused == 0 ? eRETURN_OKAY : eRETURN_MEM_ALLOC);
+        if (copied == eRETURN_OKAY) expectSame(info, music);
+        _quarlo_DeleteAppInformation(&info);
+        EXPECT_EQ(listFreeElementDataAppInformation(&item.list), eRETURN_OKAY);
+    });
+    allocations::sweep([&](long refused) {
+        AppInfo* entries[2] = {};
+        AppInfoList list{2, entries};
+        const eReturnCode copied = _quarlo_CopyAppInformationListToExternStruct(
+            &list, &launcher.host.record()->appInformationList);
+        EXPECT_EQ(copied, refused == 0 ? eRETURN_OKAY : eRETURN_MEM_ALLOC);
+        for (AppInfo* entry : entries) {
+            EXPECT_EQ(entry != nullptr, refused == 0);
+            _quarlo_DeleteAppInformation(entry);
+            quarlo_free(entry);
+        }
+    });
+    qrCategoryList torn{1, nullptr};
+    qrAppInformation spoilt = source;
+    spoilt.Categories = &torn;
+    qrAppInformation to{};
+    EXPECT_EQ(_quarlo_CopyAppInformation(&to, &spoilt), eRETURN_NULL_PARAM);
+    EXPECT_EQ(_quarlo_CopyAppInformation(&to, nullptr), eRETURN_NULL_PARAM);
 }
 
 TEST(CatalogueCopy, OfASpoiltCatalogue) {

@@ -243,6 +243,20 @@ TEST(VehicleValues, TooLongAreEmpty) {
     EXPECT_EQ(vehicle.items(), Lines{"7="});
 }
 
+TEST(VehicleValues, NeedMemoryOnlyToGrow) {
+    const Library library;
+    Vehicle vehicle;
+    vehicle.want({7});
+    const std::pair<const char*, long> values[] = {{"", 1}, {"four", 2}, {"less", 0},  {"two", 0},
+                                                   {"", 0}, {"four", 0}, {"longer", 2}};
+    for (const auto& [value, blocks] : values) {
+        allocations::restart();
+        EXPECT_EQ(vehicle.give(7, value), eRETURN_OKAY);
+        EXPECT_EQ(allocations::made(), blocks) << value;
+        EXPECT_EQ(vehicle.items(), Lines{std::string("7=") + value});
+    }
+}
+
 TEST(VehicleValues, AreRefused) {
     const Library library;
     Vehicle vehicle;
