@@ -40,7 +40,7 @@ static void onProtocol(void* context, eProtocolState state) {
 }
 
 int main(int argc, char** argv) {
-    quarloLinkFailure failure = {0, ""};
+    quarloLinkFailure failure = {.size = sizeof failure};
     char text[120];
     quarloLink* link;
     void* instance;

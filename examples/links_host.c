@@ -121,16 +121,18 @@ static void serve(quarloSession* session, const sigset_t* signals) {
 int main(int argc, char** argv) {
     Host host = {0};
     quarloSessionConfig config = {.size = sizeof config};
-    quarloLinkFailure failure;
+    quarloTransport transport = {.size = sizeof transport};
+    quarloLinkFailure failure = {.size = sizeof failure};
     quarloSession* session;
     sigset_t signals;
-    if (!readTransport(argc, argv, &config.transport)) {
+    if (!readTransport(argc, argv, &transport)) {
         fputs(
             "usage: links_host tcp ADDRESS PORT | tcp-server ADDRESS PORT | unix PATH |\n"
             "                  unix-server PATH | serial DEVICE BAUD\n",
             stderr);
         return 2;
     }
+    config.transport = &transport;
     config.description = "links host";
     config.context = &host;
     config.configure = configure;

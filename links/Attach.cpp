@@ -66,6 +66,7 @@ eReturnCode quarloLink_Attach(quarloLink* link, void* instance, void* context) {
     if (context == nullptr) context = instance;
     if (!enter(*link, context)) return eRETURN_NOT_ALLOWED;
     rearm(*link);
+    link->isAttached.store(true);
     quarlo_SetCallbackContext(instance, context);
     quarlo_SetReceiverLink(instance, quarloLink_Receive);
     quarlo_SetSenderLink(instance, quarloLink_Send);

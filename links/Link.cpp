@@ -1,11 +1,8 @@
-// Links of open descriptors: reading on the one receiver thread, sending on any thread. Sending is
+// Links at work: reading on the one receiver thread, sending on any thread. Sending is
 // ordered by the link's mutex; reading takes no lock, allocates nothing and has no clean-up to run,
 // because the receiver may be cancelled at any instruction of it.
 #include "Link.h"
 
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -16,6 +13,8 @@
 #include <cstdio>
 #include <new>
 
+#include "Structs.h"
+#include "Threads.h"
 #include "Wait.h"
 
 namespace quarlo::links {
@@ -25,44 +24,6 @@ constexpr int pollTime = 250;
 constexpr std::int32_t nothing = 0;
 constexpr std::int32_t ended = -1;
 constexpr std::int32_t failed = -2;
-
-bool isTcp(int descriptor) {
-    int protocol = 0;
-    socklen_t size = sizeof protocol;
-    return getsockopt(descriptor, SOL_SOCKET, SO_PROTOCOL, &protocol, &size) == 0 &&
-           protocol == IPPROTO_TCP;
-}
-
-void setOption(int descriptor, int level, int option, int value) {
-    setsockopt(descriptor, level, option, &value, sizeof value);
-}
-
-// A silent peer is given up after 2 + 3 x 1 seconds. One that acknowledges nothing is given up by
-// the system at the first retransmission after the time-out, which may come more than two seconds
-// later (measured): isSilent() is for those.
-void tuneTcp(int descriptor) {
-    setOption(descriptor, IPPROTO_TCP, TCP_NODELAY, 1);
-    setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, 1);
-    setOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, 2);
-    setOption(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, 1);
-    setOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, 3);
-    setOption(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, 4000);
-}
-
-// Sockets are used with MSG_DONTWAIT, so that their open file is left as its other holders know it.
-int prepare(int descriptor, bool& isSocket) {
-    int type = 0;
-    socklen_t size = sizeof type;
-    isSocket = getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &size) == 0;
-    if (isSocket) {
-        if (type != SOCK_STREAM) return EPROTOTYPE;
-        if (isTcp(descriptor)) tuneTcp(descriptor);
-        return 0;
-    }
-    const int flags = fcntl(descriptor, F_GETFL);
-    if (flags < 0) return errno;
-    return fcntl(descriptor, F_SETFL, flags | O_NONBLOCK) < 0 ? errno : 0;
-}
 
 bool wouldBlock(int error) {
     return error == EAGAIN || error == EWOULDBLOCK;
@@ -83,11 +44,21 @@ std::int32_t unreadable(quarloLink& link, int error, short events) {
     return isEnd ? ended : failed;
 }
 
+// A sender that has just written tells of it first: what is read now may be the answer.
+void tellReceived(Watch& watch, const UInt8* bytes, size_t count) {
+    const Cancellation before = forbidCancel();
+    watch.order.lock();
+    watch.carried(eDIRECTION_FromPhone, bytes, count);
+    watch.order.unlock();
+    permitCancel(before);
+}
+
 std::int32_t takeBytes(quarloLink& link, UInt8* buffer, size_t size, short events) {
     const size_t most = std::min(size, static_cast<size_t>(INT32_MAX));
     const ssize_t count = link.isInputSocket ? recv(link.input, buffer, most, MSG_DONTWAIT)
                                              : read(link.input, buffer, most);
     if (count > 0) {
+        if (link.watch != nullptr) tellReceived(*link.watch, buffer, static_cast<size_t>(count));
         link.received.fetch_add(static_cast<std::uint64_t>(count), std::memory_order_relaxed);
         return static_cast<std::int32_t>(count);
     }
@@ -110,24 +81,11 @@ std::int32_t woken(quarloLink& link) {
     return link.isStopSeen.exchange(true) ? ended : nothing;
 }
 
-// Something sent has not been acknowledged, nor anything else, for too long. A peer that only does
-// not read acknowledges.
-bool isSilent(quarloLink& link) {
-    constexpr std::int64_t patience = 4500;
-    tcp_info info{};
-    socklen_t size = sizeof info;
-    const bool isKnown =
-        link.isInputSocket && getsockopt(link.input, IPPROTO_TCP, TCP_INFO, &info, &size) == 0;
-    if (!isKnown || info.tcpi_unacked == 0) {
-        link.unacknowledgedSince = 0;
-        return false;
-    }
-    if (link.unacknowledgedSince == 0) link.unacknowledgedSince = now();
-    return now() - link.unacknowledgedSince >= patience && info.tcpi_last_ack_recv >= patience;
-}
-
 std::int32_t receive(quarloLink& link, UInt8* buffer, size_t size) {
-    link.receiver.store(pthread_self());
+    if (link.isAttached.load(std::memory_order_relaxed)) LibraryThread::mark();
+    if (link.watch != nullptr && link.watch->handled() && link.session != nullptr) {
+        tellAnswered(*link.session);
+    }
     pollfd watched[] = {{link.wake, POLLIN, 0}, {size > 0 ? link.input : -1, POLLIN, 0}};
     const int found = poll(watched, 2, pollTime);
     if (found < 0) return unreadable(link, errno, 0);
@@ -167,10 +125,24 @@ class PipeSignalGuard {
     bool wasPending = false;
 };
 
-ssize_t putBytes(const quarloLink& link, const UInt8* bytes, size_t size) {
+ssize_t offerBytes(const quarloLink& link, const UInt8* bytes, size_t size) {
     if (link.isOutputSocket) return send(link.output, bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
     const PipeSignalGuard guard;
     return write(link.output, bytes, size);
+}
+
+// Nobody tells of the answer before the bytes that it answers were told of.
+ssize_t putBytes(const quarloLink& link, const UInt8* bytes, size_t size) {
+    if (link.watch == nullptr) return offerBytes(link, bytes, size);
+    const Cancellation before = forbidCancel();
+    link.watch->order.lock();
+    const ssize_t count = offerBytes(link, bytes, size);
+    const int error = errno;
+    if (count > 0) link.watch->carried(eDIRECTION_ToPhone, bytes, static_cast<size_t>(count));
+    link.watch->order.unlock();
+    permitCancel(before);
+    errno = error;
+    return count;
 }
 
 // Half a packet may be out: nothing can follow it any more.
@@ -229,31 +201,15 @@ const char* endOf(const quarloLink& link) {
 }
 
 }  // namespace
+
+Watch* watchOf(quarloLink& link) {
+    if (link.watch == nullptr) link.watch = new (std::nothrow) Watch;
+    return link.watch;
+}
+
 }  // namespace quarlo::links
 
 using namespace quarlo::links;
-
-quarloLink* quarloLink_FromDescriptors(int input, int output, quarloLinkFailure* failure) {
-    const auto refuse = [failure](int number) {
-        describe(failure, number, "cannot use", "descriptor");
-        return nullptr;
-    };
-    auto* link = new (std::nothrow) quarloLink;
-    if (link == nullptr) return refuse(ENOMEM);
-    int error = prepare(input, link->isInputSocket);
-    if (error == 0) error = prepare(output, link->isOutputSocket);
-    if (error == 0) {
-        link->wake = newWake();
-        if (link->wake < 0) error = errno;
-    }
-    if (error != 0) {
-        delete link;
-        return refuse(error);
-    }
-    link->input = input;
-    link->output = output;
-    return link;
-}
 
 void quarloLink_SetSendLimit(quarloLink* link, UInt32 milliseconds) {
     if (link != nullptr) {
@@ -270,7 +226,9 @@ void quarloLink_Send(void* /*context*/, UInt8* buffer, size_t size, void* connec
     auto* link = static_cast<quarloLink*>(connectionInfo);
     if (link == nullptr || buffer == nullptr) return;
     const std::lock_guard<std::mutex> lock(link->sending);
-    if (!link->isBroken.load()) sendWhole(*link, buffer, size);
+    if (link->isBroken.load()) return;
+    if (link->watch != nullptr) link->watch->sending(buffer, size);
+    sendWhole(*link, buffer, size);
 }
 
 void quarloLink_Stop(quarloLink* link) {
@@ -301,13 +259,31 @@ UInt64 quarloLink_GetBytesSent(const quarloLink* link) {
     return link != nullptr ? link->sent.load(std::memory_order_relaxed) : 0;
 }
 
+eReturnCode quarloLink_AddObserver(quarloLink* link, const quarloObserver* observer) {
+    if (link == nullptr || observer == nullptr) return eRETURN_NULL_PARAM;
+    quarloObserver known;
+    if (!take(observer, known)) return eRETURN_PARAM_VALUE;
+    Watch* watch = watchOf(*link);
+    return watch != nullptr && watch->add(known) ? eRETURN_OKAY : eRETURN_MEM_ALLOC;
+}
+
+eReturnCode quarloLink_GetPacketCount(const quarloLink* link, quarloDirection direction,
+                                      UInt32 type, UInt64* packets, UInt64* bytes) {
+    if (link == nullptr) return eRETURN_NULL_PARAM;
+    return link->watch != nullptr
+               ? readCount(link->watch->counts(), direction, type, packets, bytes)
+               : eRETURN_NOT_SUPPORTED;
+}
+
 void quarloLink_Close(quarloLink* link) {
     if (link == nullptr) return;
     forget(*link);
+    if (link->watch != nullptr) link->watch->close(*link);
     // Else close would wait for a peer that takes nothing.
     if (link->isSerial) discardBuffered(link->output);
     close(link->input);
     if (link->output != link->input) close(link->output);
     close(link->wake);
+    delete link->watch;
     delete link;
 }

@@ -2,45 +2,74 @@
 // and nowhere else; callbacks of other threads reach this thread as events through the eventfd.
 #include "Session.h"
 
+#include <sys/random.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 
+#include "Connect.h"
 #include "Sockets.h"
+#include "Threads.h"
 
 using namespace quarlo::links;
 
 namespace {
 
-constexpr std::uint32_t defaultHandshakeLimit = 60000;
-constexpr std::uint32_t defaultFirstDelay = 500;
-constexpr std::uint32_t defaultLongestDelay = 10000;
 constexpr std::uint32_t reportInterval = 1000;
 constexpr std::uint32_t releaseTime = 250;
 
-std::uint32_t orDefault(std::uint32_t value, std::uint32_t byDefault) {
-    return value != 0 ? value : byDefault;
+// A seed that two head units switched on together do not share.
+std::uint32_t seed() {
+    std::uint32_t number = 1;
+    [[maybe_unused]] const ssize_t size = getrandom(&number, sizeof number, GRND_NONBLOCK);
+    return number;
+}
+
+// Null when the phone has refused nothing.
+const char* wordsForRefusal(std::uint8_t type) {
+    switch (type) {
+        case eEVENTTYPE_ServerProtocolAcknowledge:
+            return "the phone refused the protocol version";
+        case eEVENTTYPE_ServerInitAcknowledge:
+            return "the phone refused the head unit";
+        case eEVENTTYPE_ServerInitDone:
+            return "the phone could not be initialised";
+        case eEVENTTYPE_PixelFormatAcknowledge:
+            return "the phone refused the pixel format";
+        case eEVENTTYPE_FrameSizeAcknowledge:
+            return "the phone refused the frame size";
+        default:
+            return nullptr;
+    }
 }
 
 void protocolCallback(void* context, eProtocolState state) {
+    const LibraryThread here;
     quarloSession* session = sessionOf(context);
     if (session != nullptr) session->onProtocol(context, state);
 }
 
 void errorCallback(void* context, eErrorCode code) {
+    const LibraryThread here;
     quarloSession* session = sessionOf(context);
     if (session != nullptr) session->onError(context, code);
 }
 
 }  // namespace
 
+void quarlo::links::tellAnswered(quarloSession& session) {
+    session.raise(eventAnswer);
+}
+
 quarloSession::quarloSession(const SessionSettings& wanted)
-    : settings(wanted), config(settings.config), wake(newWake()) {
-    const char*& address = settings.config.transport.address;
-    if (address != nullptr) address = settings.address.c_str();
+    : settings(wanted), config(settings.config), wake(newWake()), random(seed()) {
+    quarloTransport& transport = settings.transport;
+    if (transport.address != nullptr) transport.address = settings.address.c_str();
+    settings.config.transport = &transport;
     settings.config.description = settings.description.c_str();
+    if (settings.config.observer != nullptr) settings.config.observer = &settings.observer;
 }
 
 quarloSession::~quarloSession() {
@@ -55,11 +84,13 @@ int quarloSession::start() {
 
 void quarloSession::join() {
     pthread_join(thread, nullptr);
+    std::unique_lock<std::mutex> guard(lock);
+    changed.wait(guard, [this] { return waiters == 0; });
 }
 
 void* quarloSession::threadBody(void* session) {
     auto* self = static_cast<quarloSession*>(session);
-    self->runner.store(pthread_self());
+    const LibraryThread here;
     pthread_setname_np(pthread_self(), "quarlo SESSION");
     self->run();
     return nullptr;
@@ -68,16 +99,23 @@ void* quarloSession::threadBody(void* session) {
 // ---- what other threads do
 // ------------------------------------------------------------------------
 
-bool quarloSession::isOwnThread() {
-    const std::lock_guard<std::mutex> guard(lock);
-    const pthread_t self = pthread_self();
-    if (pthread_equal(self, runner.load())) return true;
-    return live != nullptr && pthread_equal(self, live->receiver.load());
+void quarloSession::warn(const char* text) {
+    void* instance = acquire();
+    if (instance == nullptr) return;
+    quarlo_Trace(instance, eTRACECLASS_WARNING, const_cast<char*>(text));
+    release();
 }
 
 void quarloSession::raise(unsigned event) {
     events.fetch_or(event);
     quarlo::links::wakeUp(wake);
+}
+
+// The session thread may be sending for a change, to a phone that takes nothing.
+void quarloSession::ask(unsigned event) {
+    raise(event);
+    const std::lock_guard<std::mutex> guard(lock);
+    if (isChanging) quarloLink_Stop(live);
 }
 
 void* quarloSession::acquire() {
@@ -93,12 +131,17 @@ void quarloSession::release() {
 }
 
 void quarloSession::onProtocol(void* context, eProtocolState state) {
+    if (state == ePROTOCOL_STATE_RUN) {
+        const std::lock_guard<std::mutex> guard(lock);
+        isRunning = true;
+    }
     if (config.protocolCallback != nullptr) config.protocolCallback(context, state);
     if (state == ePROTOCOL_STATE_RUN) raise(eventRun);
     if (state == ePROTOCOL_STATE_STOP) raise(eventEnd);
 }
 
 void quarloSession::onError(void* context, eErrorCode code) {
+    lastError.store(code);
     if (config.errorCallback != nullptr) config.errorCallback(context, code);
     if (code == eERRORCODE_CONNECTION_TIMEOUT) raise(eventSilent);
 }
@@ -107,8 +150,7 @@ void quarloSession::onError(void* context, eErrorCode code) {
 // -----------------------------------------------------------------------------------
 
 void quarloSession::run() {
-    tryingSince = now();
-    delay = orDefault(config.firstDelay, defaultFirstDelay);
+    beginAnew();
     while (!isStopping()) {
         if (!attempt()) pause();
     }
@@ -116,29 +158,53 @@ void quarloSession::run() {
     report(eSESSIONSTATE_Stopped);
 }
 
+void quarloSession::beginAnew() {
+    attempts = 0;
+    delay = config.firstDelay;
+    tryingSince = now();
+}
+
 // One connection from its opening to its end; true when the next shall follow without a pause.
 bool quarloSession::attempt() {
-    events.fetch_and(~(eventReconnect | eventRun | eventEnd | eventSilent));
+    const unsigned before =
+        events.fetch_and(~(eventReconnect | eventRun | eventEnd | eventSilent | eventAnswer));
+    if ((before & eventReconnect) != 0) beginAnew();
     drain(wake);
     if (isStopping()) return true;
     ++attempts;
     setReason(0, "");
     report(eSESSIONSTATE_Connecting);
     quarloLink* link = open();
-    if (link == nullptr) return (events.load() & (eventStop | eventReconnect)) != 0;
-    link->session = this;
-    quarloLink_SetSendLimit(link, config.sendLimit);
-    serve(*link);
-    quarloLink_Close(link);
+    if (link != nullptr) {
+        if (prepare(*link)) serve(*link);
+        quarloLink_Close(link);
+    }
     return (events.load() & (eventStop | eventReconnect)) != 0;
 }
 
+bool quarloSession::prepare(quarloLink& link) {
+    Watch* watch = watchOf(link);
+    const bool isObserved =
+        watch != nullptr && (config.observer == nullptr || watch->add(settings.observer));
+    if (!isObserved) {
+        setReason(ENOMEM, "no memory for a connection");
+        return false;
+    }
+    watch->countAlso(carried);
+    link.session = this;
+    quarloLink_SetSendLimit(&link, config.sendLimit);
+    quarloLink_SetSilenceLimit(&link, config.silenceLimit);
+    return true;
+}
+
 quarloLink* quarloSession::open() {
-    const quarloTransport& transport = config.transport;
-    const UInt32 limit = orDefault(config.connectLimit, defaultConnectLimit);
+    const quarloTransport& transport = settings.transport;
     switch (transport.kind) {
         case eTRANSPORT_TcpClient:
-            return connectTcp(transport.address, transport.port, wake, after(limit), &reason);
+            return connectTcp(
+                transport.address, transport.port, wake,
+                after(config.connectLimit != 0 ? config.connectLimit : defaultConnectLimit),
+                &reason);
         case eTRANSPORT_UnixClient:
             return quarloLink_ConnectUnix(transport.address, &reason);
         case eTRANSPORT_Serial:
@@ -146,6 +212,8 @@ quarloLink* quarloSession::open() {
                                          &reason);
         case eTRANSPORT_Custom:
             return transport.open(config.context, this, &reason);
+        case eTRANSPORT_Listener:
+            return acceptOn(*transport.listener);
         default:
             return openListening();
     }
@@ -153,16 +221,19 @@ quarloLink* quarloSession::open() {
 
 // The listener is kept over all connections, so that a phone that is early is not refused.
 quarloLink* quarloSession::openListening() {
-    const quarloTransport& transport = config.transport;
+    const quarloTransport& transport = settings.transport;
     if (listener == nullptr) {
         listener = transport.kind == eTRANSPORT_TcpServer
                        ? quarloListener_OpenTcp(transport.address, transport.port, &reason)
                        : quarloListener_OpenUnix(transport.address, &reason);
     }
-    if (listener == nullptr) return nullptr;
+    return listener != nullptr ? acceptOn(*listener) : nullptr;
+}
+
+quarloLink* quarloSession::acceptOn(const quarloListener& waiting) {
     std::int64_t deadline = config.connectLimit != 0 ? after(config.connectLimit) : never;
     if (config.giveUpAfter != 0) deadline = std::min(deadline, tryingSince + config.giveUpAfter);
-    return acceptLink(*listener, wake, deadline, &reason);
+    return acceptLink(waiting, wake, deadline, &reason);
 }
 
 void quarloSession::serve(quarloLink& link) {
@@ -174,18 +245,21 @@ void quarloSession::serve(quarloLink& link) {
         report(eSESSIONSTATE_Connected);
         lend(&link, instance);
         if (quarlo_StartMainThreadEx(instance, &error) == 1) {
-            watch(link);
+            watch(link, instance);
         } else {
             setReason(error != 0 ? error : ENOMEM, "the receiver thread could not be started");
         }
+        dropChanges();
         takeBack(link);
     }
     quarlo_DeleteInstance(instance);
+    dropChanges();  // RUN may have come too late to be seen
     const std::lock_guard<std::mutex> guard(lock);
     live = nullptr;
 }
 
 bool quarloSession::configure(quarloLink& link, void* instance) {
+    lastError.store(eERRORCODE_NONE);
     // Its thread would delay every deletion by up to a second.
     quarlo_SetInitialisationTimeout(instance, 0);
     if (config.configure != nullptr &&
@@ -201,30 +275,40 @@ bool quarloSession::configure(quarloLink& link, void* instance) {
 }
 
 // Returns when the connection is over or is to be over.
-void quarloSession::watch(const quarloLink& link) {
-    constexpr unsigned ends = eventStop | eventReconnect | eventEnd | eventSilent;
-    const UInt32 limit = orDefault(config.handshakeLimit, defaultHandshakeLimit);
-    unsigned seen = wait(ends | eventRun, after(limit));
-    if ((seen & eventRun) != 0) {
-        report(eSESSIONSTATE_Running);
-        seen = wait(ends, never);
-        attempts = 0;
-        delay = orDefault(config.firstDelay, defaultFirstDelay);
-        tryingSince = now();
-    }
+void quarloSession::watch(const quarloLink& link, void* instance) {
+    unsigned seen = wait(eventsThatEnd | eventRun, after(config.handshakeLimit));
+    if ((seen & eventRun) != 0) seen = stayInRun(link, instance);
     explainEnd(link, seen);
 }
 
+// A phone that goes right after RUN has not been reached: only one that stays ends the backing off.
+unsigned quarloSession::stayInRun(const quarloLink& link, void* instance) {
+    const std::int64_t since = now();
+    report(eSESSIONSTATE_Running);
+    unsigned seen = 0;
+    while (((seen = wait(eventsThatEnd | eventChange, never)) & eventsThatEnd) == 0) {
+        makeChanges(*link.watch, instance);
+    }
+    if (now() - since >= config.lastingRun) beginAnew();
+    return seen;
+}
+
+// The first that applies: what this side wanted or noticed, what the phone said, how the link
+// ended.
 void quarloSession::explainEnd(const quarloLink& link, unsigned seen) {
-    const int error = link.error.load();
-    char words[96];
-    char text[sizeof reason.text];
     if (seen == 0) return setReason(ETIMEDOUT, "the handshake was not finished in time");
     if ((seen & eventReconnect) != 0) return setReason(0, "a new connection was asked for");
     if ((seen & eventSilent) != 0) return setReason(ETIMEDOUT, "no sign of life from the phone");
-    if (error == 0) return setReason(0, "the phone ended the session");
-    snprintf(text, sizeof text, "connection lost: %s", wordsFor(error, words, sizeof words));
-    setReason(error, text);
+    if (const char* refused = wordsForRefusal(link.watch->refusal()); refused != nullptr) {
+        return setReason(ECONNREFUSED, refused);
+    }
+    if (lastError.load() == eERRORCODE_MESSAGE_PROCESSING_FAILED) {
+        return setReason(EPROTO, "the phone sent a packet of an unknown type");
+    }
+    char text[sizeof reason.text];
+    quarloLink_GetEndText(&link, text, sizeof text);
+    if (text[0] != 0) return setReason(link.error.load(), text);
+    setReason(EPROTO, "the phone sent what cannot be read, or memory is exhausted; see the trace");
 }
 
 void quarloSession::lend(quarloLink* link, void* instance) {
@@ -251,15 +335,21 @@ void quarloSession::takeBack(quarloLink& link) {
 // -------------------------------------------------------------------------
 
 bool quarloSession::pause() {
-    std::int64_t until = after(delay);
+    std::int64_t until = after(jittered(delay));
     if (config.giveUpAfter != 0) {
         const std::int64_t end = tryingSince + config.giveUpAfter;
         if (now() >= end) return giveUp();
         until = std::min(until, end);
     }
-    const std::uint32_t longest = orDefault(config.longestDelay, defaultLongestDelay);
+    const std::uint32_t longest = config.longestDelay;
     delay = delay > longest / 2 ? longest : delay * 2;
     return countDown(until);
+}
+
+// So that many head units do not come back to one place at the same moment.
+std::uint32_t quarloSession::jittered(std::uint32_t pause) {
+    const auto most = static_cast<std::uint32_t>(std::uint64_t{pause} * config.jitter / 100);
+    return pause - std::uniform_int_distribution<std::uint32_t>(0, most)(random);
 }
 
 bool quarloSession::countDown(std::int64_t until) {
@@ -274,9 +364,6 @@ bool quarloSession::countDown(std::int64_t until) {
 bool quarloSession::giveUp() {
     report(eSESSIONSTATE_GivenUp);
     wait(eventStop | eventReconnect, never);
-    tryingSince = now();
-    attempts = 0;
-    delay = orDefault(config.firstDelay, defaultFirstDelay);
     return true;
 }
 
@@ -292,7 +379,8 @@ unsigned quarloSession::wait(unsigned wanted, std::int64_t deadline) {
 }
 
 void quarloSession::report(quarloSessionState state, std::uint32_t remaining) {
-    const quarloSessionInfo info = {state, attempts, remaining, reason.number, reason.text};
+    const quarloSessionInfo info = {sizeof info, reason.text, state,
+                                    attempts,    remaining,   reason.number};
     if (config.stateCallback != nullptr) config.stateCallback(config.context, this, &info);
 }
 

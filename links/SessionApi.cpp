@@ -1,56 +1,112 @@
 // The C functions of sessions: checks of what the host hands in. Any thread may call them.
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <new>
 
 #include "Session.h"
+#include "Structs.h"
+#include "Threads.h"
 
 using namespace quarlo::links;
 
 namespace {
 
-bool hasPlace(const quarloTransport& transport) {
+const char* wrongPlace(const quarloTransport& transport) {
     const bool hasAddress = transport.address != nullptr && transport.address[0] != 0;
     switch (transport.kind) {
         case eTRANSPORT_TcpClient:
-            return hasAddress && transport.port != 0;
-        case eTRANSPORT_TcpServer:
-            return true;
+            if (transport.port == 0) return "the transport has no port";
+            break;
+        case eTRANSPORT_Serial:
+            if (transport.baudRate == 0) return "the transport has no baud rate";
+            break;
         case eTRANSPORT_UnixClient:
         case eTRANSPORT_UnixServer:
-            return hasAddress;
-        case eTRANSPORT_Serial:
-            return hasAddress && transport.baudRate != 0;
+            break;
+        case eTRANSPORT_TcpServer:
+            return nullptr;
         case eTRANSPORT_Custom:
-            return transport.open != nullptr;
+            return transport.open == nullptr ? "the transport has no open function" : nullptr;
+        case eTRANSPORT_Listener:
+            return transport.listener == nullptr ? "the transport has no listener" : nullptr;
+        default:
+            return "there is no transport of this kind";
     }
-    return false;
+    return hasAddress ? nullptr : "the transport has no address";
 }
 
-// Takes as many members as the host's release knows; the rest keep their defaults.
-SessionSettings settingsOf(const quarloSessionConfig& config) {
-    SessionSettings settings{};
-    memcpy(&settings.config, &config, std::min(config.size, sizeof config));
-    const char* address = settings.config.transport.address;
-    if (address != nullptr) settings.address = address;
-    if (settings.config.description != nullptr) settings.description = settings.config.description;
-    return settings;
-}
-
-quarloSession* refuse(quarloLinkFailure* failure, int number) {
-    describe(failure, number, "cannot start", "session");
+const char* wrongLimit(const quarloSessionConfig& config) {
+    if (!isSilenceLimit(config.silenceLimit)) return "the silence limit is out of range";
+    if (config.jitter > 100) return "the jitter is out of range";
     return nullptr;
+}
+
+void setDefaults(quarloSessionConfig& config) {
+    const auto byDefault = [](UInt32& value, UInt32 wanted) {
+        if (value == 0) value = wanted;
+    };
+    byDefault(config.handshakeLimit, 60000);
+    byDefault(config.sendLimit, defaultSendLimit);
+    byDefault(config.silenceLimit, defaultSilenceLimit);
+    byDefault(config.changeLimit, 3000);
+    byDefault(config.firstDelay, 500);
+    byDefault(config.longestDelay, 10000);
+    byDefault(config.jitter, 20);
+    byDefault(config.lastingRun, 10000);
+}
+
+bool isChange(const quarloFrameChange& change) {
+    constexpr UInt32 all = eFRAMECHANGE_Size | eFRAMECHANGE_PixelFormat | eFRAMECHANGE_Compression;
+    const auto fits = [](UInt32 value, UInt32 least, UInt32 most) {
+        return value >= least && value <= most;
+    };
+    if (change.what == 0 || (change.what & ~all) != 0) return false;
+    if ((change.what & eFRAMECHANGE_PixelFormat) != 0 &&
+        !(fits(change.format, ePIXELFORMAT_RGB888, ePIXELFORMAT_RGBA8888) &&
+          fits(change.order, ePIXELENDIANESS_BigEndian, ePIXELENDIANESS_LittleEndian) &&
+          fits(change.bytesPerPixel, 1, UINT8_MAX))) {
+        return false;
+    }
+    return (change.what & eFRAMECHANGE_Size) == 0 ||
+           (fits(change.width, 1, UINT16_MAX) && fits(change.height, 1, UINT16_MAX) &&
+            fits(change.physicalWidth, 0, UINT16_MAX) &&
+            fits(change.physicalHeight, 0, UINT16_MAX));
+}
+
+quarloSession* refuse(quarloLinkFailure* failure, int number, const char* why = nullptr) {
+    describe(failure, number, "cannot start", "session", why);
+    return nullptr;
+}
+
+// On these threads the session, or the library for it, would wait for the caller.
+bool mayWait(quarloSession& session, const char* warning) {
+    const bool isRefused = LibraryThread::isThis();
+    if (isRefused) session.warn(warning);
+    return !isRefused;
 }
 
 }  // namespace
 
-quarloSession* quarloSession_Start(const quarloSessionConfig* config, quarloLinkFailure* failure) {
-    constexpr size_t oldestSize = sizeof(quarloSessionConfig);
-    if (config == nullptr || config->size < oldestSize || !hasPlace(config->transport)) {
-        return refuse(failure, EINVAL);
+const char* quarlo::links::readConfig(const quarloSessionConfig* config,
+                                      SessionSettings& settings) {
+    if (!take(config, settings.config)) return "the configuration has no size";
+    quarloSessionConfig& known = settings.config;
+    if (!take(known.transport, settings.transport)) return "the transport has no size";
+    if (known.observer != nullptr && !take(known.observer, settings.observer)) {
+        return "the observer has no size";
     }
-    auto* session = new (std::nothrow) quarloSession(settingsOf(*config));
+    if (settings.transport.address != nullptr) settings.address = settings.transport.address;
+    if (known.description != nullptr) settings.description = known.description;
+    setDefaults(known);
+    const char* problem = wrongPlace(settings.transport);
+    return problem != nullptr ? problem : wrongLimit(known);
+}
+
+quarloSession* quarloSession_Start(const quarloSessionConfig* config, quarloLinkFailure* failure) {
+    SessionSettings settings{};
+    if (const char* problem = readConfig(config, settings); problem != nullptr) {
+        return refuse(failure, EINVAL, problem);
+    }
+    auto* session = new (std::nothrow) quarloSession(settings);
     if (session == nullptr) return refuse(failure, ENOMEM);
     const int error = session->start();
     if (error == 0) return session;
@@ -66,18 +122,43 @@ void quarloSession_Release(quarloSession* session) {
     if (session != nullptr) session->release();
 }
 
+eReturnCode quarloSession_ChangeFrames(quarloSession* session, const quarloFrameChange* change,
+                                       quarloChangeResult* result) {
+    if (session == nullptr) return eRETURN_NULL_HANDLE;
+    if (change == nullptr) return eRETURN_NULL_PARAM;
+    quarloFrameChange known;
+    if (!take(change, known) || !isChange(known)) return eRETURN_PARAM_VALUE;
+    const char* warning =
+        "quarloSession_ChangeFrames would wait on a thread of the library or of a session; "
+        "refused.";
+    if (result != nullptr && !mayWait(*session, warning)) return eRETURN_NOT_ALLOWED;
+    return session->change(known, result);
+}
+
+eReturnCode quarloSession_GetPacketCount(quarloSession* session, quarloDirection direction,
+                                         UInt32 type, UInt64* packets, UInt64* bytes) {
+    if (session == nullptr) return eRETURN_NULL_HANDLE;
+    return readCount(session->counts(), direction, type, packets, bytes);
+}
+
+int quarloSession_GetInterrupt(quarloSession* session) {
+    return session != nullptr ? session->interrupt() : -1;
+}
+
 void quarloSession_Reconnect(quarloSession* session) {
-    if (session != nullptr) session->raise(eventReconnect);
+    if (session != nullptr) session->ask(eventReconnect);
 }
 
 void quarloSession_Stop(quarloSession* session) {
-    if (session != nullptr) session->raise(eventStop);
+    if (session != nullptr) session->ask(eventStop);
 }
 
 eReturnCode quarloSession_Delete(quarloSession* session) {
     if (session == nullptr) return eRETURN_NULL_HANDLE;
-    if (session->isOwnThread()) return eRETURN_NOT_ALLOWED;
-    session->raise(eventStop);
+    const char* warning =
+        "quarloSession_Delete called on a thread of the library or of a session; refused.";
+    if (!mayWait(*session, warning)) return eRETURN_NOT_ALLOWED;
+    session->ask(eventStop);
     session->join();
     delete session;
     return eRETURN_OKAY;

@@ -1,5 +1,5 @@
-// TCP and Unix sockets, connecting and accepting. A listener is used by one accepting thread; only
-// its eventfd, which stops it, is shared.
+// Listeners, and Unix sockets to connect to. Several threads may accept on one listener: each phone
+// goes to one of them.
 #include "Sockets.h"
 
 #include <netdb.h>
@@ -16,6 +16,7 @@
 #include <new>
 
 #include "Link.h"
+#include "Lookup.h"
 #include "Wait.h"
 
 struct quarloListener {
@@ -30,57 +31,22 @@ namespace {
 
 constexpr int socketFlags = SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC;
 
-class AddressList {
-  public:
-    ~AddressList() {
-        if (first != nullptr) freeaddrinfo(first);
-    }
-    int look(const char* host, UInt16 port, int flags) {
-        char service[8];
-        snprintf(service, sizeof service, "%u", unsigned{port});
-        addrinfo hints{};
-        hints.ai_socktype = SOCK_STREAM;
-        hints.ai_flags = flags | AI_NUMERICSERV;
-        return getaddrinfo(host, service, &hints, &first);
-    }
-    addrinfo* first = nullptr;
-};
-
 void nameTcp(char* name, size_t size, const char* host, UInt16 port) {
     snprintf(name, size, "%.100s port %u", host, unsigned{port});
 }
 
-void describeLookup(quarloLinkFailure* failure, int result, const char* what, const char* name) {
-    const int number = result == EAI_SYSTEM ? errno : EHOSTUNREACH;
-    describe(failure, number, what, name, result == EAI_SYSTEM ? nullptr : gai_strerror(result));
-}
-
-int resultOfConnect(int socket) {
-    int error = 0;
-    socklen_t size = sizeof error;
-    return getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size) < 0 ? errno : error;
-}
-
-int connectSocket(int socket, const sockaddr* address, socklen_t size, int wake,
-                  std::int64_t deadline) {
-    if (connect(socket, address, size) == 0) return 0;
-    if (errno != EINPROGRESS && errno != EINTR) return errno;
-    const Waited result = waitFor(socket, POLLOUT, wake, deadline);
-    return result == Waited::Ready ? resultOfConnect(socket) : errorOf(result);
-}
-
-// Takes the socket over only if the link could be made.
-quarloLink* linkOf(Descriptor& socket, quarloLinkFailure* failure) {
-    quarloLink* link = quarloLink_FromDescriptors(socket.get(), socket.get(), failure);
-    if (link != nullptr) socket.release();
-    return link;
-}
-
-bool fill(sockaddr_un& address, const char* path) {
+// What is wrong with a path says the failure.
+bool fill(sockaddr_un& address, const char* path, quarloLinkFailure* failure, const char* what) {
     address.sun_family = AF_UNIX;
-    if (path == nullptr || path[0] == 0 || strlen(path) >= sizeof address.sun_path) return false;
-    memcpy(address.sun_path, path, strlen(path) + 1);
-    return true;
+    if (path == nullptr || path[0] == 0) {
+        describe(failure, EINVAL, what, "a Unix socket", "its path is empty");
+    } else if (strlen(path) >= sizeof address.sun_path) {
+        describe(failure, ENAMETOOLONG, what, path, "a Unix socket's path has at most 107 bytes");
+    } else {
+        memcpy(address.sun_path, path, strlen(path) + 1);
+        return true;
+    }
+    return false;
 }
 
 // A file left behind by a process that died: a socket, with nobody behind it.
@@ -131,27 +97,10 @@ bool isPassing(int error) {
 
 }  // namespace
 
-quarloLink* connectTcp(const char* host, UInt16 port, int wake, std::int64_t deadline,
-                       quarloLinkFailure* failure) {
-    const char* what = "cannot connect to";
-    char name[140];
-    nameTcp(name, sizeof name, host, port);
-    AddressList addresses;
-    const int looked = addresses.look(host, port, 0);
-    if (looked != 0) {
-        describeLookup(failure, looked, what, name);
-        return nullptr;
-    }
-    for (const addrinfo* at = addresses.first; at != nullptr; at = at->ai_next) {
-        Descriptor socket(::socket(at->ai_family, socketFlags, at->ai_protocol));
-        const int error = socket.get() < 0 ? errno
-                                           : connectSocket(socket.get(), at->ai_addr,
-                                                           at->ai_addrlen, wake, deadline);
-        if (error == 0) return linkOf(socket, failure);
-        describe(failure, error, what, name);
-        if (error == ECANCELED) break;
-    }
-    return nullptr;
+quarloLink* linkOf(Descriptor& socket, quarloLinkFailure* failure) {
+    quarloLink* link = quarloLink_FromDescriptors(socket.get(), socket.get(), failure);
+    if (link != nullptr) socket.release();
+    return link;
 }
 
 quarloLink* acceptLink(const quarloListener& listener, int wake, std::int64_t deadline,
@@ -175,28 +124,10 @@ quarloLink* acceptLink(const quarloListener& listener, int wake, std::int64_t de
 
 using namespace quarlo::links;
 
-quarloLink* quarloLink_ConnectTcp(const char* host, UInt16 port, UInt32 timeLimit,
-                                  quarloLinkFailure* failure) {
-    return quarloLink_ConnectTcpInterruptibly(host, port, timeLimit, -1, failure);
-}
-
-quarloLink* quarloLink_ConnectTcpInterruptibly(const char* host, UInt16 port, UInt32 timeLimit,
-                                               int interrupt, quarloLinkFailure* failure) {
-    if (host == nullptr) {
-        describe(failure, EINVAL, "cannot connect to", "(null)");
-        return nullptr;
-    }
-    const UInt32 limit = timeLimit != 0 ? timeLimit : defaultConnectLimit;
-    return connectTcp(host, port, interrupt, after(limit), failure);
-}
-
 quarloLink* quarloLink_ConnectUnix(const char* path, quarloLinkFailure* failure) {
     const char* what = "cannot connect to";
     sockaddr_un address{};
-    if (!fill(address, path)) {
-        describe(failure, path != nullptr ? ENAMETOOLONG : EINVAL, what, path ? path : "(null)");
-        return nullptr;
-    }
+    if (!fill(address, path, failure, what)) return nullptr;
     Descriptor socket(::socket(AF_UNIX, socketFlags, 0));
     // Never in progress: a Unix socket connects at once, or refuses because too many wait already.
     if (socket.get() < 0 ||
@@ -214,9 +145,9 @@ quarloListener* quarloListener_OpenTcp(const char* address, UInt16 port,
     char name[140];
     nameTcp(name, sizeof name, address, port);
     AddressList addresses;
-    const int looked = addresses.look(address, port, AI_PASSIVE | AI_NUMERICHOST);
+    const int looked = addresses.read(address, port, AI_PASSIVE);
     if (looked != 0) {
-        describeLookup(failure, looked, what, name);
+        describeLookup(failure, looked, errno, what, name);
         return nullptr;
     }
     const addrinfo& found = *addresses.first;
@@ -234,10 +165,7 @@ quarloListener* quarloListener_OpenTcp(const char* address, UInt16 port,
 quarloListener* quarloListener_OpenUnix(const char* path, quarloLinkFailure* failure) {
     const char* what = "cannot listen on";
     sockaddr_un address{};
-    if (!fill(address, path)) {
-        describe(failure, path != nullptr ? ENAMETOOLONG : EINVAL, what, path ? path : "(null)");
-        return nullptr;
-    }
+    if (!fill(address, path, failure, what)) return nullptr;
     Descriptor socket(::socket(AF_UNIX, socketFlags, 0));
     int error = socket.get() < 0 ? errno : bindUnix(socket.get(), address);
     const bool isBound = error == 0;

@@ -32,7 +32,7 @@ until_said 2 '^running$' host.log
 kill -USR1 "$host"
 until_said 1 'DayNightMode' phone.log
 kill -HUP "$host"
-until_said 3 '^connecting, attempt 1$' host.log
+until_said 2 '^connecting, attempt 1$' host.log
 kill -INT "$host"
 wait "$host"
 status=$?

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # layers.sh MAP: no file includes a header of a layer above its own, and no feature (layer 4) the header
 # of another. MAP holds lines "LAYER FILE" made from the lists in src/CMakeLists.txt, "api FILE" for the
-# host API. The header of the transports, quarlo-links.h, is a layer above that, called "links". And no program
+# host API. The headers of the transports, quarlo-*.h, are a layer above that, called "links". And no program
 # includes headers of another: what two need stands in common/ or display/. Run in the root of the source tree.
 set -euo pipefail
 
@@ -18,17 +18,17 @@ problem() {
 
 # The layer of a file of src/: its own line in the map, else that of the source of the same name.
 layer() {
-    [ "$1" != quarlo-links.h ] || { echo links; return; }
+    [[ $1 != quarlo-*.h ]] || { echo links; return; }
     local name=${1%.*}
     echo "${layer_of[$1]-${layer_of[$name.cpp]-}}"
 }
 
-# The headers of src/ that a file includes, and that of the transports.
+# The headers of src/ that a file includes, and those of the transports.
 includes() {
     sed -nE 's/^[[:space:]]*#[[:space:]]*include[[:space:]]*["<]([^">]+)[">].*/\1/p' "$1" |
         while read -r header; do
             header=${header##*/}
-            [ ! -e "src/$header" ] && [ "$header" != quarlo-links.h ] || echo "$header"
+            [ ! -e "src/$header" ] && [[ $header != quarlo-*.h ]] || echo "$header"
         done
 }
 

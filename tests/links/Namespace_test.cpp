@@ -136,20 +136,20 @@ TEST_F(SilentPeer, ASessionReturnsWhenTheCableDoes) {
         });
     });
     while (port == 0) std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    quarloSessionConfig config = configOf(reports, port);
-    config.transport.address = "10.213.7.2";
+    SessionSetup config = configOf(reports, port);
+    config.place.address = "10.213.7.2";
     config.connectLimit = 500;
     config.longestDelay = 300;
-    quarloSession* session = nullptr;
+    Session session;
     // Its thread inherits the namespace.
-    inside("a", [&] { session = quarloSession_Start(&config, nullptr); });
+    inside("a", [&] { session = startSession(config); });
     EXPECT_TRUE(reports.waitFor(eSESSIONSTATE_Running));
     set("b", false);
     EXPECT_TRUE(reports.waitFor(eSESSIONSTATE_Waiting, 2));
     EXPECT_NE(reports.all().back().errorNumber, 0) << reports.all().back().reason;
     set("b", true);
     EXPECT_TRUE(reports.waitFor(eSESSIONSTATE_Running, 2)) << reports.all().back().reason;
-    quarloSession_Delete(session);
+    session.reset();
     isOver = true;
     phone.join();
 }

@@ -248,17 +248,31 @@ std::vector<Reports::Report> Reports::all() const {
     return reports;
 }
 
-quarloSessionConfig configOf(Reports& reports, UInt16 port) {
-    quarloSessionConfig config = {};
-    config.size = sizeof config;
-    config.transport.kind = eTRANSPORT_TcpClient;
-    config.transport.address = "127.0.0.1";
-    config.transport.port = port;
-    config.description = "session test";
-    config.context = &reports;
-    config.stateCallback = Reports::onState;
-    config.firstDelay = 10;
-    return config;
+SessionSetup configOf(Reports& reports, UInt16 port) {
+    SessionSetup setup = {};
+    setup.size = sizeof(quarloSessionConfig);
+    setup.place.size = sizeof setup.place;
+    setup.place.kind = eTRANSPORT_TcpClient;
+    setup.place.address = "127.0.0.1";
+    setup.place.port = port;
+    setup.description = "session test";
+    setup.context = &reports;
+    setup.stateCallback = Reports::onState;
+    setup.firstDelay = 10;
+    return setup;
+}
+
+Session startSession(SessionSetup setup) {
+    quarloLinkFailure failure{};
+    setup.transport = &setup.place;
+    Session session(quarloSession_Start(&setup, &failure));
+    EXPECT_NE(session, nullptr) << failure.text;
+    return session;
+}
+
+void stay(int descriptor, int /*connection*/) {
+    while (!Phone::nextPacket(descriptor).empty()) {
+    }
 }
 
 }  // namespace quarlo::test

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -116,7 +117,20 @@ class Reports {
     std::vector<Report> reports;
 };
 
-quarloSessionConfig configOf(Reports& reports, UInt16 port);
+/** A configuration with the transport that it points to once it is started. */
+struct SessionSetup : quarloSessionConfig {
+    quarloTransport place = {};
+};
+SessionSetup configOf(Reports& reports, UInt16 port);
+
+struct EndSession {
+    void operator()(quarloSession* session) const { quarloSession_Delete(session); }
+};
+using Session = std::unique_ptr<quarloSession, EndSession>;
+Session startSession(SessionSetup setup);
+
+/** Reads packets until the head unit leaves. */
+void stay(int descriptor, int connection);
 
 }  // namespace quarlo::test
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# interface.sh LIBRARY: quarlo-links.h compiles alone as C11 and as C++17, and the library exports exactly
-# the functions that it declares. Run in the root of the source tree.
+# interface.sh LIBRARY: each header of the links compiles alone as C11 and as C++17, and the library exports
+# exactly the functions that they declare. Run in the root of the source tree.
 set -euo pipefail
 export LC_ALL=C
 
@@ -9,12 +9,14 @@ for compiler in g++ clang++; do
     command -v "$compiler" >/dev/null || continue
     for language in "c c11" "c++ c++17"; do
         read -r name standard <<<"$language"
-        printf '#include "quarlo-links.h"\nextern int unit;\n' |
-            "$compiler" -fsyntax-only -x "$name" -std="$standard" "${warnings[@]}" -Isrc -Ilinks -
+        for header in links/quarlo-*.h; do
+            printf '#include "%s"\nextern int unit;\n' "${header##*/}" |
+                "$compiler" -fsyntax-only -x "$name" -std="$standard" "${warnings[@]}" -Isrc -Ilinks -
+        done
     done
 done
 
-declared=$(grep -oP '^QUARLO_API\b.*?\K\w+(?=\()' links/quarlo-links.h | sort)
+declared=$(grep -ohP '^QUARLO_API\b.*?\K\w+(?=\()' links/quarlo-*.h | sort)
 exported=$(nm -D --defined-only "$1" | awk '$2 == "T" { print $3 }' | sed 's/@.*//' | sort)
 if ! diff --label declared --label exported <(echo "$declared") <(echo "$exported"); then
     exit 1
