@@ -27,6 +27,12 @@ std::uint32_t seed() {
     return number;
 }
 
+// Without a timer the library warns. This one never comes before the handshake limit, as far as its
+// seconds go.
+UInt8 initTimeout(std::uint32_t handshakeLimit) {
+    return static_cast<UInt8>(std::min<std::uint32_t>(handshakeLimit / 1000 + 2, UINT8_MAX));
+}
+
 // Null when the phone has refused nothing.
 const char* wordsForRefusal(std::uint8_t type) {
     switch (type) {
@@ -65,6 +71,7 @@ void quarlo::links::tellAnswered(quarloSession& session) {
 
 quarloSession::quarloSession(const SessionSettings& wanted)
     : settings(wanted), config(settings.config), wake(newWake()), random(seed()) {
+    reason.size = sizeof reason;
     quarloTransport& transport = settings.transport;
     if (transport.address != nullptr) transport.address = settings.address.c_str();
     settings.config.transport = &transport;
@@ -141,7 +148,8 @@ void quarloSession::onProtocol(void* context, eProtocolState state) {
 }
 
 void quarloSession::onError(void* context, eErrorCode code) {
-    lastError.store(code);
+    if (code == eERRORCODE_INITIALIZATION_TIMEOUT) return;  // the session's own limit is longer
+    if (code == eERRORCODE_MESSAGE_PROCESSING_FAILED) isTypeUnknown.store(true);
     if (config.errorCallback != nullptr) config.errorCallback(context, code);
     if (code == eERRORCODE_CONNECTION_TIMEOUT) raise(eventSilent);
 }
@@ -259,9 +267,8 @@ void quarloSession::serve(quarloLink& link) {
 }
 
 bool quarloSession::configure(quarloLink& link, void* instance) {
-    lastError.store(eERRORCODE_NONE);
-    // Its thread would delay every deletion by up to a second.
-    quarlo_SetInitialisationTimeout(instance, 0);
+    isTypeUnknown.store(false);
+    quarlo_SetInitialisationTimeout(instance, initTimeout(config.handshakeLimit));
     if (config.configure != nullptr &&
         config.configure(config.context, this, instance) != eRETURN_OKAY) {
         setReason(ECANCELED, "the host refused to configure the instance");
@@ -302,7 +309,7 @@ void quarloSession::explainEnd(const quarloLink& link, unsigned seen) {
     if (const char* refused = wordsForRefusal(link.watch->refusal()); refused != nullptr) {
         return setReason(ECONNREFUSED, refused);
     }
-    if (lastError.load() == eERRORCODE_MESSAGE_PROCESSING_FAILED) {
+    if (isTypeUnknown.load()) {
         return setReason(EPROTO, "the phone sent a packet of an unknown type");
     }
     char text[sizeof reason.text];

@@ -132,7 +132,7 @@ struct quarloSession {
     const quarloSessionConfig& config;
     int wake;
     std::atomic<unsigned> events{0};
-    std::atomic<int> lastError{eERRORCODE_NONE};
+    std::atomic<bool> isTypeUnknown{false};  // the phone sent a packet of one
     quarlo::links::PacketCounts carried;
     pthread_t thread{};  // for whoever joins
 

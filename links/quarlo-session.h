@@ -77,8 +77,8 @@ typedef void (*quarloSessionStateCallback)(void* context, quarloSession* session
 /**
  * Configures a new instance, before every start: everything that is set between
  * quarlo_CreateInstance and quarlo_StartMainThread except the links, the callback context, the
- * protocol callback and the error callback, which belong to the session. The initialisation timer
- * is off; the session's handshake limit stands in for it. On the session thread.
+ * protocol callback, the error callback and the initialisation timeout, which belong to the
+ * session: its handshake limit stands in for the latter. On the session thread.
  * @return eRETURN_OKAY to start the instance; any other value makes the attempt fail
  */
 typedef eReturnCode (*quarloSessionConfigure)(void* context, quarloSession* session,
@@ -161,7 +161,8 @@ typedef struct {
     quarloSessionConfigure configure;         /**< may be null */
     quarloSessionStateCallback stateCallback; /**< may be null */
     quarloProtocolCallback protocolCallback;  /**< see quarlo_SetProtocolCallback; may be null */
-    quarloErrorCallback errorCallback;        /**< see quarlo_SetErrorCallback; may be null */
+    quarloErrorCallback errorCallback;        /**< see quarlo_SetErrorCallback; never told of
+                                               * INITIALIZATION_TIMEOUT; may be null */
     quarloFrameChangeCallback changeCallback; /**< may be null */
     const quarloObserver* observer;           /**< of all links of the session; may be null */
     UInt32 connectLimit;   /**< for one attempt to connect; default 5000, servers wait for ever */

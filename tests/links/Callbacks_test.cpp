@@ -5,8 +5,8 @@
 #include <cerrno>
 
 #include "Host.h"
-#include "Rig.h"
 #include "Recording.h"
+#include "Rig.h"
 
 namespace quarlo::test {
 namespace {

@@ -104,7 +104,6 @@ TEST(ChangeFrames, EndsAsThePhoneAnswers) {
         Texts said;  // to the host
     };
     const Texts fenced = {"suspend", "compression 2", "21", "27", "compression 4", "resume"};
-    bool isBarrierAnswered = false;
     const Case cases[] = {
         {"a frame under way comes before, in one piece with the acknowledgement",
          all,
@@ -128,7 +127,7 @@ TEST(ChangeFrames, EndsAsThePhoneAnswers) {
          {"changing", "over 2"}},
         {"the change is not acknowledged",
          all,
-         [&](const Bytes& seen) { return name(seen) == "compression 2" ? yes(seen) : Bytes{}; },
+         [](const Bytes& seen) { return name(seen) == "compression 2" ? yes(seen) : Bytes{}; },
          eCHANGERESULT_Unacknowledged,
          fenced,
          {"changing", "over 1"}},
@@ -153,7 +152,6 @@ TEST(ChangeFrames, EndsAsThePhoneAnswers) {
          {"suspend"},
          {"over 5"}},
     };
-    (void)isBarrierAnswered;
     const Library library;
     for (const Case& each : cases) {
         SCOPED_TRACE(each.what);
@@ -230,7 +228,7 @@ TEST(ChangeFrames, FollowEachOtherBehindOneFenceAndLeaveTheHostsSuspension) {
 TEST(ChangeFrames, EndsWithTheSession) {
     const Library library;
     Log log;
-    Phone phone([](int descriptor, int) { readFully(descriptor, 1000000000); });
+    Phone phone(stay);
     SessionSetup setup = setupOf(log, phone.port());
     setup.changeLimit = 60000;
     Session session = startSession(setup);

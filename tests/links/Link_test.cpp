@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netdb.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -10,7 +11,9 @@
 #include <cerrno>
 #include <numeric>
 
+#include "Connect.h"
 #include "Rig.h"
+#include "Wait.h"
 
 namespace quarlo::test {
 namespace {
@@ -197,22 +200,39 @@ TEST(Link, ASendThatFailsDoesNotHideWhatHadArrived) {
 }
 
 // A listener whose queue is full does not answer, like a host behind a wall.
-TEST(Link, ConnectingCanBeInterrupted) {
-    const int listening = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+class Wall {
+  public:
+    Wall() : listening(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        bind(listening, reinterpret_cast<sockaddr*>(&address), size);
+        listen(listening, 0);
+        getsockname(listening, reinterpret_cast<sockaddr*>(&address), &size);
+        quarloLinkFailure failure{};
+        do {
+            queue.push_back(quarloLink_ConnectTcp("127.0.0.1", port(), 200, &failure));
+        } while (queue.back() != nullptr && queue.size() < 10);
+        EXPECT_EQ(failure.number, ETIMEDOUT);
+    }
+    ~Wall() {
+        for (quarloLink* link : queue) quarloLink_Close(link);
+        close(listening);
+    }
+    Wall(const Wall&) = delete;
+    Wall& operator=(const Wall&) = delete;
+    [[nodiscard]] UInt16 port() const { return ntohs(address.sin_port); }
+
     sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    bind(listening, reinterpret_cast<sockaddr*>(&address), size);
-    listen(listening, 0);
-    getsockname(listening, reinterpret_cast<sockaddr*>(&address), &size);
-    const UInt16 port = ntohs(address.sin_port);
-    quarloLinkFailure failure{};
+
+  private:
+    const int listening;
     std::vector<quarloLink*> queue;
-    do {
-        queue.push_back(quarloLink_ConnectTcp("127.0.0.1", port, 200, &failure));
-    } while (queue.back() != nullptr && queue.size() < 10);
-    EXPECT_EQ(failure.number, ETIMEDOUT);
+};
+
+TEST(Link, ConnectingCanBeInterrupted) {
+    const Wall wall;
+    quarloLinkFailure failure{};
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     std::thread user([&] {
@@ -220,12 +240,50 @@ TEST(Link, ConnectingCanBeInterrupted) {
         writeFully(ends[1], {1});
     });
     const Clock::time_point start = Clock::now();
-    EXPECT_EQ(quarloLink_ConnectTcpInterruptibly("127.0.0.1", port, 0, ends[0], &failure), nullptr);
+    EXPECT_EQ(quarloLink_ConnectTcpInterruptibly("127.0.0.1", wall.port(), 0, ends[0], &failure),
+              nullptr);
     EXPECT_LT(millisecondsSince(start), 3000);
     EXPECT_EQ(failure.number, ECANCELED);
     user.join();
-    for (quarloLink* link : queue) quarloLink_Close(link);
-    for (const int descriptor : {ends[0], ends[1], listening}) close(descriptor);
+    for (const int descriptor : ends) close(descriptor);
+}
+
+// Of a name's addresses some may be silent, some refuse; the system's order is not to be trusted.
+TEST(Link, TheFirstAddressThatAnswersWins) {
+    Wall wall;
+    const Phone nobody([](int, int) {}, false);
+    quarloListener* there = quarloListener_OpenTcp(nullptr, 0, nullptr);
+    sockaddr_in places[3] = {wall.address, wall.address, wall.address};
+    places[1].sin_port = htons(nobody.port());
+    places[2].sin_port = htons(quarloListener_GetPort(there));
+    struct Case {
+        std::vector<int> order;
+        int answering;  // -1: none
+        int earliest, latest;
+    };
+    for (const Case& each : {Case{{0, 2}, 2, 200, 2000}, Case{{1, 1, 1, 2}, 2, 0, 200},
+                             Case{{0, 1, 0, 2}, 2, 400, 3000}, Case{{2, 0}, 2, 0, 200},
+                             Case{{1, 1}, -1, 0, 200}, Case{{0, 1}, -1, 900, 3000}}) {
+        std::vector<addrinfo> list(each.order.size());
+        for (std::size_t i = 0; i < list.size(); ++i) {
+            list[i].ai_family = AF_INET;
+            list[i].ai_addr = reinterpret_cast<sockaddr*>(&places[each.order[i]]);
+            list[i].ai_addrlen = sizeof places[0];
+            list[i].ai_next = i + 1 < list.size() ? &list[i + 1] : nullptr;
+        }
+        int error = 0;
+        const Clock::time_point start = Clock::now();
+        const int won = links::connectToAny(list.data(), -1, links::after(1000), error);
+        EXPECT_GE(millisecondsSince(start), each.earliest);
+        EXPECT_LT(millisecondsSince(start), each.latest);
+        EXPECT_EQ(won >= 0, each.answering >= 0);
+        if (won >= 0) {
+            close(won);
+        } else {
+            EXPECT_EQ(error, each.order[0] == 0 ? ETIMEDOUT : ECONNREFUSED);
+        }
+    }
+    quarloListener_Close(there);
 }
 
 // Framing: the length, then so many bytes of the sender's number.
@@ -303,6 +361,14 @@ TEST(Link, AResetIsAnEndAndABadDescriptorAFailure) {
     EXPECT_EQ(quarloLink_FromDescriptors(datagrams[0], datagrams[0], &failure), nullptr);
     EXPECT_EQ(failure.number, EPROTOTYPE);
     EXPECT_GE(fcntl(datagrams[0], F_GETFD), 0) << "a refused descriptor was closed";
+    int mixed[2];
+    ASSERT_EQ(pipe(mixed), 0);
+    EXPECT_EQ(quarloLink_FromDescriptors(mixed[0], datagrams[0], nullptr), nullptr);
+    EXPECT_EQ(fcntl(mixed[0], F_GETFD), 0) << "a refused descriptor was changed";
+    EXPECT_EQ(fcntl(mixed[0], F_GETFL) & O_NONBLOCK, 0);
+    quarloLink_Close(quarloLink_FromDescriptors(dup(mixed[0]), mixed[1], nullptr));
+    EXPECT_EQ(fcntl(mixed[0], F_GETFL) & O_NONBLOCK, O_NONBLOCK);
+    close(mixed[0]);
     close(datagrams[0]);
     close(datagrams[1]);
     EXPECT_EQ(static_cast<Int32>(quarloLink_Receive(nullptr, nullptr, 0, nullptr)), -1);
@@ -311,6 +377,7 @@ TEST(Link, AResetIsAnEndAndABadDescriptorAFailure) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     quarloLink* wrong = quarloLink_FromDescriptors(ends[1], ends[1], nullptr);
+    EXPECT_EQ(fcntl(ends[1], F_GETFD), FD_CLOEXEC);
     close(ends[0]);
     EXPECT_EQ(receive(wrong, none, 10), -2);
     quarloLink_Close(wrong);
@@ -329,6 +396,10 @@ TEST(Link, WhatCannotBeOpenedIsNamedInOneLine) {
     EXPECT_EQ(quarloListener_OpenTcp("no address", 1, &failure), nullptr);
     EXPECT_EQ(quarloLink_ConnectUnix("/nowhere/at/all", &failure), nullptr);
     EXPECT_STREQ(failure.text, "cannot connect to /nowhere/at/all: No such file or directory");
+    EXPECT_EQ(quarloLink_ConnectUnix("", &failure), nullptr);
+    EXPECT_STREQ(failure.text, "cannot connect to a Unix socket: its path is empty");
+    EXPECT_EQ(quarloListener_OpenUnix(nullptr, &failure), nullptr);
+    EXPECT_STREQ(failure.text, "cannot listen on a Unix socket: its path is empty");
     EXPECT_EQ(quarloLink_ConnectUnix(std::string(200, 'x').c_str(), &failure), nullptr);
     EXPECT_EQ(failure.number, ENAMETOOLONG);
     EXPECT_EQ(quarloLink_OpenSerial("/dev/ttyNOWHERE", 9600, 0, &failure), nullptr);

@@ -2,7 +2,10 @@
 // root and iproute2.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <sched.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -100,6 +103,66 @@ TEST_F(SilentPeer, IsNoticedWithinSixSecondsWhicheverEndIsPulledAndWhoeverSpeaks
         quarloLink_Close(phone);
         set(each.pulled, true);
     }
+}
+
+/// A file of the system replaced for the calling thread and those that it starts.
+void replace(const char* file, const std::string& text) {
+    char copy[] = "/tmp/quarlo-file-XXXXXX";
+    const int descriptor = mkstemp(copy);
+    writeFully(descriptor, Bytes(text.begin(), text.end()));
+    close(descriptor);
+    EXPECT_EQ(mount(copy, file, nullptr, MS_BIND, nullptr), 0) << file;
+    unlink(copy);
+}
+
+// Names: one with a silent address before the one that answers, and one whose server is silent.
+TEST_F(SilentPeer, NamesAreLookedUpWithoutHoldingAnybodyUp) {
+    const Library library;
+    quarloListener* listener = nullptr;
+    inside("b", [&] { listener = quarloListener_OpenTcp("10.213.7.2", 0, nullptr); });
+    const UInt16 port = quarloListener_GetPort(listener);
+    inside("a", [&] {
+        ASSERT_EQ(unshare(CLONE_NEWNS), 0);
+        ASSERT_EQ(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
+        run("ip link set lo up");
+        // Nobody answers for the second address: it is on the cable, and nobody's.
+        replace("/etc/hosts", "10.213.7.9 phone\n10.213.7.2 phone\n");
+        replace("/etc/resolv.conf", "nameserver 127.0.0.1\n");
+        const int server = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address = {AF_INET, htons(53), {htonl(INADDR_LOOPBACK)}, {}};
+        ASSERT_EQ(bind(server, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        quarloLinkFailure failure{};
+        Clock::time_point start = Clock::now();
+        quarloLink* link = quarloLink_ConnectTcp("phone", port, 0, &failure);
+        EXPECT_NE(link, nullptr) << failure.text;
+        EXPECT_LT(millisecondsSince(start), 2500);
+        quarloLink_Close(link);
+
+        start = Clock::now();
+        EXPECT_EQ(quarloLink_ConnectTcp("nobody.example", port, 300, &failure), nullptr);
+        EXPECT_EQ(failure.number, ETIMEDOUT);
+        EXPECT_STREQ(failure.text, ("cannot connect to nobody.example port " +
+                                    std::to_string(port) + ": the name lookup hangs")
+                                       .c_str());
+        EXPECT_LT(millisecondsSince(start), 2000);
+        Reports reports;
+        SessionSetup setup = configOf(reports, port);
+        setup.place.address = "nobody.example";
+        setup.connectLimit = 60000;
+        Session session = startSession(setup);
+        EXPECT_TRUE(reports.waitFor(eSESSIONSTATE_Connecting));
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        start = Clock::now();
+        session.reset();
+        EXPECT_LT(millisecondsSince(start), 1000);
+        // Those that hang are counted.
+        for (int i = 0; i < 10 && failure.number != EAGAIN; ++i) {
+            EXPECT_EQ(quarloLink_ConnectTcp("nobody.example", port, 20, &failure), nullptr);
+        }
+        EXPECT_EQ(failure.number, EAGAIN);
+        close(server);
+    });
+    quarloListener_Close(listener);
 }
 
 TEST_F(SilentPeer, AShortInterruptionIsSurvived) {

@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 
@@ -58,6 +59,7 @@ TEST(Session, TellsTheHostHowItFaresAndConfiguresEveryInstance) {
     const Library library;
     struct Counting : Reports {
         std::atomic<int> configured{0};
+        std::atomic<int> warnings{0};
     } counting;
     Phone phone([](int descriptor, int connection) {
         if (connection > 0) stay(descriptor, connection);
@@ -65,12 +67,16 @@ TEST(Session, TellsTheHostHowItFaresAndConfiguresEveryInstance) {
     SessionSetup config = configOf(counting, phone.port());
     config.configure = [](void* context, quarloSession*, void* instance) {
         ++static_cast<Counting*>(static_cast<Reports*>(context))->configured;
-        quarlo_SetFrameSize(instance, 320, 240, 60, 40);
+        quarlo_SetTraceOutput(instance, [](void* own, eTraceClass traceClass, char*) {
+            auto& self = *static_cast<Counting*>(static_cast<Reports*>(own));
+            self.warnings += traceClass == eTRACECLASS_WARNING;
+        });
         return eRETURN_OKAY;
     };
     Session session = startSession(config);
     ASSERT_TRUE(counting.waitFor(eSESSIONSTATE_Running, 2));
     EXPECT_EQ(counting.configured, 2);
+    EXPECT_EQ(counting.warnings, 0) << "of what the session has chosen itself";
     session.reset();
     std::vector<quarloSessionState> states;
     for (const Reports::Report& report : counting.all()) states.push_back(report.state);
@@ -109,6 +115,40 @@ TEST(Session, BacksOffThenGivesUpAndTriesAgainWhenAsked) {
     EXPECT_TRUE(reports.waitFor(eSESSIONSTATE_GivenUp, 2));
 }
 
+// A phone that dies right after RUN each time is not worth a connection each time.
+TEST(Session, OnlyARunThatLastsEndsTheBackingOff) {
+    const Library library;
+    for (const bool isLasting : {false, true}) {
+        Reports reports;
+        Phone phone([&](int, int) {
+            if (isLasting) std::this_thread::sleep_for(std::chrono::milliseconds(60));
+        });
+        SessionSetup config = configOf(reports, phone.port());
+        config.firstDelay = 20;
+        config.giveUpAfter = 600;
+        config.lastingRun = isLasting ? 30 : 0;
+        Session session = startSession(config);
+        const bool hasGivenUp = reports.waitFor(eSESSIONSTATE_GivenUp, 1, isLasting ? 2 : 20);
+        EXPECT_EQ(hasGivenUp, !isLasting);
+        session.reset();
+        std::vector<UInt32> pauses;
+        for (const Reports::Report& report : reports.all()) {
+            if (report.state == eSESSIONSTATE_Waiting) pauses.push_back(report.remaining);
+            const bool isAgain = report.state == eSESSIONSTATE_Running && report.attempt > 1;
+            EXPECT_FALSE(isAgain && isLasting) << "attempts are counted from a lasting RUN";
+        }
+        ASSERT_GE(pauses.size(), 4U);
+        const UInt32 longest = *std::max_element(pauses.begin(), pauses.end());
+        if (isLasting) {
+            EXPECT_LE(longest, 20U);
+            EXPECT_GT(longest, *std::min_element(pauses.begin(), pauses.end())) << "no jitter";
+        } else {
+            EXPECT_GT(longest, 100U);
+            EXPECT_LT(phone.connections(), 9);
+        }
+    }
+}
+
 TEST(Session, ARefusalASilenceAndAnUnfinishedHandshakeEndTheConnection) {
     struct Case {
         const char* reason;
@@ -120,9 +160,30 @@ TEST(Session, ARefusalASilenceAndAnUnfinishedHandshakeEndTheConnection) {
         pollfd gone = {descriptor, 0, 0};
         poll(&gone, 1, 10000);
     };
+    const auto inRun = [](const Bytes& last) {
+        return [last](int descriptor) {
+            Phone::shakeHands(descriptor);
+            writeFully(descriptor, last);
+            shutdown(descriptor, SHUT_WR);
+        };
+    };
     const Case cases[] = {
         {"the phone refused the protocol version",
          [](int descriptor) { Phone::shakeHands(descriptor, 0); }, 0, false},
+        {"the phone refused the head unit",
+         [](int descriptor) {
+             Phone::nextPacket(descriptor);
+             writeFully(descriptor, packet(2, u8(1)));
+             Phone::nextPacket(descriptor);
+             writeFully(descriptor, packet(12, u8(0)));
+         },
+         0, false},
+        {"the phone refused the frame size", inRun(packet(28, u8(0))), 0, false},
+        {"the phone refused the pixel format", inRun(packet(22, u8(7))), 0, false},
+        {"the phone sent a packet of an unknown type", inRun(packet(200)), 0, false},
+        {"the phone sent what cannot be read, or memory is exhausted; see the trace",
+         inRun(packet(50, u8(1) + u16(9))), 0, false},
+        {"the phone closed the connection", inRun({}), 0, false},
         {"the handshake was not finished in time", silent, 200, false},
         {"no sign of life from the phone",
          [&](int descriptor) {
@@ -184,6 +245,69 @@ TEST(Session, ServesPhonesThatConnectToIt) {
     }
     session.reset();
     EXPECT_NE(access(path.c_str(), F_OK), 0);
+}
+
+// Two screens in one car: two phones, one place to come to.
+TEST(Session, OneListenerServesSeveralSessions) {
+    const Library library;
+    quarloListener* listener = quarloListener_OpenTcp(nullptr, 0, nullptr);
+    Reports reports[2];
+    Session sessions[2];
+    std::vector<quarloLink*> phones;
+    for (int i = 0; i < 2; ++i) {
+        SessionSetup config = configOf(reports[i], 0);
+        config.place.kind = eTRANSPORT_Listener;
+        config.place.listener = listener;
+        sessions[i] = startSession(config);
+    }
+    const UInt16 port = quarloListener_GetPort(listener);
+    const auto connectOne = [&] {
+        phones.push_back(quarloLink_ConnectTcp("127.0.0.1", port, 0, nullptr));
+        EXPECT_TRUE(Phone::shakeHands(phones.back()));
+    };
+    connectOne();
+    connectOne();
+    for (Reports& each : reports) EXPECT_TRUE(each.waitFor(eSESSIONSTATE_Running));
+    // One goes; the other session is not disturbed, and the place is free again.
+    quarloLink_Close(phones[0]);
+    phones.erase(phones.begin());
+    connectOne();
+    const auto runs = [&](Reports& of) { return of.waitFor(eSESSIONSTATE_Running, 2, 1); };
+    EXPECT_NE(runs(reports[0]), runs(reports[1]));
+    for (Session& each : sessions) each.reset();
+    for (quarloLink* each : phones) quarloLink_Close(each);
+    quarloListener_Close(listener);
+}
+
+TEST(Session, SaysWhatOfAConfigurationMakesNoSense) {
+    Reports reports;
+    quarloSessionConfig none = {};
+    struct Case {
+        const char* text;
+        std::function<void(SessionSetup&)> spoil;
+    };
+    const Case cases[] = {
+        {"the configuration has no size", [](SessionSetup& s) { s.size = 8; }},
+        {"the transport has no size", [](SessionSetup& s) { s.place.size = 0; }},
+        {"the transport has no port", [](SessionSetup& s) { s.place.port = 0; }},
+        {"the transport has no address", [](SessionSetup& s) { s.place.address = ""; }},
+        {"there is no transport of this kind",
+         [](SessionSetup& s) { s.place.kind = static_cast<quarloTransportKind>(99); }},
+        {"the transport has no listener",
+         [](SessionSetup& s) { s.place.kind = eTRANSPORT_Listener; }},
+        {"the silence limit is out of range", [](SessionSetup& s) { s.silenceLimit = 1999; }},
+        {"the jitter is out of range", [](SessionSetup& s) { s.jitter = 101; }},
+    };
+    for (const Case& each : cases) {
+        SessionSetup setup = configOf(reports, 1);
+        each.spoil(setup);
+        setup.transport = &setup.place;
+        quarloLinkFailure failure{};
+        EXPECT_EQ(quarloSession_Start(&setup, &failure), nullptr);
+        EXPECT_EQ(std::string(failure.text), std::string("cannot start session: ") + each.text);
+        EXPECT_EQ(failure.number, EINVAL);
+    }
+    EXPECT_EQ(quarloSession_Start(&none, nullptr), nullptr);
 }
 
 // The phone checks the framing while it answers, and loses the connection in the midst of it.
