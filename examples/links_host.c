@@ -3,14 +3,14 @@
 #include <pthread.h>
 #include <quarlo-links.h>
 #include <signal.h>
+#include <stdatomic.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
-enum { WIDTH = 1280, HEIGHT = 720 };
-
 typedef struct {
     void* instance; /* the present one; for its own callbacks only */
+    atomic_uint width, height;
     unsigned long updates;
 } Host;
 
@@ -41,11 +41,15 @@ static void onState(void* context, quarloSession* session, const quarloSessionIn
     fflush(stdout);
 }
 
+static void request(Host* host, void* instance, Flag isIncremental) {
+    quarlo_FramebufferUpdateRequest(instance, 0, 0, (UInt16)host->width, (UInt16)host->height,
+                                    isIncremental);
+}
+
 /* Receiver thread: the library never asks for the screen by itself. */
 static void onProtocol(void* context, eProtocolState state) {
     Host* host = context;
-    if (state != ePROTOCOL_STATE_RUN) return;
-    quarlo_FramebufferUpdateRequest(host->instance, 0, 0, WIDTH, HEIGHT, eFLAG_FALSE);
+    if (state == ePROTOCOL_STATE_RUN) request(host, host->instance, eFLAG_FALSE);
 }
 
 static void onUpdateStart(void* context, UInt8 numberOfRectangles) {
@@ -61,7 +65,7 @@ static void onRectangle(void* context, UInt8 index, UInt16 x, UInt16 y, UInt16 w
 static void onUpdateEnd(void* context) {
     Host* host = context;
     host->updates++;
-    quarlo_FramebufferUpdateRequest(host->instance, 0, 0, WIDTH, HEIGHT, eFLAG_TRUE);
+    request(host, host->instance, eFLAG_TRUE);
 }
 
 /* Session thread, before every start: the instance is new each time. */
@@ -72,7 +76,7 @@ static eReturnCode configure(void* context, quarloSession* session, void* instan
     quarlo_SetFrameUpdateStartCallback(instance, onUpdateStart);
     quarlo_SetFrameUpdateCallback(instance, onRectangle);
     quarlo_SetFrameUpdateEndCallback(instance, onUpdateEnd);
-    quarlo_SetFrameSize(instance, WIDTH, HEIGHT, 160, 90);
+    quarlo_SetFrameSize(instance, host->width, host->height, 160, 90);
     quarlo_SetPixelFormat(instance, ePIXELFORMAT_ARGB8888, 4, ePIXELENDIANESS_LittleEndian);
     quarlo_EnablePingWatchdog(instance, 1, 5); /* a phone that falls silent counts as lost */
     return eRETURN_OKAY;
@@ -109,17 +113,46 @@ static void setNightMode(quarloSession* session) {
     quarloSession_Release(session);
 }
 
-/* Ctrl-C ends the program, SIGHUP connects anew, SIGUSR1 means that it got dark. */
-static void serve(quarloSession* session, const sigset_t* signals) {
+/* Session thread. Between the two phases no frame of either size is drawn. */
+static void onChange(void* context, quarloSession* session, const quarloFrameChangeInfo* info) {
+    Host* host = context;
+    void* instance;
+    if (info->phase == eCHANGEPHASE_Changing) {
+        host->width = info->change->width;
+        host->height = info->change->height;
+        return;
+    }
+    printf("frames of %u x %u: result %d\n", host->width, host->height, (int)info->result);
+    fflush(stdout);
+    instance = quarloSession_Acquire(session);
+    if (instance == NULL) return; /* the next connection begins with the new size */
+    request(host, instance, eFLAG_FALSE);
+    quarloSession_Release(session);
+}
+
+/* Another view takes half of the screen, or gives it back. */
+static void resize(quarloSession* session, const Host* host) {
+    quarloFrameChange change = {.size = sizeof change, .what = eFRAMECHANGE_Size};
+    change.width = host->width == 1280 ? 640 : 1280;
+    change.height = 720;
+    change.physicalWidth = change.width / 8;
+    change.physicalHeight = 90;
+    quarloSession_ChangeFrames(session, &change, NULL); /* onChange tells the rest */
+}
+
+/* Ctrl-C ends the program, SIGHUP connects anew, SIGUSR1 means that it got dark, SIGUSR2 resizes.
+ */
+static void serve(quarloSession* session, const Host* host, const sigset_t* signals) {
     int number = 0;
     while (sigwait(signals, &number) == 0 && number != SIGINT && number != SIGTERM) {
         if (number == SIGHUP) quarloSession_Reconnect(session);
         if (number == SIGUSR1) setNightMode(session);
+        if (number == SIGUSR2) resize(session, host);
     }
 }
 
 int main(int argc, char** argv) {
-    Host host = {0};
+    Host host = {.width = 1280, .height = 720};
     quarloSessionConfig config = {.size = sizeof config};
     quarloTransport transport = {.size = sizeof transport};
     quarloLinkFailure failure = {.size = sizeof failure};
@@ -138,17 +171,19 @@ int main(int argc, char** argv) {
     config.configure = configure;
     config.stateCallback = onState;
     config.protocolCallback = onProtocol;
+    config.changeCallback = onChange;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGHUP);
     sigaddset(&signals, SIGUSR1);
+    sigaddset(&signals, SIGUSR2);
     pthread_sigmask(SIG_BLOCK, &signals, NULL); /* before there are other threads */
 
     quarlo_Init();
     session = quarloSession_Start(&config, &failure);
     if (session != NULL) {
-        serve(session, &signals);
+        serve(session, &host, &signals);
         quarloSession_Delete(session);
     } else {
         fprintf(stderr, "links_host: %s\n", failure.text);

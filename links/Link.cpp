@@ -1,6 +1,6 @@
-// Links at work: reading on the one receiver thread, sending on any thread. Sending is
-// ordered by the link's mutex; reading takes no lock, allocates nothing and has no clean-up to run,
-// because the receiver may be cancelled at any instruction of it.
+// Links at work: reading on the one receiver thread, sending on any thread. Sending is ordered by
+// the link's mutex. Reading allocates nothing, has no clean-up to run and takes no lock but to tell
+// observers, when it cannot be cancelled: elsewhere the receiver may be, at any instruction.
 #include "Link.h"
 
 #include <poll.h>

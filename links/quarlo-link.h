@@ -267,7 +267,7 @@ QUARLO_API quarloListener* quarloListener_OpenUnix(const char* path, quarloLinkF
 QUARLO_API UInt16 quarloListener_GetPort(const quarloListener* listener);
 
 /**
- * Waits for one phone to connect.
+ * Waits for one phone to connect. Several threads may wait at once: each phone goes to one of them.
  * @param timeLimit 0: no limit
  * @param failure says why, when null is returned: ETIMEDOUT, ECANCELED after quarloListener_Stop,
  * or what the system said; may be null

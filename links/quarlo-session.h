@@ -194,7 +194,7 @@ QUARLO_API quarloSession* quarloSession_Start(const quarloSessionConfig* config,
 /**
  * Lends the session's present instance to the caller: it is not deleted before
  * quarloSession_Release is called. For every use of the API outside the instance's own callbacks.
- * Hold it briefly, as for one call. From any thread.
+ * Hold it briefly, as for one call, and not over quarloSession_Delete. From any thread.
  * @return the instance, or null while there is none or it is about to be deleted
  */
 QUARLO_API void* quarloSession_Acquire(quarloSession* session);

@@ -31,6 +31,8 @@ start_phone --verbose
 until_said 2 '^running$' host.log
 kill -USR1 "$host"
 until_said 1 'DayNightMode' phone.log
+kill -USR2 "$host"
+until_said 1 '^frames of 640 x 720: result 0$' host.log
 kill -HUP "$host"
 until_said 2 '^connecting, attempt 1$' host.log
 kill -INT "$host"

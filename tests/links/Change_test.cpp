@@ -2,6 +2,8 @@
 // phone is sent, when the host hears of it, and how it ends.
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "Host.h"
 #include "Rig.h"
 
@@ -156,22 +158,21 @@ TEST(ChangeFrames, EndsAsThePhoneAnswers) {
     for (const Case& each : cases) {
         SCOPED_TRACE(each.what);
         Log log;
-        std::mutex lock;
         Texts seen;
-        Phone phone([&](int descriptor, int connection) {
+        std::optional<Phone> phone;
+        phone.emplace([&](int descriptor, int connection) {
             if (connection > 0) return;
             for (Bytes one = Phone::nextPacket(descriptor); !one.empty();
                  one = Phone::nextPacket(descriptor)) {
                 const bool isWanted = one[0] == 35 || one[0] == 21 || one[0] == 23 || one[0] == 27;
                 if (!isWanted) continue;
-                const std::lock_guard guard(lock);
                 seen.push_back(name(one));
                 const Bytes answer = each.answer(one);
                 if (answer == Bytes{0}) return;
                 writeFully(descriptor, answer);
             }
         });
-        Session session = startSession(setupOf(log, phone.port()));
+        Session session = startSession(setupOf(log, phone->port()));
         ASSERT_TRUE(log.waitFor(eSESSIONSTATE_Running));
         const quarloFrameChange change = changeOf(each.change);
         quarloChangeResult result{};
@@ -182,8 +183,8 @@ TEST(ChangeFrames, EndsAsThePhoneAnswers) {
             EXPECT_EQ(log.Reports::all()[3].reason, "the phone refused the frame size");
         }
         session.reset();
+        phone.reset();
         EXPECT_EQ(log.all(), each.said);
-        const std::lock_guard guard(lock);
         EXPECT_EQ(seen, each.seen);
     }
 }
@@ -191,20 +192,17 @@ TEST(ChangeFrames, EndsAsThePhoneAnswers) {
 TEST(ChangeFrames, FollowEachOtherBehindOneFenceAndLeaveTheHostsSuspension) {
     const Library library;
     Log log;
-    std::mutex lock;
     Texts seen;
-    Phone phone([&](int descriptor, int) {
+    std::optional<Phone> phone;
+    phone.emplace([&](int descriptor, int) {
         for (Bytes one = Phone::nextPacket(descriptor); !one.empty();
              one = Phone::nextPacket(descriptor)) {
-            {
-                const std::lock_guard guard(lock);
-                if (one[0] != 67 && one[0] != 61) seen.push_back(name(one));
-            }
+            if (one[0] != 67 && one[0] != 61) seen.push_back(name(one));
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
             writeFully(descriptor, yes(one));
         }
     });
-    Session session = startSession(setupOf(log, phone.port()));
+    Session session = startSession(setupOf(log, phone->port()));
     ASSERT_TRUE(log.waitFor(eSESSIONSTATE_Running));
     void* instance = quarloSession_Acquire(session.get());
     quarlo_FrameRequestStatus(instance, 1);
@@ -220,6 +218,7 @@ TEST(ChangeFrames, FollowEachOtherBehindOneFenceAndLeaveTheHostsSuspension) {
     change.what = 8;
     EXPECT_EQ(quarloSession_ChangeFrames(session.get(), &change, nullptr), eRETURN_PARAM_VALUE);
     session.reset();
+    phone.reset();
     EXPECT_EQ(log.all(), (Texts{"changing", "changing", "changing", "over 0", "over 0", "over 0"}));
     EXPECT_EQ(seen, (Texts{"suspend", "suspend", "compression 2", "27", "27", "21", "suspend"}));
 }
