@@ -1,5 +1,6 @@
 // The five channels of data of one's own in both directions, and bytes parked at the head unit.
 // Session thread.
+#include <algorithm>
 #include <cstring>
 
 #include "PacketLog.h"
@@ -67,8 +68,10 @@ class CustomData : public Feature {
     }
 
     static Bytes textBytes(const std::string& text) {
-        Bytes bytes{eSTRINGENCODING_UTF8, static_cast<std::uint8_t>(text.size()), 0};
-        bytes.insert(bytes.end(), text.begin(), text.end());
+        Bytes bytes(3 + text.size());
+        bytes[0] = eSTRINGENCODING_UTF8;
+        bytes[1] = static_cast<std::uint8_t>(text.size());
+        std::copy(text.begin(), text.end(), bytes.begin() + 3);
         return bytes;
     }
 
