@@ -15,6 +15,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(ENV{PKG_CONFIG_SYSROOT_DIR} ${sysroot})
 set(ENV{PKG_CONFIG_LIBDIR} ${sysroot}/usr/lib/${triplet}/pkgconfig:${sysroot}/usr/share/pkgconfig)
 
+# Where Debian keeps the headers that differ between processors.
+add_compile_options(-isystem${sysroot}/usr/include/${triplet})
 # The C library is the cross compiler's own; zlib's link leads from /usr/lib to /lib.
 add_link_options(-Wl,-rpath-link,${libraries})
 set(CMAKE_CROSSCOMPILING_EMULATOR
