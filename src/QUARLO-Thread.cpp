@@ -10,9 +10,17 @@ namespace quarlo {
  * anywhere in the host's code, and what checks the use of memory does not see such a thread lock.
  */
 struct Run {
+    Run(RunNumber itsNumber, ThreadGroup& itsGroup, Thread* itsPlace, void* (*itsBody)(void*),
+        void* itsArgument)
+        : number(itsNumber),
+          group(&itsGroup),
+          place(itsPlace),
+          body(itsBody),
+          argument(itsArgument) {}
+
     Polled<Run*> next;
     Polled<RunNumber> number;
-    quarloThread_t id;
+    quarloThread_t id{};
     ThreadGroup* group;
     Thread* place;  // null for a run without one
     void* (*body)(void*);
@@ -111,8 +119,8 @@ CreatedThread create(ThreadGroup& group, Thread* place, void* (*body)(void*), vo
         result.error = ENOMEM;
         return result;
     }
-    std::construct_at(run, running.get(), nextNumber(), quarloThread_t{}, &group, place, body,
-                      argument);
+    std::construct_at(run, nextNumber(), group, place, body, argument);
+    run->next = running.get();
     result.error = quarloThread_create(&run->id, nullptr, &serve, run);
     if (result.error != 0) {
         quarlo_free(run);
