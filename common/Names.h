@@ -30,7 +30,7 @@ struct NamedValue {
 #define QUARLO_MASK_BEGIN(Type, Wire, Printer) \
     struct Type##Bits {};                      \
     QUARLO_ENUM_BEGIN(Type##Bits, Wire, Printer)
-#define QUARLO_VALUE(enumerator, value) {#enumerator, value},
+#define QUARLO_VALUE(enumerator, value, meaning) {#enumerator, value},
 #define QUARLO_ENUM_END(Type) \
     }                         \
     ;                         \

@@ -84,12 +84,12 @@ void add(std::string& text, const char* name, const std::string& value) {
 }
 
 #define QUARLO_TELL(Kind, ...) QUARLO_TELL_##Kind(__VA_ARGS__)
-#define QUARLO_TELL_VALUE(Type, Name) add(text, #Name, shown(record.Name));
-#define QUARLO_TELL_BYTES(Name, N) add(text, #Name, shown(record.Name));
-#define QUARLO_TELL_MEMBER(Record, Name) add(text, #Name, shown(record.Name));
-#define QUARLO_TELL_RUN(Count, Length, Type, Name) \
+#define QUARLO_TELL_VALUE(Type, Name, unit, meaning) add(text, #Name, shown(record.Name));
+#define QUARLO_TELL_BYTES(Name, N, unit, meaning) add(text, #Name, shown(record.Name));
+#define QUARLO_TELL_MEMBER(Record, Name, unit, meaning) add(text, #Name, shown(record.Name));
+#define QUARLO_TELL_RUN(Count, Length, Type, Name, unit, meaning) \
     add(text, #Name, shown(record.Length, record.Name));
-#define QUARLO_TELL_LIST(Count, Length, Record, Name) \
+#define QUARLO_TELL_LIST(Count, Length, Record, Name, unit, meaning) \
     add(text, #Name, shown(record.Length, record.Name));
 #define QUARLO_RECORD(Shape, Name, ...)                             \
     template <>                                                     \

@@ -30,25 +30,25 @@
 
 /* A field as the members of a struct. */
 #define QUARLO_MEMBERS(Kind, ...) QUARLO_MEMBERS_##Kind(__VA_ARGS__)
-#define QUARLO_MEMBERS_VALUE(Type, Name) QUARLO_TYPE(Type) Name;
-#define QUARLO_MEMBERS_BYTES(Name, N) UInt8 Name[N];
-#define QUARLO_MEMBERS_MEMBER(Record, Name) QUARLO_TYPE(qr##Record)* Name;
-#define QUARLO_MEMBERS_RUN(Count, Length, Type, Name) QUARLO_TYPE(Count) Length; QUARLO_TYPE(Type)* Name;
-#define QUARLO_MEMBERS_LIST(Count, Length, Record, Name) QUARLO_TYPE(Count) Length; QUARLO_TYPE(qr##Record)** Name;
+#define QUARLO_MEMBERS_VALUE(Type, Name, unit, meaning) QUARLO_TYPE(Type) Name;
+#define QUARLO_MEMBERS_BYTES(Name, N, unit, meaning) UInt8 Name[N];
+#define QUARLO_MEMBERS_MEMBER(Record, Name, unit, meaning) QUARLO_TYPE(qr##Record)* Name;
+#define QUARLO_MEMBERS_RUN(Count, Length, Type, Name, unit, meaning) QUARLO_TYPE(Count) Length; QUARLO_TYPE(Type)* Name;
+#define QUARLO_MEMBERS_LIST(Count, Length, Record, Name, unit, meaning) QUARLO_TYPE(Count) Length; QUARLO_TYPE(qr##Record)** Name;
 
 /* A field as the tail of a parameter list. */
 #define QUARLO_PARAMETERS(Kind, ...) QUARLO_PARAMETERS_##Kind(__VA_ARGS__)
-#define QUARLO_PARAMETERS_VALUE(Type, Name) , QUARLO_TYPE(Type) Name
-#define QUARLO_PARAMETERS_BYTES(Name, N) , UInt8* Name
-#define QUARLO_PARAMETERS_MEMBER(Record, Name) , QUARLO_TYPE(qr##Record)* Name
-#define QUARLO_PARAMETERS_RUN(Count, Length, Type, Name) , QUARLO_TYPE(Count) Length, QUARLO_TYPE(Type)* Name
+#define QUARLO_PARAMETERS_VALUE(Type, Name, unit, meaning) , QUARLO_TYPE(Type) Name
+#define QUARLO_PARAMETERS_BYTES(Name, N, unit, meaning) , UInt8* Name
+#define QUARLO_PARAMETERS_MEMBER(Record, Name, unit, meaning) , QUARLO_TYPE(qr##Record)* Name
+#define QUARLO_PARAMETERS_RUN(Count, Length, Type, Name, unit, meaning) , QUARLO_TYPE(Count) Length, QUARLO_TYPE(Type)* Name
 
 /* A field as the tail of an argument list. */
 #define QUARLO_ARGUMENTS(Kind, ...) QUARLO_ARGUMENTS_##Kind(__VA_ARGS__)
-#define QUARLO_ARGUMENTS_VALUE(Type, Name) , Name
-#define QUARLO_ARGUMENTS_BYTES(Name, N) , Name
-#define QUARLO_ARGUMENTS_MEMBER(Record, Name) , Name
-#define QUARLO_ARGUMENTS_RUN(Count, Length, Type, Name) , Length, Name
+#define QUARLO_ARGUMENTS_VALUE(Type, Name, unit, meaning) , Name
+#define QUARLO_ARGUMENTS_BYTES(Name, N, unit, meaning) , Name
+#define QUARLO_ARGUMENTS_MEMBER(Record, Name, unit, meaning) , Name
+#define QUARLO_ARGUMENTS_RUN(Count, Length, Type, Name, unit, meaning) , Length, Name
 /* clang-format on */
 
 #endif

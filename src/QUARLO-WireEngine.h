@@ -30,11 +30,13 @@ template <class R>
 struct Layout;
 
 #define QUARLO_SHOW(Kind, ...) QUARLO_SHOW_##Kind(__VA_ARGS__)
-#define QUARLO_SHOW_VALUE(Type, Name) &&visit(record.Name)
-#define QUARLO_SHOW_BYTES(Name, N) &&visit(record.Name)
-#define QUARLO_SHOW_MEMBER(Record, Name) &&visit(record.Name)
-#define QUARLO_SHOW_RUN(Count, Length, Type, Name) &&visit(record.Length, record.Name)
-#define QUARLO_SHOW_LIST(Count, Length, Record, Name) &&visit(record.Length, record.Name)
+#define QUARLO_SHOW_VALUE(Type, Name, unit, meaning) &&visit(record.Name)
+#define QUARLO_SHOW_BYTES(Name, N, unit, meaning) &&visit(record.Name)
+#define QUARLO_SHOW_MEMBER(Record, Name, unit, meaning) &&visit(record.Name)
+#define QUARLO_SHOW_RUN(Count, Length, Type, Name, unit, meaning) \
+    &&visit(record.Length, record.Name)
+#define QUARLO_SHOW_LIST(Count, Length, Record, Name, unit, meaning) \
+    &&visit(record.Length, record.Name)
 
 #define QUARLO_RECORD(Shape, Name, ...)                              \
     template <>                                                      \

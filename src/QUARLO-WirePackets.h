@@ -145,11 +145,11 @@ struct Assign {
 };
 
 #define QUARLO_ASSIGN(Kind, ...) QUARLO_ASSIGN_##Kind(__VA_ARGS__)
-#define QUARLO_ASSIGN_VALUE(Type, Name) assign(packet.Name, Name);
-#define QUARLO_ASSIGN_BYTES(Name, N) assign(packet.Name, Name);
-#define QUARLO_ASSIGN_MEMBER(Record, Name) assign(packet.Name, Name);
-#define QUARLO_ASSIGN_RUN(Count, Length, Type, Name) \
-    assign(packet.Length, Length);                   \
+#define QUARLO_ASSIGN_VALUE(Type, Name, unit, meaning) assign(packet.Name, Name);
+#define QUARLO_ASSIGN_BYTES(Name, N, unit, meaning) assign(packet.Name, Name);
+#define QUARLO_ASSIGN_MEMBER(Record, Name, unit, meaning) assign(packet.Name, Name);
+#define QUARLO_ASSIGN_RUN(Count, Length, Type, Name, unit, meaning) \
+    assign(packet.Length, Length);                                  \
     assign(packet.Name, Name);
 
 }  // namespace quarlo::wire

@@ -40,8 +40,8 @@ typedef int64_t Int64;
     enum {
 #define QUARLO_MASK_BEGIN(Type, Wire, Printer) QUARLO_ENUM_BEGIN(Type, Wire, Printer)
 #endif
-#define QUARLO_VALUE(enumerator, value) enumerator = value,
-#define QUARLO_UNPRINTED(enumerator, value) enumerator = value,
+#define QUARLO_VALUE(enumerator, value, meaning) enumerator = value,
+#define QUARLO_UNPRINTED(enumerator, value, meaning) enumerator = value,
 #define QUARLO_ENUM_END(Type) \
     }                         \
     ;

@@ -62,8 +62,8 @@ QUARLO_SCALAR_FUNCTIONS(Int64)
     QUARLO_PRINTER_##Printer(Type) {           \
         switch (value) {
 #define QUARLO_MASK_BEGIN(Type, Wire, Printer) QUARLO_ENUM_BEGIN(Type, Wire, Printer)
-#define QUARLO_VALUE(enumerator, value) \
-    case enumerator:                    \
+#define QUARLO_VALUE(enumerator, value, meaning) \
+    case enumerator:                             \
         return withoutPrefix(#enumerator);
 #define QUARLO_ENUM_END(Type) \
     default:                  \

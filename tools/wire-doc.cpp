@@ -6,6 +6,7 @@
 #include <cctype>
 #include <cstdint>
 #include <cstdio>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,8 @@ struct Field {
     std::size_t count;  // Bytes: how many
     Type lengthType;    // Run, List
     std::string lengthName;
+    std::string unit;
+    std::string meaning;
 };
 
 struct Layout {
@@ -46,6 +49,7 @@ struct Value {
     std::string name;
     std::uint32_t value;
     bool isPrinted;
+    std::string meaning;
 };
 
 struct Enumeration {
@@ -60,15 +64,24 @@ struct Enumeration {
 bool isFixed(const std::vector<Field>& fields);
 
 #define FIELD(Kind, ...) FIELD_##Kind(__VA_ARGS__)
-#define FIELD_VALUE(T, Name) Field{Field::Value, {#T, sizeof(::T)}, #Name, 1, {}, {}},
-#define FIELD_BYTES(Name, N) Field{Field::Bytes, {"UInt8", 1}, #Name, N, {}, {}},
-#define FIELD_MEMBER(Record, Name) \
-    Field{Field::Member, {#Record, minimumOf<::qr##Record>()}, #Name, 1, {}, {}},
-#define FIELD_RUN(Count, Length, T, Name) \
-    Field{Field::Run, {#T, sizeof(::T)}, #Name, 0, {#Count, sizeof(::Count)}, #Length},
-#define FIELD_LIST(Count, Length, Record, Name)                                                   \
-    Field{Field::List, {#Record, minimumOf<::qr##Record>()}, #Name, 0, {#Count, sizeof(::Count)}, \
-          #Length},
+#define FIELD_VALUE(T, Name, unit, meaning) \
+    Field{Field::Value, {#T, sizeof(::T)}, #Name, 1, {}, {}, unit, meaning},
+#define FIELD_BYTES(Name, N, unit, meaning) \
+    Field{Field::Bytes, {"UInt8", 1}, #Name, N, {}, {}, unit, meaning},
+#define FIELD_MEMBER(Record, Name, unit, meaning) \
+    Field{Field::Member, {#Record, minimumOf<::qr##Record>()}, #Name, 1, {}, {}, unit, meaning},
+#define FIELD_RUN(Count, Length, T, Name, unit, meaning)                                     \
+    Field{Field::Run, {#T, sizeof(::T)}, #Name, 0, {#Count, sizeof(::Count)}, #Length, unit, \
+          meaning},
+#define FIELD_LIST(Count, Length, Record, Name, unit, meaning) \
+    Field{Field::List,                                         \
+          {#Record, minimumOf<::qr##Record>()},                \
+          #Name,                                               \
+          0,                                                   \
+          {#Count, sizeof(::Count)},                           \
+          #Length,                                             \
+          unit,                                                \
+          meaning},
 
 const std::vector<Layout>& records() {
     static const std::vector<Layout> all = {
@@ -105,13 +118,21 @@ const std::vector<Enumeration>& enumerations() {
 /* clang-format off */
 #define QUARLO_ENUM_BEGIN(T, Wire, Printer) {{#T, sizeof(::T)}, #Wire, false, {
 #define QUARLO_MASK_BEGIN(T, Wire, Printer) {{#T, sizeof(::T)}, #Wire, true, {
-#define QUARLO_VALUE(enumerator, value) {#enumerator, value, true},
-#define QUARLO_UNPRINTED(enumerator, value) {#enumerator, value, false},
+#define QUARLO_VALUE(enumerator, value, meaning) {#enumerator, value, true, meaning},
+#define QUARLO_UNPRINTED(enumerator, value, meaning) {#enumerator, value, false, meaning},
 #define QUARLO_ENUM_END(T) }},
 /* clang-format on */
 #include "QUARLO.Connector.IVI-API-Enumerations.def"
     };
     return all;
+}
+
+std::string meaningOf(const std::string& name) {
+    static const std::map<std::string, std::string> all = {
+#define QUARLO_ABOUT(Name, meaning) {#Name, meaning},
+#include "QUARLO.Connector.IVI-API-Catalogue.def"
+    };
+    return all.at(name);
 }
 
 /* ---- queries ---- */
@@ -173,34 +194,38 @@ void row(std::initializer_list<std::string> cells) {
     print(line);
 }
 
+/** A field's row; before a run or a list one for its count. */
 void printField(const Field& field) {
+    const auto print = [&](const std::string& type, const std::string& bytes) {
+        row({"`" + field.name + "`", type, bytes, field.unit, field.meaning});
+    };
     const std::string each = std::to_string(field.type.size);
     const std::string times = "`" + field.lengthName + "` x ";
+    if (field.kind == Field::Run || field.kind == Field::List) {
+        row({"`" + field.lengthName + "`", field.lengthType.name,
+             std::to_string(field.lengthType.size), "", "how many `" + field.name + "` follow"});
+    }
     switch (field.kind) {
         case Field::Value:
-            return row({"`" + field.name + "`", linked(field.type), each});
+            return print(linked(field.type), each);
         case Field::Bytes:
-            return row({"`" + field.name + "`", "bytes", std::to_string(field.count)});
+            return print("bytes", std::to_string(field.count));
         case Field::Member:
-            return row({"`" + field.name + "`", linked(field.type),
-                        size(findRecord(field.type.name)->isFixed, field.type.size)});
+            return print(linked(field.type),
+                         size(findRecord(field.type.name)->isFixed, field.type.size));
         case Field::Run:
-            row({"`" + field.lengthName + "`", field.lengthType.name,
-                 std::to_string(field.lengthType.size)});
-            return row({"`" + field.name + "`", linked(field.type) + " ...", times + each});
+            return print(linked(field.type) + " ...", times + each);
         case Field::List:
-            row({"`" + field.lengthName + "`", field.lengthType.name,
-                 std::to_string(field.lengthType.size)});
-            return row(
-                {"`" + field.name + "`", linked(field.type) + " ...",
-                 times + "(" + size(findRecord(field.type.name)->isFixed, field.type.size) + ")"});
+            return print(
+                linked(field.type) + " ...",
+                times + "(" + size(findRecord(field.type.name)->isFixed, field.type.size) + ")");
     }
 }
 
 void printFields(const Layout& layout) {
     if (layout.fields.empty()) return print("No payload.\n");
-    row({"Field", "Type", "Bytes"});
-    row({"---", "---", "---"});
+    row({"Field", "Type", "Bytes", "Unit", "Meaning"});
+    row({"---", "---", "---", "---", "---"});
     for (const Field& field : layout.fields) printField(field);
     print("");
 }
@@ -217,7 +242,56 @@ the tables, without padding; every number is little-endian. A count stands direc
 that it counts. A value of an enumeration that has no name here is kept and passed on.
 
 Sizes are in bytes; "at least" is the size with every counted run and list inside empty. A payload may be
-longer than its fields: the head unit skips the rest. `Flags` is sent as 0 and not looked at.
+longer than its fields: the head unit skips the rest.
+
+## Session
+
+| Step | Packet | Then |
+| --- | --- | --- |
+| 1 | the head unit sends [ClientProtocolVersion](#packet-1-clientprotocolversion) | |
+| 2 | the phone answers [ServerProtocolAcknowledge](#packet-2-serverprotocolacknowledge) | not 1: the session is over |
+| 3 | the head unit sends [ClientInit](#packet-11-clientinit) | |
+| 4 | the phone answers [ServerInitAcknowledge](#packet-12-serverinitacknowledge) | not 1: the session is over |
+| 5 | the head unit sends [ClientVoiceSupportInfo](#packet-61-clientvoicesupportinfo), and [ClientSettings](#packet-69-clientsettings) if it knows the language | nothing answers them |
+| 6 | the phone sends [ServerInit](#packet-14-serverinit) | |
+| 7 | the head unit sends [ClientInitDone](#packet-17-clientinitdone) | |
+| 8 | the phone sends [ServerInitDone](#packet-18-serverinitdone), before or after step 7 | 0: the session is over |
+| 9 | both are in RUN | the head unit first tells the version of its library in [ClientCustomData](#packet-67-clientcustomdata) |
+
+The steps have to be done within 60 seconds, unless the head unit sets another time. A packet of another step is ignored,
+and so is a packet of a feature before RUN, except [ServerAppInfo](#packet-70-serverappinfo), which is kept. In RUN
+either side may send what it likes. A packet that the head unit does not know, or one that goes to the phone, ends the
+connection; so does one whose counts lead behind the bytes that have arrived. No packet may be longer than the screen
+of ClientInit in bytes (width x height x bytes per pixel) plus 64 KiB: the head unit would wait for the rest for ever.
+What is refused otherwise is dropped without an answer.
+
+A head unit may end a connection on which nothing comes for some seconds: send [Ping](#packet-128-ping) when
+there is nothing else to say.
+
+## Frames
+
+The head unit asks with [FramebufferUpdateRequest](#packet-25-framebufferupdaterequest), the phone sends
+[FramebufferUpdate](#packet-26-framebufferupdate). Each rectangle says by itself how it is stored. The pixels of a
+compressed rectangle, unpacked, are `Width` x `Height` x `BytesPerPixel` bytes, no more and no less. A JPEG picture has
+exactly the rectangle's width and height. The first rectangle that cannot be shown ends the update.
+
+A rectangle at reduced size, of 50 % say, stands for one of twice the size: the head unit multiplies position and size by
+100 and divides them by the percentage, and drops what is behind the decimal point.
+
+## Custom data
+
+What stands in `pData`, of which `Length` counts the bytes:
+
+| Channel | To the phone | From the phone |
+| --- | --- | --- |
+| `eCUSTOMDATAEVENT_String` | a [String](#record-string), of a [ClientCustomDataStringType](#enumeration-clientcustomdatastringtype) | a [String](#record-string), of a [ServerCustomDataStringType](#enumeration-servercustomdatastringtype) |
+| `eCUSTOMDATAEVENT_Int` | 1, 2, 4 or 8 bytes as the host gave them, of a [ClientCustomDataIntType](#enumeration-clientcustomdatainttype) | 1, 2, 4 or 8 bytes, handed to the host as they are, of a [ServerCustomDataIntType](#enumeration-servercustomdatainttype) |
+| `eCUSTOMDATAEVENT_Raw` | the block whose number is in `Type`; empty if there is none | the block to keep; nothing in all other operations of [ServerCustomDataRawType](#enumeration-servercustomdatarawtype) |
+| `eCUSTOMDATAEVENT_Can` | a [CANMessage](#record-canmessage), of a [ClientCustomDataCanType](#enumeration-clientcustomdatacantype) | a [CANMessage](#record-canmessage) of 5 to 13 bytes, of a [ServerCustomDataCanType](#enumeration-servercustomdatacantype) |
+| `eCUSTOMDATAEVENT_Key` | a [ClientCustomDataKeyCode](#enumeration-clientcustomdatakeycode) and the time in ms, a UInt32, of a [ClientCustomDataKeyType](#enumeration-clientcustomdatakeytype) | a [ServerCustomDataKeyCode](#enumeration-servercustomdatakeycode), of a [ServerCustomDataKeyType](#enumeration-servercustomdatakeytype) |
+
+What does not fit is dropped. The head unit answers a Get with the same number and the block, in a
+[ClientCustomData](#packet-67-clientcustomdata). It keeps at most 32 MiB for a connection and as much for all of them.
 
 ## Packets
 )");
@@ -235,7 +309,8 @@ void printPackets() {
     print("");
     for (const Packet& packet : all) {
         print("### " + headingOf(packet) + "\n");
-        print(packet.isFromPhone ? "From the phone.\n" : "To the phone.\n");
+        print(std::string(packet.isFromPhone ? "From the phone. " : "To the phone. ") +
+              meaningOf(packet.layout.name) + "\n");
         printFields(packet.layout);
     }
 }
@@ -244,7 +319,8 @@ void printRecords() {
     print("## Records\n");
     for (const Layout& record : records()) {
         print("### Record " + record.name + "\n");
-        print("Size: " + size(record.isFixed, record.minimum) + ".\n");
+        print("Is " + meaningOf(record.name) + ". Size: " + size(record.isFixed, record.minimum) +
+              ".\n");
         printFields(record);
     }
 }
@@ -256,12 +332,12 @@ void printEnumerations() {
     for (const Enumeration& e : enumerations()) {
         print("### Enumeration " + e.type.name + "\n");
         print("Carried as " + e.wire + (e.isInteger ? "; a plain integer type.\n" : ".\n"));
-        row({"Value", "Enumerator"});
-        row({"---", "---"});
+        row({"Value", "Enumerator", "Meaning"});
+        row({"---", "---", "---"});
         for (const Value& value : e.values) {
             char number[24];
             std::snprintf(number, sizeof number, value.value > 255 ? "0x%X" : "%u", value.value);
-            row({number, "`" + value.name + "`" + (value.isPrinted ? "" : " *")});
+            row({number, "`" + value.name + "`" + (value.isPrinted ? "" : " *"), value.meaning});
         }
         print("");
     }

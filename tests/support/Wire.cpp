@@ -54,10 +54,10 @@ struct Survey {
 template <class P>
 struct Family;
 #define FIELD(Kind, ...) FIELD_##Kind(__VA_ARGS__)
-#define FIELD_VALUE(Type, Name) , p.Name
-#define FIELD_BYTES(Name, N) , p.Name
-#define FIELD_MEMBER(Record, Name) , p.Name
-#define FIELD_RUN(Count, Length, Type, Name) , p.Length, p.Name
+#define FIELD_VALUE(Type, Name, unit, meaning) , p.Name
+#define FIELD_BYTES(Name, N, unit, meaning) , p.Name
+#define FIELD_MEMBER(Record, Name, unit, meaning) , p.Name
+#define FIELD_RUN(Count, Length, Type, Name, unit, meaning) , p.Length, p.Name
 #define FAMILY(X, Fields)                                                                \
     template <>                                                                          \
     struct Family<packet##X> {                                                           \
