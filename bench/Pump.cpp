@@ -1,7 +1,10 @@
 #include "Pump.h"
 
+#include <benchmark/benchmark.h>
+
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
 
 #include "Allocations.h"
@@ -11,6 +14,22 @@ namespace quarlo::bench {
 double now() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
         .count();
+}
+
+// The quickest of several rounds, since the other core may be busy.
+double secondsPerMalloc() {
+    constexpr int calls = 200000;
+    double quickest = 1;
+    for (int round = 0; round < 20; ++round) {
+        const double start = now();
+        for (int i = 0; i < calls; ++i) {
+            void* block = std::malloc(64);
+            benchmark::DoNotOptimize(block);
+            std::free(block);
+        }
+        quickest = std::min(quickest, (now() - start) / calls);
+    }
+    return quickest;
 }
 
 namespace {

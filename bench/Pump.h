@@ -64,6 +64,9 @@ class Pump {
 /** Seconds of the monotonic clock. */
 double now();
 
+/** What one malloc and free of 64 bytes takes: the measure for what is too short for another. */
+double secondsPerMalloc();
+
 }  // namespace quarlo::bench
 
 #endif

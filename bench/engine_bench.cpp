@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 
 #include "Allocations.h"
 #include "Pump.h"
@@ -23,22 +22,6 @@ Bytes pings(std::size_t count) {
         bytes.insert(bytes.end(), ping, ping + pingSize);
     }
     return bytes;
-}
-
-/** The quickest of several rounds, since the other core may be busy. */
-double secondsPerMalloc() {
-    constexpr int calls = 200000;
-    double quickest = 1;
-    for (int round = 0; round < 20; ++round) {
-        const double start = now();
-        for (int i = 0; i < calls; ++i) {
-            void* block = std::malloc(64);
-            benchmark::DoNotOptimize(block);
-            std::free(block);
-        }
-        quickest = std::min(quickest, (now() - start) / calls);
-    }
-    return quickest;
 }
 
 /** One ping with its answer; readSize is how many pings come with one read. */
@@ -60,7 +43,6 @@ void pingWithAnswer(benchmark::State& state) {
     const double perPing = quickest / (100.0 * batch);
     state.counters["ns_per_ping"] = perPing * 1e9;
     state.counters["x_malloc_free_64"] = perPing / secondsPerMalloc();
-    // The answer's record and buffer; nothing is allocated for what was received.
     state.counters["allocations_per_ping"] =
         static_cast<double>(allocated) / static_cast<double>(answers);
 }
