@@ -153,5 +153,5 @@ struct quarloSession {
     std::int64_t tryingSince = 0;
     std::minstd_rand random;
     /** Of each setting: packets that the phone never answered, and need not any more. */
-    std::uint32_t forgiven[quarlo::links::settings] = {};
+    std::uint32_t forgiven[quarlo::links::settingCount] = {};
 };

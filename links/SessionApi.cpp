@@ -86,27 +86,26 @@ bool mayWait(quarloSession& session, const char* warning) {
 
 }  // namespace
 
-const char* quarlo::links::readConfig(const quarloSessionConfig* config,
-                                      SessionSettings& settings) {
-    if (!take(config, settings.config)) return "the configuration has no size";
-    quarloSessionConfig& known = settings.config;
-    if (!take(known.transport, settings.transport)) return "the transport has no size";
-    if (known.observer != nullptr && !take(known.observer, settings.observer)) {
+const char* quarlo::links::readConfig(const quarloSessionConfig* config, SessionSettings& read) {
+    if (!take(config, read.config)) return "the configuration has no size";
+    quarloSessionConfig& known = read.config;
+    if (!take(known.transport, read.transport)) return "the transport has no size";
+    if (known.observer != nullptr && !take(known.observer, read.observer)) {
         return "the observer has no size";
     }
-    if (settings.transport.address != nullptr) settings.address = settings.transport.address;
-    if (known.description != nullptr) settings.description = known.description;
+    if (read.transport.address != nullptr) read.address = read.transport.address;
+    if (known.description != nullptr) read.description = known.description;
     setDefaults(known);
-    const char* problem = wrongPlace(settings.transport);
+    const char* problem = wrongPlace(read.transport);
     return problem != nullptr ? problem : wrongLimit(known);
 }
 
 quarloSession* quarloSession_Start(const quarloSessionConfig* config, quarloLinkFailure* failure) {
-    SessionSettings settings{};
-    if (const char* problem = readConfig(config, settings); problem != nullptr) {
+    SessionSettings wanted{};
+    if (const char* problem = readConfig(config, wanted); problem != nullptr) {
         return refuse(failure, EINVAL, problem);
     }
-    auto* session = new (std::nothrow) quarloSession(settings);
+    auto* session = new (std::nothrow) quarloSession(wanted);
     if (session == nullptr) return refuse(failure, ENOMEM);
     const int error = session->start();
     if (error == 0) return session;

@@ -22,7 +22,7 @@ int indexOf(quarloDirection direction) {
     return direction == eDIRECTION_ToPhone ? 1 : 0;
 }
 
-// The setting that a packet of this type sets, or answers; settings for none.
+// The setting that a packet of this type sets, or answers; settingCount for none.
 int settingOf(UInt8 type) {
     switch (type) {
         case eEVENTTYPE_SetPixelFormat:
@@ -35,7 +35,7 @@ int settingOf(UInt8 type) {
         case eEVENTTYPE_FrameSizeAcknowledge:
             return static_cast<int>(Setting::Size);
         default:
-            return settings;
+            return settingCount;
     }
 }
 
@@ -50,8 +50,10 @@ bool isVerdict(UInt8 type) {
 // sizes, the capabilities, format and byte order.
 std::uint32_t compressionOf(const UInt8* init, std::size_t size) {
     constexpr std::size_t name = QUARLO_PACKET_HEADER + 3;
+    constexpr std::size_t behindName = 4 * 2 + 4 + 1 + 1;
     if (size < name) return 0;
-    const std::size_t at = name + init[name - 2] + 256U * init[name - 1] + 4 * 2 + 4 + 1 + 1;
+    const std::size_t length = init[name - 2] | std::size_t{init[name - 1]} << 8;
+    const std::size_t at = name + length + behindName;
     return at + 4 <= size ? quarloFraming_Number(init + at) : 0;
 }
 
@@ -147,7 +149,7 @@ void Watch::understand(const Stream& stream) {
     const bool isRefusal = stream.first != eFLAG_TRUE;
     if (isRefusal && isVerdict(type)) refusedBy.store(type);
     const int setting = settingOf(type);
-    if (setting == settings) return;
+    if (setting == settingCount) return;
     asked[setting].isRefused.store(isRefusal);
     ++asked[setting].arrived;
     hasNews = true;
@@ -165,7 +167,7 @@ void Watch::sending(const UInt8* packet, std::size_t size) {
     const UInt8* payload = packet + QUARLO_PACKET_HEADER;
     const std::size_t payloadSize = size - QUARLO_PACKET_HEADER;
     const int setting = settingOf(packet[0]);
-    if (setting < settings) asked[setting].sent.fetch_add(1);
+    if (setting < settingCount) asked[setting].sent.fetch_add(1);
     if (packet[0] == eEVENTTYPE_ClientInit) compressionTold.store(compressionOf(packet, size));
     if (packet[0] == eEVENTTYPE_OverrideCompression && payloadSize >= 4) {
         compressionTold.store(quarloFraming_Number(payload));

@@ -25,7 +25,7 @@ eReturnCode readCount(const PacketCounts& counts, quarloDirection direction, std
 
 /** What a phone acknowledges one by one and in order. */
 enum class Setting { PixelFormat, Compression, Size };
-constexpr int settings = 3;
+constexpr int settingCount = 3;
 
 class Watch {
   public:
@@ -90,7 +90,7 @@ class Watch {
     PacketCounts numbers;
     PacketCounts* totals = nullptr;
     Entry* observers = nullptr;  // constant once the link is used
-    Asked asked[settings];
+    Asked asked[settingCount];
     bool hasNews = false;  // receiver thread only
     std::atomic<std::uint8_t> refusedBy{0};
     std::atomic<std::uint32_t> compressionTold{0};
