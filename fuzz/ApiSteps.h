@@ -1,6 +1,10 @@
-/* The steps of an input of the target api: what the seeds need to know by name. */
+/* The steps of an input of the target api: what the seeds need to know too. */
 #ifndef QUARLO_FUZZ_APISTEPS_H
 #define QUARLO_FUZZ_APISTEPS_H
+
+#include <iterator>
+
+#include "ApiCalls.h"
 
 namespace quarlo::fuzz::step {
 
@@ -27,20 +31,35 @@ enum Lifecycle : unsigned {
     lifecycleSteps
 };
 
-/* The first entries of the table of calls. */
-enum Call : unsigned {
-    SetClientCapabilities = lifecycleSteps,
-    SetAudioStatus,
-    VehicleData,
-    RequestAppIcon,
-    CreateAppInfoList,
-    DeleteAppInfoList,
-    EnablePingWatchdog,
-    SetPixelFormatEx
-};
+/** A call stands for itself when it neither begins nor ends anything that the steps above do. */
+constexpr bool isStep(const test::ApiCall& call) {
+    using test::About;
+    return call.about != About::Library && call.about != About::Life && call.about != About::Links;
+}
 
-/* At least as many as there are calls; the steps behind the last begin again. */
-constexpr unsigned mostCalls = 56;
+/** The calls that are steps, by number. */
+constexpr const test::ApiCall& call(unsigned number) {
+    for (;;) {
+        for (const test::ApiCall& each : test::apiCalls) {
+            if (isStep(each) && number-- == 0) return each;
+        }
+    }
+}
+
+/** The step of a call. */
+constexpr unsigned of(std::string_view name) {
+    unsigned number = lifecycleSteps;
+    while (call(number - lifecycleSteps).name != name) ++number;
+    return number;
+}
+
+/** How many calls are steps; those behind the last begin again. */
+constexpr unsigned calls = [] {
+    unsigned count = 0;
+    for (const test::ApiCall& each : test::apiCalls) count += isStep(each) ? 1U : 0U;
+    return count;
+}();
+static_assert(lifecycleSteps + calls <= secondInstance);
 
 }  // namespace quarlo::fuzz::step
 

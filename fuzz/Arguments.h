@@ -2,46 +2,29 @@
 #ifndef QUARLO_FUZZ_ARGUMENTS_H
 #define QUARLO_FUZZ_ARGUMENTS_H
 
-#include <cstring>
-#include <deque>
-#include <type_traits>
 #include <vector>
 
+#include "ApiCalls.h"
 #include "Input.h"
-#include "QUARLO-Core-Types.h"
 
 namespace quarlo::fuzz {
 
-/** The arguments of one call, which live as long as it. */
-class Arguments {
+class Arguments : public test::Arguments {
   public:
-    explicit Arguments(Input& input) : in(input) {}
+    Arguments(Input& input, test::Listener& host, AppInfoList*& list)
+        : in(input), whole(host), apps(list) {}
 
-    template <class T>
-    T make() {
-        if constexpr (std::is_same_v<T, const char*> || std::is_same_v<T, char*>) {
-            return text();
-        } else if constexpr (std::is_same_v<T, KeyValueList*>) {
-            return pairs();
-        } else {
-            static_assert(std::is_integral_v<T> || std::is_enum_v<T>);
-            return static_cast<T>(in.number<Underlying<T>>());
-        }
-    }
+    std::uint64_t number(std::uint64_t, std::size_t size) override { return in.number(size); }
     /** So many bytes, or null now and then. */
-    UInt8* bytes(std::size_t count) {
+    void* bytes(const void*, std::size_t size) override {
         if (in.u8() % 8 == 0) return nullptr;
-        const Exact& block = blocks.emplace_back(count);
-        const Span given = in.take(count);
+        const Span given = in.take(size);
+        const Exact& block = blocks.emplace_back(size);
         std::copy(given.begin(), given.end(), block.data());
         return block.data();
     }
-    template <class T>
-    T* values(std::size_t count) {
-        return reinterpret_cast<T*>(bytes(count * sizeof(T)));
-    }
     /** A terminated text: null, empty, as given, or long. */
-    char* text() {
+    char* text(const char*) override {
         const unsigned kind = in.u8();
         if (kind == 0) return nullptr;
         const bool isLong = kind == 255;
@@ -52,31 +35,39 @@ class Arguments {
         std::copy(given.begin(), given.end(), block.data());
         return reinterpret_cast<char*>(block.data());
     }
-    KeyValueList* pairs() {
+    KeyValueList* pairs(KeyValueList*) override {
         const unsigned count = in.u8() % 4;
         if (count == 3) return nullptr;
         auto& entries = keyValues.emplace_back();
         for (unsigned i = 0; i < count; ++i) {
-            char* key = text();
-            entries.push_back({key, text()});
+            char* key = text(nullptr);
+            entries.push_back({key, text(nullptr)});
         }
         return &lists.emplace_back(KeyValueList{static_cast<UInt8>(count), entries.data()});
     }
+    test::Listener* listener() override { return in.u8() % 4 == 0 ? nullptr : &whole; }
+    Dump dump() override {
+        const Flag isStandard = in.u8();
+        return {isStandard, text(nullptr)};
+    }
+    bool keeps(AppInfoList* list) override {
+        apps = list;
+        return true;
+    }
+    AppInfoList* kept() override {
+        static AppInfoList foreign{};
+        test::lookAtApps(apps);
+        AppInfoList* const choice[] = {nullptr, &foreign, apps, apps};
+        AppInfoList* const chosen = choice[in.u8() % 4];
+        if (chosen == apps) apps = nullptr;
+        return chosen;
+    }
+    void returned(const void* data, std::size_t size) override { look(data, size); }
 
   private:
-    template <class T, bool isEnum = std::is_enum_v<T>>
-    struct Under {
-        using type = T;
-    };
-    template <class T>
-    struct Under<T, true> {
-        using type = std::underlying_type_t<T>;
-    };
-    template <class T>
-    using Underlying = std::make_unsigned_t<typename Under<T>::type>;
-
     Input& in;
-    std::deque<Exact> blocks;
+    test::Listener& whole;
+    AppInfoList*& apps;
     std::deque<std::vector<KeyValue>> keyValues;
     std::deque<KeyValueList> lists;
 };

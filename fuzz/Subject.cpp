@@ -1,9 +1,11 @@
-/* The callbacks that look at everything; see the header. */
+/* What the library says and sends is looked at; see the header. */
 #include "Subject.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "ApiCalls.h"
 
 namespace quarlo::fuzz {
 namespace {
@@ -13,96 +15,6 @@ using test::packet;
 using test::text;
 using test::u32;
 using test::u8;
-
-void lookAtText(const char* text) {
-    if (text != nullptr) look(text, std::strlen(text) + 1);
-}
-
-/** What is given to a callback stays valid until it returns, whatever the host does in it. */
-template <class LookAtAll>
-void show(void* context, LookAtAll lookAtAll) {
-    lookAtAll();
-    static_cast<Subject*>(context)->react();
-    lookAtAll();
-}
-
-/** A callback that has nothing to look at but values. */
-template <class... P>
-void onValues(void* context, P...) {
-    show(context, [] {});
-}
-
-void onFrame(void* context, UInt8, UInt16, UInt16, UInt16, UInt16, UInt8* data, UInt32 length) {
-    show(context, [&] { look(data, length); });
-}
-
-void onRawFrame(void* context, UInt8, UInt16, UInt16, UInt16, UInt16, UInt8* data, UInt32 length,
-                UInt8, UInt8, PixelFormat, PixelEndianess, FrameCompression) {
-    show(context, [&] { look(data, length); });
-}
-
-void onPhoneCall(void* context, char* number, char* displayName) {
-    show(context, [&] {
-        lookAtText(number);
-        lookAtText(displayName);
-    });
-}
-
-void lookAtPlace(const LocationStrings& place) {
-    const char* const texts[] = {place.Country, place.StateRegion, place.ZipCode,    place.City,
-                                 place.Street,  place.CrossStreet, place.Housenumber};
-    unsigned bit = 1;
-    for (const char* text : texts) {
-        require((place.validMask & bit) == 0 || text != nullptr, "a valid text is null");
-        lookAtText(text);
-        bit <<= 1;
-    }
-}
-
-void onNavigateTo(void* context, char* displayName, NavigateToType, double, double,
-                  LocationStrings* location) {
-    show(context, [&] {
-        lookAtText(displayName);
-        if (location != nullptr) lookAtPlace(*location);
-    });
-}
-
-void onKeys(void* context, Flag, UInt8 count, UInt32* keys) {
-    show(context, [&] { look(keys, count * sizeof *keys); });
-}
-
-void onIcon(void* context, AppIconResponse* icon) {
-    show(context, [&] {
-        lookAtText(icon->IdentifierURL);
-        look(icon->uncompressedData, icon->uncompressedDataLength);
-    });
-}
-
-void onStarted(void* context, const char* url, AppStartStatus) {
-    show(context, [&] { lookAtText(url); });
-}
-
-void onString(void* context, ServerCustomDataStringType, StringEncoding, char* text) {
-    show(context, [&] { lookAtText(text); });
-}
-
-void onInt(void* context, ServerCustomDataIntType, UInt16 length, UInt8* value) {
-    show(context, [&] { look(value, length); });
-}
-
-void onCan(void* context, ServerCustomDataCanType, UInt32, UInt8 length, UInt8* data) {
-    show(context, [&] { look(data, length); });
-}
-
-void onRaw(void* context, ServerCustomDataRawType, UInt16, UInt16 length, UInt8* data) {
-    show(context, [&] { look(data, length); });
-}
-
-void onTrace(void*, eTraceClass, char* line) {
-    static const bool isShown = std::getenv("QUARLO_FUZZ_TRACE") != nullptr;
-    lookAtText(line);
-    if (isShown) std::fprintf(stderr, "%s\n", line);
-}
 
 bool goesToPhone(UInt8 type) {
     switch (type) {
@@ -117,10 +29,6 @@ bool goesToPhone(UInt8 type) {
     }
 }
 
-std::size_t receive(void*, UInt8* buffer, std::size_t size, void* connection) {
-    return static_cast<Subject*>(connection)->read(buffer, size);
-}
-
 void lookAtPacket(const UInt8* buffer, std::size_t size) {
     look(buffer, size);
     require(size >= wire::headerSize && goesToPhone(buffer[0]), "no packet was sent");
@@ -128,11 +36,17 @@ void lookAtPacket(const UInt8* buffer, std::size_t size) {
     require(size == wire::headerSize + payload, "a packet of another size was sent");
 }
 
-void transmit(void*, UInt8* buffer, std::size_t size, void* connection) {
-    lookAtPacket(buffer, size);
-    static_cast<Subject*>(connection)->sending();
-    lookAtPacket(buffer, size);
-}
+/** Gives whoever listens to the setters whose turn is a bit that is set. */
+class Chosen : public test::Arguments {
+  public:
+    Chosen(test::Listener& whole, std::uint64_t bits) : who(whole), which(bits) {}
+    test::Listener* listener() override { return (which & 1) == 0 ? nullptr : &who; }
+    void next() { which >>= 1; }
+
+  private:
+    test::Listener& who;
+    std::uint64_t which;
+};
 
 }  // namespace
 
@@ -148,14 +62,11 @@ test::Bytes handshakeEnd() {
 }
 
 void Subject::create() {
-    handle = quarlo_CreateInstance(this, "fuzzed");
+    handle = quarlo_CreateInstance(static_cast<test::Listener*>(this), "fuzzed");
     if (handle == nullptr) return;
-    quarlo_SetCallbackContext(handle, this);
-    quarlo_SetTraceOutput(handle, &onTrace);
+    test::attach(handle, *this);
+    test::listen(handle, *this);
     quarlo_SetTraceClass(handle, static_cast<eTraceClass>(63));
-    quarlo_SetReceiverLink(handle, &receive);
-    quarlo_SetSenderLink(handle, &transmit);
-    registerCallbacks(~std::uint64_t{0});
 }
 
 void Subject::remove() {
@@ -163,43 +74,31 @@ void Subject::remove() {
     handle = nullptr;
 }
 
-void Subject::registerCallbacks(std::uint64_t which) const {
-    // Each takes the lowest bit that is left.
-    const auto chosen = [&which](auto* callback) {
-        const bool isChosen = (which & 1) != 0;
-        which >>= 1;
-        return isChosen ? callback : nullptr;
-    };
-    quarlo_SetEndReceiverRequestCallback(
-        handle, chosen(+[](void* context) { static_cast<Subject*>(context)->endReading(); }));
-    quarlo_SetProtocolCallback(handle, chosen(&onValues<eProtocolState>));
-    quarlo_SetErrorCallback(handle, chosen(&onValues<eErrorCode>));
-    quarlo_SetOnMainThreadStartCallback(handle, chosen(&onValues<>));
-    quarlo_SetOnMainThreadEndCallback(handle, chosen(&onValues<>));
-    quarlo_SetFrameUpdateStartCallback(handle, chosen(&onValues<UInt8>));
-    quarlo_SetFrameUpdateCallback(handle, chosen(&onFrame));
-    quarlo_SetFrameUpdateRawCallback(handle, chosen(&onRawFrame));
-    quarlo_SetFrameUpdateEndCallback(handle, chosen(&onValues<>));
-    quarlo_SetBlockStatusCallback(handle, chosen(&onValues<Flag>));
-    quarlo_SetVehicleDataRequestCallback(handle, chosen(&onKeys));
-    quarlo_SetAudioRequestCallback(handle, chosen(&onValues<AudioControl, UInt32, AudioType>));
-    quarlo_SetPhonecallStatusCallback(handle, chosen(&onValues<Flag>));
-    quarlo_SetAppTransitionStatusCallback(handle, chosen(&onValues<Flag>));
-    quarlo_SetAppInactiveCallback(handle, chosen(&onValues<Flag>));
-    quarlo_SetLauncherStateCallback(handle, chosen(&onValues<LauncherState>));
-    quarlo_SetPTTAvailableCallback(handle, chosen(&onValues<Flag>));
-    quarlo_SetInitiatePhoneCallCallback(handle, chosen(&onPhoneCall));
-    quarlo_SetNavigateToCallback(handle, chosen(&onNavigateTo));
-    quarlo_SetVoiceSessionRequestCallback(handle, chosen(&onValues<VoiceRequest>));
-    quarlo_SetAppListChangedCallback(handle, chosen(&onValues<>));
-    quarlo_SetAppIconResponseCallback(handle, chosen(&onIcon));
-    quarlo_SetAppStartedResponseCallback(handle, chosen(&onStarted));
-    quarlo_SetCustomDataStringCallback(handle, chosen(&onString));
-    quarlo_SetCustomDataIntCallback(handle, chosen(&onInt));
-    quarlo_SetCustomDataKeyCallback(
-        handle, chosen(&onValues<ServerCustomDataKeyType, ServerCustomDataKeyCode>));
-    quarlo_SetCustomDataCanCallback(handle, chosen(&onCan));
-    quarlo_SetCustomDataRawCallback(handle, chosen(&onRaw));
+void Subject::registerCallbacks(std::uint64_t which) {
+    Chosen arguments(*this, which);
+    test::apiCall("quarlo_SetEndReceiverRequestCallback").call(handle, arguments);
+    for (const test::ApiCall& call : test::apiCalls) {
+        if (call.about != test::About::Callback) continue;
+        arguments.next();
+        call.call(handle, arguments);
+    }
+}
+
+void Subject::heard(const test::Heard& what) {
+    if (what.callback == test::Callback::EndReceiverRequest) return endReading();
+    react();
+}
+
+void Subject::write(const UInt8* buffer, std::size_t size) {
+    lookAtPacket(buffer, size);
+    sending();
+    lookAtPacket(buffer, size);
+}
+
+void Subject::traced(eTraceClass, const char* line) {
+    static const bool isShown = std::getenv("QUARLO_FUZZ_TRACE") != nullptr;
+    test::lookAtText(line);
+    if (isShown) std::fprintf(stderr, "%s\n", line);
 }
 
 Setup::Setup(Input& in) : options(in.u8()), size(in.u8()), refused(in.u16()) {}

@@ -7,6 +7,7 @@
 
 #include "Bytes.h"
 #include "Input.h"
+#include "Listener.h"
 #include "QUARLO-Core.h"
 #include "QUARLO-Internal.h"
 
@@ -16,10 +17,9 @@ namespace quarlo::fuzz {
 test::Bytes handshakeStart();
 test::Bytes handshakeEnd();
 
-class Subject {
+class Subject : public test::Listener {
   public:
     Subject() = default;
-    virtual ~Subject() = default;
     Subject(const Subject&) = delete;
     Subject& operator=(const Subject&) = delete;
 
@@ -29,10 +29,11 @@ class Subject {
         return static_cast<quarlo_CoreInstance*>(handle);
     }
     /** Registers the callbacks whose bits are set and switches the others off. */
-    void registerCallbacks(std::uint64_t which) const;
+    void registerCallbacks(std::uint64_t which);
 
-    /** The receiver link. */
-    virtual std::size_t read(UInt8* buffer, std::size_t size) = 0;
+    void heard(const test::Heard& what) override;
+    void write(const UInt8* buffer, std::size_t size) override;
+    void traced(eTraceClass traceClass, const char* line) override;
     /** What the host does inside a callback. */
     virtual void react() {}
     /** What the sender link does besides looking at the packet. */

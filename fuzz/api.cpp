@@ -3,14 +3,11 @@
  * between packets and threads that take turns; also from inside callbacks. Each step of the input
  * is a byte, whose highest bit is the instance, and its arguments.
  */
-#include <cstring>
 #include <deque>
-#include <tuple>
 
 #include "ApiSteps.h"
 #include "Arguments.h"
 #include "Platform.h"
-#include "QUARLO-Core-Engineering-Types.h"
 #include "Subject.h"
 #include "Threads.h"
 
@@ -32,7 +29,8 @@ class Connection : public Subject {
     void hear(Span bytes) { incoming.insert(incoming.end(), bytes.begin(), bytes.end()); }
     void connect();
     void changeLink(unsigned how, Input& in);
-    void lookAtApps() const;
+    /** A call with arguments of the input. */
+    void call(unsigned number, Input& in);
 
     std::deque<std::uint8_t> incoming;
     std::size_t endResult = 0;
@@ -117,171 +115,10 @@ void Connection::changeLink(unsigned how, Input& in) {
     isPolling = (how & 2) != 0;
 }
 
-void Connection::lookAtApps() const {
-    const auto text = [](const char* at) {
-        if (at != nullptr) look(at, std::strlen(at) + 1);
-    };
-    for (unsigned i = 0; apps != nullptr && i < apps->NumberOfEntries; ++i) {
-        const AppInfo* app = apps->Entries[i];
-        if (app == nullptr) continue;
-        text(app->IdentifierURL);
-        text(app->Name);
-        text(app->Manufacturer);
-        text(app->Description);
-        const CategoryList* list = app->Categories;
-        if (list != nullptr) look(list->Categories, list->NumberOfCategories * sizeof(UInt32));
-    }
+void Connection::call(unsigned number, Input& in) {
+    Arguments arguments(in, *this, apps);
+    step::call(number % step::calls).call(handle, arguments);
 }
-
-/* ---- calls ---- */
-
-using Call = void (*)(Connection&, Arguments&, Input&);
-
-template <class Function>
-struct Simple;
-template <class Result, class... A>
-struct Simple<Result (*)(void*, A...)> {
-    /** A braced list takes the arguments from the input in their order. */
-    template <Result (*function)(void*, A...)>
-    static void call(Connection& own, Arguments& arguments, Input&) {
-        std::tuple<void*, A...> values{own.handle, arguments.make<A>()...};
-        std::apply(function, values);
-    }
-};
-template <auto function>
-constexpr Call simple = &Simple<decltype(function)>::template call<function>;
-
-void getText(UInt16 (*get)(void*, char*, UInt16), Connection& own, Arguments& arguments,
-             Input& in) {
-    const UInt16 size = in.u16();
-    char* buffer = arguments.values<char>(size);
-    const UInt16 length = get(own.handle, buffer, size);
-    require(length == 0 || length < size, "a text longer than its buffer");
-    if (buffer != nullptr) look(buffer, length);
-}
-
-/* Begins with the calls of ApiSteps.h. */
-const Call calls[] = {
-    simple<&quarlo_SetClientCapabilities>,
-    simple<&quarlo_SetAudioStatus>,
-    simple<&quarlo_VehicleData>,
-    simple<&quarlo_RequestAppIcon>,
-    [](Connection& own, Arguments&, Input& in) {
-        const unsigned given = in.u8();
-        UInt32 count = 0;
-        AppInfoList* list = nullptr;
-        const eReturnCode code = quarlo_CreateAppInfoList(
-            own.handle, (given & 1) == 0 ? &count : nullptr, (given & 2) == 0 ? &list : nullptr);
-        if (code == eRETURN_OKAY && own.handle != nullptr) own.apps = list;
-        own.lookAtApps();
-    },
-    [](Connection& own, Arguments&, Input& in) {
-        static AppInfoList foreign{};
-        own.lookAtApps();
-        AppInfoList* const choice[] = {nullptr, &foreign, own.apps, own.apps};
-        const eReturnCode code = quarlo_DeleteAppInfoList(own.handle, choice[in.u8() % 4]);
-        if (code == eRETURN_OKAY) own.apps = nullptr;
-    },
-    simple<&quarlo_EnablePingWatchdog>,
-    simple<&quarlo_SetPixelFormatEx>,
-    simple<&quarlo_SetInitialisationTimeout>,
-    simple<&quarlo_SetWaitForJoinTimeout>,
-    simple<&quarlo_SendPingAckOnWatchdog>,
-    simple<&quarlo_SetTraceClass>,
-    simple<&quarlo_Trace>,
-    simple<&quarlo_SetPixelFormat>,
-    simple<&quarlo_SetFrameSize>,
-    simple<&quarlo_OverrideCompressionFormat>,
-    simple<&quarlo_SetCompressionFormat>,
-    simple<&quarlo_SetSupportedCompressions>,
-    simple<&quarlo_SetFrameOutputType>,
-    simple<&quarlo_FramebufferUpdateRequest>,
-    simple<&quarlo_FrambufferUpdateRequest>,
-    simple<&quarlo_FrameRequestStatus>,
-    simple<&quarlo_GetServerCapabilities>,
-    simple<&quarlo_GetConnectionInfo>,
-    simple<&quarlo_SoftkeyEvent>,
-    simple<&quarlo_SetMovingStatus>,
-    simple<&quarlo_SetNightMode>,
-    simple<&quarlo_SetBlockMode>,
-    simple<&quarlo_PositionInformation>,
-    simple<&quarlo_PhoneCallStatusResponse>,
-    simple<&quarlo_VoiceSessionStatus>,
-    simple<&quarlo_VoiceSupportInfo>,
-    simple<&quarlo_StartApp>,
-    simple<&quarlo_CustomDataString>,
-    simple<&quarlo_CustomDataKey>,
-    simple<&quarlo_CustomDataKeyTimed>,
-    simple<&quarlo_Eng_HasFeature>,
-    [](Connection& own, Arguments& a, Input&) {
-        quarlo_SetISO639LanguageCode(own.handle, a.bytes(3));
-    },
-    [](Connection& own, Arguments& a, Input& in) {
-        // Never standard error, where the fuzzer speaks.
-        const Flag isOn = in.u8();
-        const Flag isStandard = in.u8();
-        quarlo_SetDumpProperties(own.handle, isOn, isStandard, 1, a.text());
-    },
-    [](Connection& own, Arguments& a, Input& in) { getText(&quarlo_GetLauncherUUID, own, a, in); },
-    [](Connection& own, Arguments& a, Input& in) { getText(&quarlo_GetServerOSName, own, a, in); },
-    [](Connection& own, Arguments& a, Input& in) { getText(&quarlo_GetServerAppName, own, a, in); },
-    [](Connection& own, Arguments&, Input& in) {
-        const unsigned given = in.u8();
-        UInt8 count = 0;
-        Softkey* keys = nullptr;
-        quarlo_GetAvailableSoftkeys(own.handle, (given & 1) == 0 ? &count : nullptr,
-                                    (given & 2) == 0 ? &keys : nullptr);
-        if (keys != nullptr) look(keys, count);
-    },
-    [](Connection& own, Arguments& a, Input& in) {
-        const UInt8 count = in.u8();
-        quarlo_TouchEvents(own.handle, a.values<TouchEvent>(count), count);
-    },
-    [](Connection& own, Arguments& a, Input& in) {
-        const UInt8 count = in.u8();
-        TouchEvent* events = a.values<TouchEvent>(count);
-        quarlo_TouchEventsTimed(own.handle, events, count, in.u32());
-    },
-    [](Connection& own, Arguments& a, Input& in) {
-        const UInt8 count = in.u8();
-        quarlo_SetSupportedCustomData(own.handle, count, a.values<ClientCustomDataIntType>(count));
-    },
-    [](Connection& own, Arguments& a, Input& in) {
-        const UInt8 count = in.u8();
-        quarlo_SetCustomKeysSupported(own.handle, count, a.values<ClientCustomDataKeyCode>(count));
-    },
-    [](Connection& own, Arguments& a, Input& in) {
-        const UInt16 length = in.u16();
-        const auto type = a.make<ClientCustomDataIntType>();
-        quarlo_CustomDataInt(own.handle, type, length, a.bytes(length));
-    },
-    [](Connection& own, Arguments& a, Input& in) {
-        const UInt8 length = in.u8();
-        const auto type = a.make<ClientCustomDataCanType>();
-        const UInt32 identifier = in.u32();
-        quarlo_CustomDataCan(own.handle, type, identifier, length, a.bytes(length));
-    },
-    [](Connection& own, Arguments& a, Input& in) {
-        const UInt16 length = in.u16();
-        const UInt16 identifier = in.u16();
-        quarlo_CustomDataRaw(own.handle, identifier, length, a.bytes(length));
-    },
-    [](Connection& own, Arguments& a, Input& in) {
-        const UInt8 count = in.u8();
-        const Flag callbackOn = in.u8();
-        quarlo_Eng_SetVehicleDataFilter(own.handle, callbackOn, count, a.values<UInt32>(count));
-    },
-    [](Connection&, Arguments&, Input& in) {
-        for (const char* text : {quarlo_GetVersion(), quarlo_GetSystemIdentification(),
-                                 quarlo_getTraceClassPrefix(static_cast<eTraceClass>(in.u8()))}) {
-            look(text, std::strlen(text) + 1);
-        }
-        quarlo_IsClientCustomDataKeyCodeValid(static_cast<ClientCustomDataKeyCode>(in.u8()));
-        quarlo_Eng_GetSupportedCompressions();
-    },
-};
-
-static_assert(std::size(calls) <= step::mostCalls);
 
 void Play::lifecycle(unsigned what, Connection& own) {
     switch (what) {
@@ -328,8 +165,7 @@ void Play::next() {
     Connection& own = connections[what >> 7];
     const unsigned number = what & 0x7F;
     if (number < step::lifecycleSteps) return lifecycle(number, own);
-    Arguments arguments(in);
-    calls[(number - step::lifecycleSteps) % std::size(calls)](own, arguments, in);
+    own.call(number - step::lifecycleSteps, in);
 }
 
 bool Play::mayReact(const Connection& own) {
@@ -349,10 +185,7 @@ void Play::reaction(Connection& own) {
     if ((what & step::takeTime) != 0) takeTime(own);
     if (own.isClosing) return;
     own.isReacting = true;
-    {
-        Arguments arguments(in);
-        calls[(what & 0x7F) % std::size(calls)](own, arguments, in);
-    }
+    own.call(what & 0x7F, in);
     own.isReacting = false;
 }
 

@@ -276,21 +276,25 @@ Bytes zeroText(const std::string& content) {
 }
 
 void makeApi() {
-    const Bytes connected = u8(1) + u8(step::Open) + u8(step::SetClientCapabilities) +
+    constexpr unsigned setCapabilities = step::of("quarlo_SetClientCapabilities");
+    const Bytes connected = u8(1) + u8(step::Open) + u8(setCapabilities) +
                             u32(eCLIENTCAPABILITIES_All) + u8(1) + u8(step::Connect);
     Bytes arguments;
     for (unsigned i = 1; i < 40; ++i) arguments.push_back(static_cast<std::uint8_t>(i));
-    for (unsigned call = 0; call < step::mostCalls; ++call) {
-        const Bytes number = u8(step::lifecycleSteps + call);
-        keep("api", "call-" + std::to_string(call), connected + number + arguments);
-        keep("api", "null-" + std::to_string(call), u8(1) + number + arguments);
+    Bytes nulls = u8(1);
+    for (unsigned call = 0; call < step::calls; ++call) {
+        const Bytes bytes = u8(step::lifecycleSteps + call) + arguments;
+        keep("api", "call-" + std::string(step::call(call).name), connected + bytes);
+        nulls = nulls + bytes;
     }
+    keep("api", "null-handle", nulls);
     const Bytes two = connected + u8(step::Connect | step::secondInstance);
     keep("api", "two", two + hear(apps) + u8(step::Close) + u8(step::Connect) + hear(apps));
     keep("api", "apps",
-         connected + hear(apps) + u8(step::CreateAppInfoList) + u8(0) + hear(apps) +
-             u8(step::DeleteAppInfoList) + u8(2) + u8(step::CreateAppInfoList) + u8(0));
-    const Bytes icon = u8(step::RequestAppIcon) + zeroText("a://1") + u16(8) + u16(8);
+         connected + hear(apps) + u8(step::of("quarlo_CreateAppInfoList")) + u8(0) + hear(apps) +
+             u8(step::of("quarlo_DeleteAppInfoList")) + u8(2) +
+             u8(step::of("quarlo_CreateAppInfoList")) + u8(0));
+    const Bytes icon = u8(step::of("quarlo_RequestAppIcon")) + u16(8) + u16(8) + zeroText("a://1");
     const auto iconAnswer = [](unsigned compression, const Bytes& data) {
         return packet(72, text("a://1") + u32(9) + u32(compression) + u32(data.size()) + data);
     };
@@ -301,14 +305,14 @@ void makeApi() {
          connected + icon + hear(iconAnswer(eFRAMECOMPRESSION_ZLIB, zlibStream(pixels, 6))));
     keep("api", "icon-plain",
          connected + icon + hear(iconAnswer(eFRAMECOMPRESSION_Uncompressed, pixels)) + icon);
-    const Bytes format = u8(step::SetPixelFormatEx) + u32(eGRAPHICTYPE_Icon) +
+    const Bytes format = u8(step::of("quarlo_SetPixelFormatEx")) + u32(eGRAPHICTYPE_Icon) +
                          u8(ePIXELFORMAT_RGBA8888) + u32(4) + u8(ePIXELENDIANESS_BigEndian);
     keep("api", "icon-format",
-         u8(1) + u8(step::Open) + format + u8(step::SetClientCapabilities) +
-             u32(eCLIENTCAPABILITIES_All) + u8(1) + u8(step::Connect) + icon +
+         u8(1) + u8(step::Open) + format + u8(setCapabilities) + u32(eCLIENTCAPABILITIES_All) +
+             u8(1) + u8(step::Connect) + icon +
              hear(iconAnswer(eFRAMECOMPRESSION_Uncompressed, pixels)));
     const auto audio = [](unsigned status) {
-        return u8(step::SetAudioStatus) + u32(1) + u8(status) + u8(0);
+        return u8(step::of("quarlo_SetAudioStatus")) + u32(1) + u8(status) + u8(0);
     };
     keep("api", "audio",
          connected + hear(audioRequest) + audio(eAUDIOSTATUS_Open) + u8(step::Turns) + u8(4) +
@@ -330,13 +334,13 @@ void makeApi() {
     const auto filter = [](unsigned key) { return packet(54, u8(1) + u32(key)); };
     keep("api", "keys-inside",
          connected + hear(filter(5)) + u8(step::React) + u8(4) + hear(filter(6)) +
-             inside(u8(step::VehicleData)) + u32(6) + u8(1) + zeroText("{}"));
+             inside(u8(step::of("quarlo_VehicleData"))) + u32(6) + u8(1) + zeroText("{}"));
     keep("api", "vehicle",
-         connected + hear(packet(54, u8(1) + u32(5))) + u8(step::VehicleData) + u32(5) + u8(1) +
-             zeroText("{}"));
+         connected + hear(packet(54, u8(1) + u32(5))) + u8(step::of("quarlo_VehicleData")) +
+             u32(5) + u8(1) + zeroText("{}"));
     keep("api", "watchdog",
-         connected + u8(step::EnablePingWatchdog) + u8(1) + u8(2) + u8(step::Turns) + u8(6) +
-             u8(step::EnablePingWatchdog) + u16(0));
+         connected + u8(step::of("quarlo_EnablePingWatchdog")) + u8(1) + u8(2) + u8(step::Turns) +
+             u8(6) + u8(step::of("quarlo_EnablePingWatchdog")) + u16(0));
     keep("api", "restart",
          connected + u8(step::EndLink) + u8(1) + u8(0) + u8(step::Turns) + u8(2) +
              u8(step::EndLink) + u8(0) + u8(step::Connect) + u8(step::AnnounceShutdown) +

@@ -332,14 +332,6 @@ TEST(PhoneSetters, TraceAndStoreInAnyState) {
     EXPECT_EQ(record.launcherStateCallback.get(), launcher);
     EXPECT_EQ(record.initiatePhoneCallCallback.get(), &noteCall);
     EXPECT_EQ(record.navigateToCallback.get(), &notePlace);
-    quarlo_SetPhonecallStatusCallback(nullptr, flag);
-    quarlo_SetAppTransitionStatusCallback(nullptr, flag);
-    quarlo_SetAppInactiveCallback(nullptr, flag);
-    quarlo_SetLauncherStateCallback(nullptr, launcher);
-    EXPECT_EQ(quarlo_SetPTTAvailableCallback(nullptr, flag), eRETURN_NULL_HANDLE);
-    quarlo_SetInitiatePhoneCallCallback(nullptr, &noteCall);
-    quarlo_SetNavigateToCallback(nullptr, &notePlace);
-    quarlo_SetVoiceSessionRequestCallback(nullptr, nullptr);
 }
 
 }  // namespace

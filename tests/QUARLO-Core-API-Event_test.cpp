@@ -170,8 +170,6 @@ TEST(Touches, AreRefusedWithAWarning) {
     Host idle;
     quarlo_TouchEvents(idle.handle(), nullptr, 0);
     EXPECT_EQ(idle.lines(), (Lines{"VER Touch Event", "WRN touch events outside RUN state."}));
-    quarlo_TouchEvents(nullptr, &one, 1);
-    quarlo_TouchEventsTimed(nullptr, &one, 1, 1);
 }
 
 TEST(Touches, NeedNoMemoryHoweverMany) {
@@ -306,7 +304,6 @@ TEST(Block, StatusReachesTheHostInRunOnly) {
     EXPECT_EQ(idle.lines(),
               Lines{"WRN received packet BlockStatus while in wrong status; ignored"});
     onReceiveBlockStatus(nullptr, &status);
-    quarlo_SetBlockStatusCallback(nullptr, nullptr);
 }
 
 TEST(Block, HealthIsNotHandledInAnyState) {

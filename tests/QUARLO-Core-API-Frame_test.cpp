@@ -197,25 +197,6 @@ TEST(FrameCalls, InRunSendAtOnceAndNeedNoMemory) {
     }
 }
 
-TEST(FrameCalls, AcceptANullHandle) {
-    quarlo_SetFrameUpdateStartCallback(nullptr, nullptr);
-    quarlo_SetFrameUpdateCallback(nullptr, nullptr);
-    quarlo_SetFrameUpdateRawCallback(nullptr, nullptr);
-    quarlo_SetFrameUpdateEndCallback(nullptr, nullptr);
-    quarlo_SetPixelFormat(nullptr, rgb565, 2, big);
-    quarlo_SetFrameSize(nullptr, 1, 1, 1, 1);
-    quarlo_OverrideCompressionFormat(nullptr, 1);
-    quarlo_SetCompressionFormat(nullptr, 1);
-    quarlo_SetFrameOutputType(nullptr, 1);
-    quarlo_FramebufferUpdateRequest(nullptr, 0, 0, 1, 1, 0);
-    quarlo_FrambufferUpdateRequest(nullptr, 0, 0, 1, 1, 0);
-    EXPECT_EQ(quarlo_SetSupportedCompressions(nullptr, 4), eRETURN_NULL_HANDLE);
-    EXPECT_EQ(quarlo_FrameRequestStatus(nullptr, 1), eRETURN_NULL_HANDLE);
-    for (const eGraphicType type : {eGRAPHICTYPE_Unknown, eGRAPHICTYPE_Frame, eGRAPHICTYPE_Icon}) {
-        EXPECT_EQ(quarlo_SetPixelFormatEx(nullptr, type, rgb565, 2, big), eRETURN_NULL_HANDLE);
-    }
-}
-
 TEST(FrameCalls, SettersKeepAndDropCallbacks) {
     const Library library;
     Host host;

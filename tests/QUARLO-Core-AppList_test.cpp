@@ -84,8 +84,6 @@ TEST(CatalogueCopy, IsRefused) {
         EXPECT_EQ(quarlo_DeleteAppInfoList(h, nullptr), eRETURN_NULL_PARAM);
     }),
               name + name + Lines{"INF DeleteAppInfoList"});
-    EXPECT_EQ(quarlo_CreateAppInfoList(nullptr, nullptr, nullptr), eRETURN_NULL_HANDLE);
-    EXPECT_EQ(quarlo_DeleteAppInfoList(nullptr, nullptr), eRETURN_NULL_HANDLE);
 
     launcher.hear(catalogue({music}));
     EXPECT_EQ(launcher.create(), eRETURN_OKAY);
@@ -195,7 +193,6 @@ TEST(CatalogueCopy, OfASpoiltCatalogue) {
     launcher.hear(catalogue({music, bare, third, music}));
     onlyTestSimulateCorruptAppInformation(launcher.handle(), 0);
     onlyTestSimulateCorruptAppInformation(launcher.handle(), 3);
-    onlyTestSimulateCorruptAppInformation(nullptr, 1);
     onlyTestSimulateCorruptAppInformation(launcher.handle(), 2);
     ASSERT_EQ(launcher.create(), eRETURN_OKAY);
     EXPECT_STREQ(launcher.copy->Entries[2]->IdentifierURL, "543219876");

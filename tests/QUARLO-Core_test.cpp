@@ -1,11 +1,10 @@
-/* Library and instance lifecycle, capabilities, language, and null handles for everything exported.
- */
+/* Library and instance lifecycle, capabilities, language, and what holds for every call. */
 #include <gtest/gtest.h>
 
-#include <map>
 #include <set>
 #include <thread>
 
+#include "ApiCalls.h"
 #include "ExportedNames.h"
 #include "Host.h"
 
@@ -172,163 +171,51 @@ TEST(Callbacks, ReachTheHostInsideTheReceiverThread) {
     EXPECT_TRUE(host.has("WRN DeleteInstance - not allowed in a callback; ignored."));
 }
 
-/* ---- null handles ---- */
+/* ---- the table of all calls ---- */
 
-using Call = void (*)();
-constexpr auto none = nullptr;
-
-/** A call with a null handle for every exported name; those with a result check it. */
-const std::map<std::string, Call>& nullCalls();
-
-template <class Result>
-void expectNullHandle(Result result) {
-    EXPECT_EQ(static_cast<int>(result), static_cast<int>(eRETURN_NULL_HANDLE));
+TEST(EveryCall, StandsOnceInTheTable) {
+    std::multiset<std::string> names;
+    for (const ApiCall& call : apiCalls) names.emplace(call.name);
+    EXPECT_EQ(names, exportedNames) << "every exported function has its line in ApiCalls.def";
 }
 
-#define VOID_CALL(name, ...)                                 \
-    {                                                        \
-#name, [] { name(none __VA_OPT__(, ) __VA_ARGS__); } \
-    }
-#define CODE_CALL(name, ...)                                                   \
-    {                                                                          \
-#name, [] { expectNullHandle(name(none __VA_OPT__(, ) __VA_ARGS__)); } \
-    }
-#define ZERO_CALL(name, ...)                                               \
-    {                                                                      \
-#name, [] { EXPECT_EQ(name(none __VA_OPT__(, ) __VA_ARGS__), 0); } \
-    }
-#define NO_HANDLE(name, ...)                   \
-    {                                          \
-#name, [] { (void)name(__VA_ARGS__); } \
-    }
+/** A host that has nothing to give. */
+class Nothing : public Arguments {
+    char* text(const char*) override { return nullptr; }
+    void* bytes(const void*, std::size_t) override { return nullptr; }
+    KeyValueList* pairs(KeyValueList*) override { return nullptr; }
+};
 
-const std::map<std::string, Call>& nullCalls() {
-    static UInt8 bytes[8] = {};
-    static UInt32 keys[1] = {1};
-    static UInt32 count = 0;
-    static AppInfoList* list = nullptr;
-    static char text[4] = {};
-    static TouchEvent touch{};
-    static ClientCustomDataIntType types[1] = {eCLIENTCUSTOMDATAINTTYPE_ScreenTest};
-    static ClientCustomDataKeyCode codes[1] = {eCLIENTCUSTOMDATAKEYCODE_Ok};
-    static const std::map<std::string, Call> calls = {
-        {"quarlo_Init", [] {}},      // called around every call
-        {"quarlo_Shutdown", [] {}},  // likewise
-        {"quarlo_CreateInstance", [] { quarlo_DeleteInstance(quarlo_CreateInstance(none, none)); }},
-        NO_HANDLE(quarlo_GetVersion),
-        NO_HANDLE(quarlo_getVersion),
-        NO_HANDLE(quarlo_GetSystemIdentification),
-        NO_HANDLE(quarlo_Eng_GetSupportedCompressions),
-        NO_HANDLE(quarlo_getTraceClassPrefix, eTRACECLASS_ERROR),
-        NO_HANDLE(quarlo_IsClientCustomDataKeyCodeValid, eCLIENTCUSTOMDATAKEYCODE_Ok),
-        {"quarlo_Eng_HasFeature", [] { EXPECT_EQ(quarlo_Eng_HasFeature(none, 1), 1); }},
-        {"quarlo_SetISO639LanguageCode",
-         [] { EXPECT_EQ(quarlo_SetISO639LanguageCode(none, bytes), eRETURN_OKAY); }},
-        VOID_CALL(quarlo_StartMainThread),
-        ZERO_CALL(quarlo_StartMainThreadEx, none),
-        VOID_CALL(quarlo_AnnounceShutdown),
-        VOID_CALL(quarlo_DeleteInstance),
-        VOID_CALL(quarlo_SetCallbackContext, none),
-        VOID_CALL(quarlo_SetReceiverLink, none),
-        VOID_CALL(quarlo_SetSenderLink, none),
-        CODE_CALL(quarlo_SetEndReceiverRequestCallback, none),
-        VOID_CALL(quarlo_SetProtocolCallback, none),
-        VOID_CALL(quarlo_SetOnMainThreadStartCallback, none),
-        VOID_CALL(quarlo_SetOnMainThreadEndCallback, none),
-        VOID_CALL(quarlo_SetErrorCallback, none),
-        {"quarlo_GetConnectionInfo", [] { EXPECT_EQ(quarlo_GetConnectionInfo(none), nullptr); }},
-        VOID_CALL(quarlo_SetClientCapabilities, 1, 1),
-        VOID_CALL(quarlo_SetInitialisationTimeout, 1),
-        VOID_CALL(quarlo_SetWaitForJoinTimeout, 1),
-        VOID_CALL(quarlo_EnablePingWatchdog, 1, 1),
-        CODE_CALL(quarlo_SendPingAckOnWatchdog, 1),
-        VOID_CALL(quarlo_SetTraceOutput, none),
-        VOID_CALL(quarlo_SetTraceClass, eTRACECLASS_ERROR),
-        VOID_CALL(quarlo_Trace, eTRACECLASS_ERROR, text),
-        VOID_CALL(quarlo_SetDumpProperties, 1, 1, 1, none),
-        VOID_CALL(quarlo_SetFrameUpdateStartCallback, none),
-        VOID_CALL(quarlo_SetFrameUpdateCallback, none),
-        VOID_CALL(quarlo_SetFrameUpdateRawCallback, none),
-        VOID_CALL(quarlo_SetFrameUpdateEndCallback, none),
-        VOID_CALL(quarlo_SetPixelFormat, ePIXELFORMAT_RGB565, 2, ePIXELENDIANESS_BigEndian),
-        CODE_CALL(quarlo_SetPixelFormatEx, eGRAPHICTYPE_Frame, ePIXELFORMAT_RGB565, 2,
-                  ePIXELENDIANESS_BigEndian),
-        VOID_CALL(quarlo_SetFrameSize, 1, 1, 1, 1),
-        VOID_CALL(quarlo_OverrideCompressionFormat, 1),
-        VOID_CALL(quarlo_SetCompressionFormat, 1),
-        CODE_CALL(quarlo_SetSupportedCompressions, 1),
-        VOID_CALL(quarlo_SetFrameOutputType, 1),
-        VOID_CALL(quarlo_FramebufferUpdateRequest, 0, 0, 1, 1, 0),
-        VOID_CALL(quarlo_FrambufferUpdateRequest, 0, 0, 1, 1, 0),
-        CODE_CALL(quarlo_FrameRequestStatus, 1),
-        ZERO_CALL(quarlo_GetLauncherUUID, text, sizeof text),
-        ZERO_CALL(quarlo_GetServerOSName, text, sizeof text),
-        ZERO_CALL(quarlo_GetServerAppName, text, sizeof text),
-        ZERO_CALL(quarlo_GetServerCapabilities),
-        VOID_CALL(quarlo_GetAvailableSoftkeys, none, none),
-        VOID_CALL(quarlo_SoftkeyEvent, eSOFTKEY_Home, eSOFTKEYEVENTTYPE_Press),
-        VOID_CALL(quarlo_TouchEvents, &touch, 1),
-        VOID_CALL(quarlo_TouchEventsTimed, &touch, 1, 1),
-        VOID_CALL(quarlo_SetMovingStatus, 1),
-        VOID_CALL(quarlo_SetNightMode, 1),
-        VOID_CALL(quarlo_SetBlockMode, eBLOCKMODE_AllowAll),
-        VOID_CALL(quarlo_PositionInformation, text),
-        VOID_CALL(quarlo_SetBlockStatusCallback, none),
-        CODE_CALL(quarlo_SetVehicleDataRequestCallback, none),
-        CODE_CALL(quarlo_VehicleData, 1, eSTRINGENCODING_UTF8, text),
-        CODE_CALL(quarlo_Eng_SetVehicleDataFilter, 1, 1, keys),
-        CODE_CALL(quarlo_SetAudioRequestCallback, none),
-        CODE_CALL(quarlo_SetAudioStatus, 1, eAUDIOSTATUS_Open, eAUDIOREQUESTRESULTCODE_NoError),
-        VOID_CALL(quarlo_SetPhonecallStatusCallback, none),
-        VOID_CALL(quarlo_SetAppTransitionStatusCallback, none),
-        VOID_CALL(quarlo_SetAppInactiveCallback, none),
-        VOID_CALL(quarlo_SetLauncherStateCallback, none),
-        CODE_CALL(quarlo_SetPTTAvailableCallback, none),
-        VOID_CALL(quarlo_SetInitiatePhoneCallCallback, none),
-        VOID_CALL(quarlo_SetNavigateToCallback, none),
-        VOID_CALL(quarlo_SetVoiceSessionRequestCallback, none),
-        VOID_CALL(quarlo_PhoneCallStatusResponse, ePHONECALLSTATUS_Active),
-        VOID_CALL(quarlo_VoiceSessionStatus, eVOICESESSIONSTATUS_Idle,
-                  eVOICESESSIONSTATUSCONSTRAINT_NoConstraint),
-        VOID_CALL(quarlo_VoiceSupportInfo, eVOICESUPPORT_NotSupported,
-                  eVOICESUPPORTCONSTRAINT_NoConstraint),
-        CODE_CALL(quarlo_SetAppListChangedCallback, none),
-        CODE_CALL(quarlo_SetAppIconResponseCallback, none),
-        CODE_CALL(quarlo_SetAppStartedResponseCallback, none),
-        CODE_CALL(quarlo_CreateAppInfoList, &count, &list),
-        CODE_CALL(quarlo_DeleteAppInfoList, list),
-        CODE_CALL(quarlo_RequestAppIcon, text, 1, 1),
-        CODE_CALL(quarlo_StartApp, text, none, none),
-        VOID_CALL(onlyTestSimulateCorruptAppInformation, 1),
-        VOID_CALL(quarlo_SetSupportedCustomData, 1, types),
-        CODE_CALL(quarlo_CustomDataString, eCLIENTCUSTOMDATASTRINGTYPE_BTMACAddress,
-                  eSTRINGENCODING_UTF8, text),
-        CODE_CALL(quarlo_CustomDataInt, eCLIENTCUSTOMDATAINTTYPE_ScreenTest, 1, bytes),
-        CODE_CALL(quarlo_CustomDataKey, eCLIENTCUSTOMDATAKEYTYPE_Press,
-                  eCLIENTCUSTOMDATAKEYCODE_Ok),
-        CODE_CALL(quarlo_CustomDataKeyTimed, eCLIENTCUSTOMDATAKEYTYPE_Press,
-                  eCLIENTCUSTOMDATAKEYCODE_Ok, 1),
-        CODE_CALL(quarlo_CustomDataCan, eCLIENTCUSTOMDATACANTYPE_Generic, 1, 1, bytes),
-        CODE_CALL(quarlo_CustomDataRaw, 1, 1, bytes),
-        CODE_CALL(quarlo_SetCustomKeysSupported, 1, codes),
-        CODE_CALL(quarlo_SetCustomDataStringCallback, none),
-        CODE_CALL(quarlo_SetCustomDataIntCallback, none),
-        CODE_CALL(quarlo_SetCustomDataKeyCallback, none),
-        CODE_CALL(quarlo_SetCustomDataCanCallback, none),
-        CODE_CALL(quarlo_SetCustomDataRawCallback, none)};
-    return calls;
-}
-
-TEST(NullHandle, IsToleratedByEverythingExported) {
-    for (const auto& [name, call] : nullCalls()) {
-        SCOPED_TRACE(name);
+TEST(EveryCall, ToleratesANullHandle) {
+    EXPECT_EQ(quarlo_CreateInstance(nullptr, nullptr), nullptr) << "without quarlo_Init";
+    for (const ApiCall& call : apiCalls) {
+        if (call.name == "quarlo_Init" || call.name == "quarlo_Shutdown") continue;
+        SCOPED_TRACE(call.name);
         const Library library;
-        call();
+        Arguments samples;
+        Nothing nothing;
+        const long result = call.call(nullptr, samples);
+        const long without = call.call(nullptr, nothing);
+        if (call.about != About::Library && call.about != About::Values) {
+            EXPECT_EQ(result, call.whenNull);
+        }
+        // The language is the library's: it is set without an instance.
+        const bool isShared = call.name == "quarlo_SetISO639LanguageCode";
+        EXPECT_EQ(without, isShared ? long{eRETURN_NULL_PARAM} : result);
     }
-    std::set<std::string> called;
-    for (const auto& [name, call] : nullCalls()) called.insert(name);
-    EXPECT_EQ(called, exportedNames) << "every exported function has its line here";
-    EXPECT_EQ(quarlo_CreateInstance(none, none), nullptr) << "without quarlo_Init";
+}
+
+TEST(EveryCall, SendsOnePacketInRunWhereTheTableSaysSo) {
+    const Library library;
+    Host host;
+    host.run();
+    for (const ApiCall& call : apiCalls) {
+        if (call.about != About::Packet) continue;
+        host.forgetSent();
+        Arguments samples;
+        EXPECT_EQ(call.call(host.handle(), samples), 0) << call.name;
+        EXPECT_EQ(host.sent().size(), 1U) << call.name;
+    }
 }
 
 }  // namespace

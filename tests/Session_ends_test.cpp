@@ -22,17 +22,12 @@ using Seconds = std::chrono::duration<double>;
 
 std::vector<Bytes> sessionPackets() {
     std::vector<Bytes> packets = handshakePackets();
-    const std::vector<Bytes> features = phonePackets();
-    packets.insert(packets.end(), features.begin(), features.end());
-    for (unsigned type = 1; type <= 5; ++type) packets.push_back(packet(36, u8(type) + u8(1)));
+    for (const Bytes& packet : wholeSession()) packets.push_back(packet);
     Bytes pixels(std::size_t{8 * 8 * 4});
     std::iota(pixels.begin(), pixels.end(), std::uint8_t{0});
     packets.push_back(packet(26, u8(3) + rectangle(8, 8, 2, 100, deflated(pixels)) +
                                      rectangle(8, 8, 4, 100, pixels) +
                                      rectangle(4, 4, 2, 50, deflated(Bytes(64, 9)))));
-    packets.push_back(packet(68, u8(3) + u16(0x8001) + u16(2) + Bytes{1, 2}));
-    packets.push_back(packet(72, text("a://1") + u32(7) + u32(4) + u32(4) + Bytes(4)));
-    packets.push_back(packet(74, text("a://1") + u8(2)));
     packets.push_back(packet(128, u32(3)));
     return packets;
 }
@@ -74,7 +69,7 @@ class Ends : public ::testing::Test {
         if (end != Player::Stall && hasRun) lines.emplace_back("error PROTOCOL_STOP");
         if (end != Player::Stall) lines.emplace_back("state STOP");
         if (isTimed && !reachedRun) lines.emplace_back("error INITIALIZATION_ABORT");
-        lines.emplace_back("thread end");
+        lines.emplace_back("OnMainThreadEnd");
         return lines;
     }
 
@@ -238,8 +233,8 @@ TEST_F(Ends, InsideEveryReportOfAFailedAllocation) {
 }
 
 TEST_F(Ends, WaitForACallbackThatReturns) {
-    for (const char* name : {"thread start", "state RUN", "frame", "apps", "error PROTOCOL_STOP",
-                             "state STOP", "thread end"}) {
+    for (const char* name : {"OnMainThreadStart", "state RUN", "FrameUpdate", "AppListChanged",
+                             "error PROTOCOL_STOP", "state STOP", "OnMainThreadEnd"}) {
         SCOPED_TRACE(name);
         const Library library;
         Player player(recording(), {.stuckIn = name});
@@ -253,7 +248,7 @@ TEST_F(Ends, WaitForACallbackThatReturns) {
         EXPECT_FALSE(isDeleted);
         player.release();
         host.join();
-        EXPECT_EQ(player.lines().back(), "thread end");
+        EXPECT_EQ(player.lines().back(), "OnMainThreadEnd");
     }
 }
 

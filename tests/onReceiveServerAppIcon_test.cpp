@@ -219,7 +219,6 @@ TEST(Icon, WithoutCallbackStillEndsTheRequest) {
     EXPECT_TRUE(icons.isPending());
     EXPECT_EQ(icons.answer("u", uncompressed, {1}), head + unset);
     EXPECT_FALSE(icons.isPending());
-    EXPECT_EQ(quarlo_SetAppIconResponseCallback(nullptr, nullptr), eRETURN_NULL_HANDLE);
 }
 
 TEST(Icon, IsRefusedWhenIncompleteOrTooEarly) {

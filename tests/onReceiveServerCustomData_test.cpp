@@ -219,11 +219,6 @@ TEST(CustomDataReceived, NeedsRunAndAPacket) {
     onReceiveServerCustomData(nullptr, &data);
     EXPECT_EQ(idle.lines(), (Lines{"WRN ServerCustomData called with NULL packet.",
                                    "WRN ServerCustomData received in state != RUN; ignored."}));
-    EXPECT_EQ(quarlo_SetCustomDataStringCallback(nullptr, nullptr), eRETURN_NULL_HANDLE);
-    EXPECT_EQ(quarlo_SetCustomDataIntCallback(nullptr, nullptr), eRETURN_NULL_HANDLE);
-    EXPECT_EQ(quarlo_SetCustomDataKeyCallback(nullptr, nullptr), eRETURN_NULL_HANDLE);
-    EXPECT_EQ(quarlo_SetCustomDataCanCallback(nullptr, nullptr), eRETURN_NULL_HANDLE);
-    EXPECT_EQ(quarlo_SetCustomDataRawCallback(nullptr, nullptr), eRETURN_NULL_HANDLE);
 }
 
 TEST(CustomDataReceived, LongTextsWithoutMemoryAreDropped) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "ApiCalls.h"
+
 namespace quarlo::test {
 
 namespace {
@@ -12,16 +14,11 @@ Host& hostOf(void* context) {
 
 }  // namespace
 
-Host::Host(const char* description) : instance(quarlo_CreateInstance(this, description)) {
+Host::Host(const char* description)
+    : instance(quarlo_CreateInstance(static_cast<Listener*>(this), description)) {
     if (instance == nullptr) return;
-    quarlo_SetCallbackContext(instance, this);
-    quarlo_SetTraceOutput(instance, [](void* context, eTraceClass traceClass, char* line) {
-        hostOf(context).note(std::string(quarlo_getTraceClassPrefix(traceClass)) + line);
-    });
+    attach(instance, *this);
     quarlo_SetTraceClass(instance, static_cast<eTraceClass>(63));
-    quarlo_SetReceiverLink(instance, &Host::receive);
-    quarlo_SetSenderLink(instance, &Host::send);
-    quarlo_SetEndReceiverRequestCallback(instance, &Host::endRequest);
     quarlo_SetInitialisationTimeout(instance, 0);
     registerCallbacks();
     forgetLines();
@@ -66,36 +63,36 @@ void Host::remove() {
     instance = nullptr;
 }
 
-std::size_t Host::receive(void*, UInt8* buffer, std::size_t size, void* connection) {
-    auto& host = *static_cast<Host*>(connection);
-    std::unique_lock lock(host.mutex);
-    if (size == 0) ++host.emptyPolls;
-    host.isWaiting = host.consumed == host.incoming.size();
-    host.changed.notify_all();
-    host.changed.wait(lock, [&] {
-        return host.consumed < host.incoming.size() || host.isEnded || host.mustReturn;
-    });
-    host.isWaiting = false;
-    const std::size_t available = host.incoming.size() - host.consumed;
-    if (available == 0) return host.isEnded ? static_cast<std::size_t>(host.endResult) : 0;
-    const std::size_t amount = std::min({available, size, host.readLimit});
-    std::copy_n(host.incoming.begin() + static_cast<std::ptrdiff_t>(host.consumed), amount, buffer);
-    host.consumed += amount;
+std::size_t Host::read(UInt8* buffer, std::size_t size) {
+    std::unique_lock lock(mutex);
+    if (size == 0) ++emptyPolls;
+    isWaiting = consumed == incoming.size();
+    changed.notify_all();
+    changed.wait(lock, [&] { return consumed < incoming.size() || isEnded || mustReturn; });
+    isWaiting = false;
+    const std::size_t available = incoming.size() - consumed;
+    if (available == 0) return isEnded ? static_cast<std::size_t>(endResult) : 0;
+    const std::size_t amount = std::min({available, size, readLimit});
+    std::copy_n(incoming.begin() + static_cast<std::ptrdiff_t>(consumed), amount, buffer);
+    consumed += amount;
     return amount;
 }
 
-void Host::send(void*, UInt8* buffer, std::size_t size, void* connection) {
-    auto& host = *static_cast<Host*>(connection);
-    const std::lock_guard lock(host.mutex);
-    host.outgoing.emplace_back(buffer, buffer + size);
-    host.changed.notify_all();
+void Host::write(const UInt8* buffer, std::size_t size) {
+    const std::lock_guard lock(mutex);
+    outgoing.emplace_back(buffer, buffer + size);
+    changed.notify_all();
 }
 
-void Host::endRequest(void* context) {
-    Host& host = hostOf(context);
-    const std::lock_guard lock(host.mutex);
-    host.mustReturn = true;
-    host.changed.notify_all();
+void Host::traced(eTraceClass traceClass, const char* line) {
+    note(std::string(quarlo_getTraceClassPrefix(traceClass)) + line);
+}
+
+void Host::heard(const Heard& what) {
+    if (what.callback != Callback::EndReceiverRequest) return;
+    const std::lock_guard lock(mutex);
+    mustReturn = true;
+    changed.notify_all();
 }
 
 void Host::feed(const Bytes& bytes) {

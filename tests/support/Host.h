@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "Bytes.h"
+#include "Listener.h"
 #include "QUARLO-Core.h"
 #include "QUARLO-Internal.h"
 
@@ -30,14 +31,14 @@ class Library {
     Library& operator=(const Library&) = delete;
 };
 
-class Host {
+class Host : public Listener {
   public:
     static constexpr std::chrono::milliseconds patience{10000};
 
     /** Creates and configures an instance; it traces everything and has no initialisation timer. */
     explicit Host(const char* description = "test host");
     /** Deletes the instance. */
-    ~Host();
+    ~Host() override;
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
 
@@ -89,12 +90,12 @@ class Host {
     /** Waits until everything fed has been handled, or the receiver has ended. */
     void settle();
 
-  protected:
-    static void send(void* context, UInt8* buffer, std::size_t size, void* connection);
+    void heard(const Heard& what) override;
+    std::size_t read(UInt8* buffer, std::size_t size) override;
+    void write(const UInt8* buffer, std::size_t size) override;
+    void traced(eTraceClass traceClass, const char* line) override;
 
   private:
-    static std::size_t receive(void* context, UInt8* buffer, std::size_t size, void* connection);
-    static void endRequest(void* context);
     void registerCallbacks();
 
     mutable std::mutex mutex;

@@ -15,6 +15,7 @@
 #include <numeric>
 #include <thread>
 
+#include "ApiCalls.h"
 #include "Host.h"
 
 namespace quarlo::test {
@@ -38,14 +39,6 @@ struct Recording {
     std::vector<std::size_t> ends;
 };
 
-/** A callback's name as a template argument. */
-template <std::size_t N>
-struct Name {
-    // NOLINTNEXTLINE(google-explicit-constructor): a literal is to be enough
-    constexpr Name(const char (&literal)[N]) { std::copy_n(literal, N, text); }
-    char text[N] = {};
-};
-
 class Player : public Host {
   public:
     /** What the receiver link returns when everything was played; 0 for ever, or once negative. */
@@ -64,13 +57,11 @@ class Player : public Host {
     Player(const Recording& recording, Plan what) : played(recording), plan(std::move(what)) {
         plan.length = std::min(plan.length, played.size());
         quarlo_SetTraceClass(handle(), static_cast<eTraceClass>(0));
-        quarlo_SetReceiverLink(handle(), &Player::read);
-        quarlo_SetSenderLink(handle(), &Player::write);
         configure();
-        listen();
+        listen(handle(), *this);
         forgetLines();
     }
-    ~Player() { remove(); }
+    ~Player() override { remove(); }
     Player(const Player&) = delete;
     Player& operator=(const Player&) = delete;
 
@@ -85,9 +76,28 @@ class Player : public Host {
     [[nodiscard]] const std::vector<std::size_t>& seenAt() const { return seenBefore; }
     [[nodiscard]] const std::vector<std::size_t>& sentAt() const { return sentBefore; }
 
-  private:
-    static Player& of(void* context) { return *static_cast<Player*>(static_cast<Host*>(context)); }
+    void heard(const Heard& what) override {
+        Host::heard(what);
+        if (what.callback == Callback::EndReceiverRequest) return;
+        const bool isStuck = told(what);
+        answer(what);
+        if (isStuck) stay();
+        if (what.callback == Callback::OnMainThreadEnd) finish();
+    }
+    std::size_t read(UInt8* buffer, std::size_t size) override {
+        mark();
+        if (position == plan.length) return ending();
+        const std::size_t count = std::min(pieceAt(), size);
+        std::copy_n(played.bytes.begin() + static_cast<std::ptrdiff_t>(position), count, buffer);
+        position += count;
+        return count;
+    }
+    void write(const UInt8* buffer, std::size_t size) override {
+        Host::write(buffer, size);
+        if (sent().size() == plan.stuckSend) stay();
+    }
 
+  private:
     void configure() const {
         quarlo_SetClientCapabilities(handle(), eCLIENTCAPABILITIES_All, 1);
         quarlo_SetFrameSize(handle(), 32, 16, 10, 5);
@@ -97,43 +107,55 @@ class Player : public Host {
                                 ePIXELENDIANESS_LittleEndian);
     }
 
-    /* ---- the callbacks ---- */
-
-    template <Name name, class... Arguments>
-    static void hear(void* context, Arguments...) {
-        of(context).heard(name.text);
+    static std::string lineOf(const Heard& what) {
+        if (what.callback == Callback::Protocol) {
+            const auto state = static_cast<eProtocolState>(what.numbers[0]);
+            return std::string("state ") + _quarlo_getStateName(state);
+        }
+        if (what.callback == Callback::Error) {
+            const auto code = static_cast<eErrorCode>(what.numbers[0]);
+            return std::string("error ") + _quarlo_getErrorName(code);
+        }
+        return what.name();
     }
 
-    void heard(const std::string& line) {
+    /** Whether the player is to stay in this callback. */
+    bool told(const Heard& what) {
+        const std::string line = lineOf(what);
         note(line);
-        answer(line);
-        if (line == plan.stuckIn) stay();
-        if (line == "thread end") finish();
+        return line == plan.stuckIn;
     }
 
-    void listen();
-
-    /** What a host does about it, inside the callback. */
-    void answer(const std::string& line) const {
+    /**
+     * What a host does about it, inside the callback. Nothing with a destructor is alive meanwhile:
+     * the thread may be cancelled in a call, and AddressSanitizer ends a program that cleans up
+     * then.
+     */
+    void answer(const Heard& what) const {
         void* const h = handle();
-        if (line == "thread start") {
-            plan.atStart();
-        } else if (line == "state RUN") {
-            quarlo_SetPixelFormat(h, ePIXELFORMAT_ARGB8888, 4, ePIXELENDIANESS_LittleEndian);
-            quarlo_FramebufferUpdateRequest(h, 0, 0, 32, 16, 0);
-        } else if (line == "frame end") {
-            quarlo_FramebufferUpdateRequest(h, 0, 0, 32, 16, 1);
-        } else if (line == "apps") {
-            quarlo_RequestAppIcon(h, "a://1", 1, 1);
-            // Larger than what is built on the stack.
-            quarlo_StartApp(h, std::string(3000, 'u').c_str(), nullptr, nullptr);
-        } else if (line == "audio") {
-            quarlo_SetAudioStatus(h, 1, eAUDIOSTATUS_Open, eAUDIOREQUESTRESULTCODE_NoError);
-        } else if (line == "vehicle") {
-            quarlo_VehicleData(h, 5, eSTRINGENCODING_UTF8, "{}");
-        } else if (line == "voice") {
-            quarlo_VoiceSessionStatus(h, eVOICESESSIONSTATUS_Active,
-                                      eVOICESESSIONSTATUSCONSTRAINT_NoConstraint);
+        switch (what.callback) {
+            case Callback::OnMainThreadStart:
+                return plan.atStart();
+            case Callback::Protocol:
+                if (what.numbers[0] != ePROTOCOL_STATE_RUN) return;
+                quarlo_SetPixelFormat(h, ePIXELFORMAT_ARGB8888, 4, ePIXELENDIANESS_LittleEndian);
+                return quarlo_FramebufferUpdateRequest(h, 0, 0, 32, 16, 0);
+            case Callback::FrameUpdateEnd:
+                return quarlo_FramebufferUpdateRequest(h, 0, 0, 32, 16, 1);
+            case Callback::AppListChanged:
+                quarlo_RequestAppIcon(h, sample::url, 1, 1);
+                // Larger than what is built on the stack.
+                return void(quarlo_StartApp(h, std::string(3000, 'u').c_str(), nullptr, nullptr));
+            case Callback::AudioRequest:
+                return void(quarlo_SetAudioStatus(h, sample::request, eAUDIOSTATUS_Open,
+                                                  eAUDIOREQUESTRESULTCODE_NoError));
+            case Callback::VehicleDataRequest:
+                return void(quarlo_VehicleData(h, 5, eSTRINGENCODING_UTF8, "{}"));
+            case Callback::VoiceSessionRequest:
+                return quarlo_VoiceSessionStatus(h, eVOICESESSIONSTATUS_Active,
+                                                 eVOICESESSIONSTATUSCONSTRAINT_NoConstraint);
+            default:
+                return;
         }
     }
 
@@ -156,21 +178,10 @@ class Player : public Host {
 
     /* ---- the links ---- */
 
-    std::size_t pieceAt() const {
+    [[nodiscard]] std::size_t pieceAt() const {
         std::size_t limit = plan.length;
         if (plan.keepsPackets) limit = std::min(limit, played.ends[played.wholeIn(position)]);
         return std::min(limit - position, plan.piece);
-    }
-
-    static std::size_t read(void* context, UInt8* buffer, std::size_t size, void*) {
-        Player& self = of(context);
-        self.mark();
-        if (self.position == self.plan.length) return self.ending();
-        const std::size_t count = std::min(self.pieceAt(), size);
-        std::copy_n(self.played.bytes.begin() + static_cast<std::ptrdiff_t>(self.position), count,
-                    buffer);
-        self.position += count;
-        return count;
     }
 
     std::size_t ending() {
@@ -189,12 +200,6 @@ class Player : public Host {
         }
     }
 
-    static void write(void* context, UInt8* buffer, std::size_t size, void* connection) {
-        Player& self = of(context);
-        send(context, buffer, size, connection);
-        if (self.sent().size() == self.plan.stuckSend) self.stay();
-    }
-
     const Recording& played;
     Plan plan;
     std::size_t position = 0;
@@ -204,40 +209,6 @@ class Player : public Host {
     std::atomic<bool> isDone{false};
     std::atomic<bool> isReleased{false};
 };
-
-inline void Player::listen() {
-    void* const h = handle();
-    quarlo_SetProtocolCallback(h, [](void* context, eProtocolState state) {
-        of(context).heard(std::string("state ") + _quarlo_getStateName(state));
-    });
-    quarlo_SetErrorCallback(h, [](void* context, eErrorCode code) {
-        of(context).heard(std::string("error ") + _quarlo_getErrorName(code));
-    });
-    quarlo_SetOnMainThreadStartCallback(h, &hear<"thread start">);
-    quarlo_SetOnMainThreadEndCallback(h, &hear<"thread end">);
-    quarlo_SetFrameUpdateStartCallback(h, &hear<"frame start">);
-    quarlo_SetFrameUpdateCallback(h, &hear<"frame">);
-    quarlo_SetFrameUpdateEndCallback(h, &hear<"frame end">);
-    quarlo_SetBlockStatusCallback(h, &hear<"blocked">);
-    quarlo_SetAudioRequestCallback(h, &hear<"audio">);
-    quarlo_SetPhonecallStatusCallback(h, &hear<"phone call">);
-    quarlo_SetAppTransitionStatusCallback(h, &hear<"transition">);
-    quarlo_SetAppInactiveCallback(h, &hear<"inactive">);
-    quarlo_SetLauncherStateCallback(h, &hear<"launcher">);
-    quarlo_SetPTTAvailableCallback(h, &hear<"push to talk">);
-    quarlo_SetInitiatePhoneCallCallback(h, &hear<"call">);
-    quarlo_SetNavigateToCallback(h, &hear<"navigate">);
-    quarlo_SetVoiceSessionRequestCallback(h, &hear<"voice">);
-    quarlo_SetVehicleDataRequestCallback(h, &hear<"vehicle">);
-    quarlo_SetAppListChangedCallback(h, &hear<"apps">);
-    quarlo_SetAppIconResponseCallback(h, &hear<"icon">);
-    quarlo_SetAppStartedResponseCallback(h, &hear<"started">);
-    quarlo_SetCustomDataStringCallback(h, &hear<"custom string">);
-    quarlo_SetCustomDataIntCallback(h, &hear<"custom int">);
-    quarlo_SetCustomDataKeyCallback(h, &hear<"custom key">);
-    quarlo_SetCustomDataCanCallback(h, &hear<"custom can">);
-    quarlo_SetCustomDataRawCallback(h, &hear<"custom raw">);
-}
 
 }  // namespace quarlo::test
 

@@ -56,6 +56,23 @@ inline std::vector<Bytes> phonePackets() {
             packet(70, u32(2) + app("a://1") + app("a://2"))};
 }
 
+/** What completes them: all states, a raw block that reaches the host, and answers about an app. */
+inline std::vector<Bytes> furtherPackets() {
+    std::vector<Bytes> packets;
+    for (unsigned type = 1; type <= 5; ++type) packets.push_back(packet(36, u8(type) + u8(1)));
+    packets.push_back(packet(68, u8(3) + u16(0x8001) + u16(2) + Bytes{1, 2}));
+    packets.push_back(packet(72, text("a://1") + u32(7) + u32(4) + u32(4) + Bytes(4)));
+    packets.push_back(packet(74, text("a://1") + u8(2)));
+    return packets;
+}
+
+/** All of them. */
+inline std::vector<Bytes> wholeSession() {
+    std::vector<Bytes> packets = phonePackets();
+    for (const Bytes& packet : furtherPackets()) packets.push_back(packet);
+    return packets;
+}
+
 }  // namespace quarlo::test
 
 #endif

@@ -6,10 +6,20 @@
 
 #include <cstdlib>
 
+#include "ApiCalls.h"
 #include "Tally.h"
 
 namespace quarlo::soak {
 namespace {
+
+/** Calls of which each is one packet. */
+const std::vector<const test::ApiCall*> packetCalls = [] {
+    std::vector<const test::ApiCall*> calls;
+    for (const test::ApiCall& call : test::apiCalls) {
+        if (call.about == test::About::Packet) calls.push_back(&call);
+    }
+    return calls;
+}();
 
 HeadUnit& of(void* context) {
     return *static_cast<HeadUnit*>(context);
@@ -172,44 +182,19 @@ void HeadUnit::sendNumbered(Channel& channel, UInt16 identifier, std::size_t len
     quarlo_CustomDataRaw(instance, identifier, static_cast<UInt16>(bytes.size()), bytes.data());
 }
 
-void HeadUnit::touch(Random& random) {
-    TouchEvent touches[3];
-    const unsigned fingers = random.between(1, 3);
-    for (unsigned i = 0; i < fingers; ++i) {
-        touches[i] = {eTOUCHTYPE_Moved, static_cast<UInt16>(random.between(0, 319)),
-                      static_cast<UInt16>(random.between(0, 191)), i};
-    }
-    quarlo_TouchEvents(instance, touches, static_cast<UInt8>(fingers));
-}
-
 void HeadUnit::callOnce(Random& random) {
-    void* const h = instance;
     constexpr unsigned numberedCalls = 6;
     const unsigned choice = random.between(0, 15);
     if (choice < numberedCalls) {
         return sendNumbered(exchange.fromHost, hostChannel, random.length(8, 60000));
     }
     if (choice == numberedCalls) {
-        return quarlo_FramebufferUpdateRequest(h, 0, 0, 0xFFFF, 0xFFFF, 0);
+        return quarlo_FramebufferUpdateRequest(instance, 0, 0, 0xFFFF, 0xFFFF, 0);
     }
     exchange.calls.next();
-    switch (choice) {
-        case 7:
-            return void(quarlo_SetMovingStatus(h, random.oneIn(2)));
-        case 8:
-            return void(quarlo_SetNightMode(h, random.oneIn(2)));
-        case 9:
-            return void(quarlo_PositionInformation(h, "$GPGGA,123519,4807.038,N,01131.000,E*47"));
-        case 10:
-            return void(quarlo_VoiceSessionStatus(h, eVOICESESSIONSTATUS_Idle,
-                                                  eVOICESESSIONSTATUSCONSTRAINT_NoConstraint));
-        case 11:
-            return void(quarlo_PhoneCallStatusResponse(h, ePHONECALLSTATUS_Active));
-        case 12:
-            return void(quarlo_SoftkeyEvent(h, eSOFTKEY_Home, eSOFTKEYEVENTTYPE_Press));
-        default:
-            return touch(random);
-    }
+    test::Arguments samples;
+    const auto last = static_cast<unsigned>(packetCalls.size() - 1);
+    packetCalls[random.between(0, last)]->call(instance, samples);
 }
 
 void HeadUnit::work(std::uint64_t seed) {

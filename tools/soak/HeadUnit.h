@@ -46,7 +46,6 @@ class HeadUnit {
     void work(std::uint64_t seed);
     void callOnce(Random& random);
     void sendNumbered(Channel& channel, UInt16 identifier, std::size_t length);
-    void touch(Random& random);
     void arrive(std::uint64_t number);
     void check(UInt16 x, UInt16 y, UInt16 width, UInt16 height, const UInt8* data, UInt32 length);
     void answerAudio(AudioControl control, UInt32 id) const;

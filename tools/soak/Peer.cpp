@@ -99,7 +99,14 @@ void Peer::expectNext(Channel& channel, std::uint64_t number, const char* what) 
 
 void Peer::hearCustomData(std::span<const std::uint8_t> bytes) {
     const auto packet = decode<packetClientCustomData>(bytes);
-    if (packet == nullptr || packet->Event != eCUSTOMDATAEVENT_Raw) return;
+    if (packet == nullptr) return;
+    if (packet->Event != eCUSTOMDATAEVENT_Raw || packet->Type > callbackChannel) {
+        // The library announces its version by itself.
+        const bool isVersion = packet->Event == eCUSTOMDATAEVENT_String &&
+                               packet->Type == eCLIENTCUSTOMDATASTRINGTYPE_IVIFirmwareVersionF;
+        if (!isVersion) ++exchange.calls.received;
+        return;
+    }
     const std::uint64_t number = numberOf({packet->pData, packet->Length});
     Channel& channel = packet->Type == hostChannel ? exchange.fromHost : exchange.fromCallbacks;
     expectNext(channel, number, "a message");
@@ -141,7 +148,8 @@ void Peer::handle(unsigned type, std::span<const std::uint8_t> packet) {
             return;
         case eEVENTTYPE_ClientVoiceSupportInfo:
         case eEVENTTYPE_ClientSettings:
-            // Part of the handshake: the host does not call for it.
+            // Part of the handshake, in which the host does not call for it.
+            if (inRun) ++exchange.calls.received;
             return;
         default:
             ++exchange.calls.received;
