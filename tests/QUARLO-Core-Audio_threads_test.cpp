@@ -196,19 +196,6 @@ TEST_F(AudioTimer, MayBeAnsweredFromItsOwnCallback) {
     }
 }
 
-TEST_F(AudioTimer, EndedByItselfIsJoinedByTheTeardown) {
-    {
-        Radio radio;
-        radio.react([&](AudioControl control, UInt32 id) {
-            if (control == eAUDIOCONTROL_Release) radio.answer(id, eAUDIOSTATUS_Close);
-        });
-        radio.ask(5, eAUDIOTYPE_Main, 1);
-        radio.answer(5, eAUDIOSTATUS_Open);
-        ASSERT_TRUE(radio.host.waitFor("audio Release 5 3"));
-    }
-    EXPECT_EQ(supervision::unjoined(), 0);
-}
-
 TEST_F(AudioTimer, OpenedAgainFromItsOwnCallbackGoesOn) {
     Radio radio;
     std::atomic<int> releases{0};
@@ -264,17 +251,6 @@ TEST_F(AudioTimer, MayWaitInItsCallbackForAnotherCaller) {
     EXPECT_TRUE(waitForEnd(radio));
 }
 
-TEST_F(AudioTimer, MayNotDeleteItsInstance) {
-    Radio radio;
-    radio.react([&](AudioControl control, UInt32) {
-        if (control == eAUDIOCONTROL_Release) quarlo_DeleteInstance(radio.handle());
-    });
-    radio.ask(5, eAUDIOTYPE_Main, 1);
-    radio.answer(5, eAUDIOSTATUS_Open);
-    ASSERT_TRUE(waitForEnd(radio));
-    EXPECT_TRUE(radio.host.has("WRN DeleteInstance - not allowed in a callback; ignored."));
-}
-
 /* ---- ends ---- */
 
 TEST_F(AudioTimer, OfADeletedInstanceAreEndedAndJoinedTogether) {
@@ -320,26 +296,6 @@ TEST_F(AudioTimer, AreEndedByTheElementOperation) {
     EXPECT_EQ(timers(), 0);
     EXPECT_EQ(listFreeElementDataAudio(element), eRETURN_OKAY);
     EXPECT_EQ(radio.answer(5, eAUDIOSTATUS_Close), eRETURN_OKAY);
-}
-
-TEST_F(AudioTimer, IsClosedByManyAtOnce) {
-    Radio radio;
-    for (int round = 0; round < 20; ++round) {
-        radio.ask(5, eAUDIOTYPE_Main, never);
-        radio.answer(5, eAUDIOSTATUS_Open);
-        std::atomic<int> closed{0};
-        std::vector<std::thread> hosts;
-        for (int i = 0; i < 4; ++i) {
-            hosts.emplace_back([&] {
-                if (radio.answer(5, eAUDIOSTATUS_Close) == eRETURN_OKAY) ++closed;
-            });
-        }
-        for (std::thread& host : hosts) host.join();
-        EXPECT_GE(closed, 1);
-        // The phone may use the number again.
-        EXPECT_TRUE(radio.host.waitUntil([&] { return Radio::sources().empty(); }));
-        EXPECT_EQ(timers(), 0);
-    }
 }
 
 }  // namespace

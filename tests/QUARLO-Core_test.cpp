@@ -149,28 +149,6 @@ TEST(Library, KnowsItsFeatures) {
     EXPECT_EQ(quarlo_Eng_HasFeature(nullptr, 0x3FFF), 1);
 }
 
-TEST(Callbacks, ReachTheHostInsideTheReceiverThread) {
-    const Library library;
-    Host host;
-    quarlo_SetOnMainThreadStartCallback(host.handle(), [](void* context) {
-        char name[16] = {};
-        pthread_getname_np(pthread_self(), name, sizeof name);
-        static_cast<Host*>(context)->note(std::string("start on ") + name);
-    });
-    quarlo_SetOnMainThreadEndCallback(host.handle(), [](void* context) {
-        auto* self = static_cast<Host*>(context);
-        // An instance cannot delete or start itself; the rest of the API is open to callbacks.
-        quarlo_DeleteInstance(self->handle());
-        Int32 error = 0;
-        self->note("restart " + std::to_string(quarlo_StartMainThreadEx(self->handle(), &error)));
-    });
-    host.run();
-    EXPECT_TRUE(host.has("start on quarlo RECEIVER"));
-    host.endLink();
-    EXPECT_TRUE(host.waitFor("restart 0"));
-    EXPECT_TRUE(host.has("WRN DeleteInstance - not allowed in a callback; ignored."));
-}
-
 /* ---- the table of all calls ---- */
 
 TEST(EveryCall, StandsOnceInTheTable) {

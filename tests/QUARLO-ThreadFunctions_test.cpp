@@ -270,21 +270,6 @@ TEST_F(Threads, WatchdogSeesLifeInEveryConsumption) {
     EXPECT_EQ(host.linesWith("WRN watchdog timeout").size(), 0U);
 }
 
-TEST_F(Threads, WatchdogMaySwitchItselfOff) {
-    Host host;
-    quarlo_SetErrorCallback(host.handle(), [](void* context, eErrorCode) {
-        auto* self = static_cast<Host*>(context);
-        quarlo_EnablePingWatchdog(self->handle(), 0, 1);
-        quarlo_DeleteInstance(self->handle());
-        self->note("reported");
-    });
-    host.run();
-    quarlo_EnablePingWatchdog(host.handle(), 1, 1);
-    ASSERT_TRUE(host.waitFor("reported"));
-    EXPECT_TRUE(host.waitFor("INF watchdog thread ends now."));
-    EXPECT_TRUE(host.has("WRN DeleteInstance - not allowed in a callback; ignored."));
-}
-
 TEST_F(Threads, WatchdogThatCannotBeCreated) {
     Host host;
     host.run();
@@ -475,40 +460,6 @@ TEST_F(Threads, TearsDownARecordOnlyOnce) {
     EXPECT_EQ(listFreeElementDataInstance(&host.record()->list), eRETURN_PARAM_VALUE);
     EXPECT_TRUE(host.has("WRN This instance has already been deleted."));
     EXPECT_TRUE(host.has("WRN main receiver thread is not (longer) running."));
-}
-
-TEST_F(Threads, ShutdownDeletesWhatIsLeft) {
-    Host* left = new Host;
-    left->run();
-    quarlo_Shutdown();
-    EXPECT_EQ(supervision::unjoined(), 0);
-    quarlo_Init();
-    left->abandon();
-    delete left;
-}
-
-TEST_F(Threads, ManyInstancesAtOnce) {
-    constexpr int count = 6;
-    std::vector<std::thread> hosts;
-    std::atomic<int> runs{0};
-    hosts.reserve(count);
-    for (int i = 0; i < count; ++i) {
-        hosts.emplace_back([&] {
-            for (int round = 0; round < 3; ++round) {
-                Host host;
-                host.run();
-                for (unsigned ping = 2; ping < 40; ++ping) {
-                    host.feed(packet(128, u32(ping)));
-                    quarlo_SetPixelFormat(host.handle(), ePIXELFORMAT_RGB888, 3,
-                                          ePIXELENDIANESS_LittleEndian);
-                }
-                host.settle();
-                if (host.sent().size() == 6 + 38 * 2) ++runs;
-            }
-        });
-    }
-    for (std::thread& thread : hosts) thread.join();
-    EXPECT_EQ(runs, count * 3);
 }
 
 }  // namespace

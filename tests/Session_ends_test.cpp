@@ -1,7 +1,7 @@
 /*
- * A whole session that ends at every byte, and an instance that is deleted at every stage, from
- * every thread that may, and while the host's code blocks: the end comes, nothing is left behind,
- * and what came before it was delivered.
+ * A whole session that ends at every byte, and an instance that is deleted at every stage and while
+ * the host's code blocks: the end comes, nothing is left behind, and what came before it was
+ * delivered.
  */
 #include <gtest/gtest.h>
 
@@ -249,88 +249,6 @@ TEST_F(Ends, WaitForACallbackThatReturns) {
         player.release();
         host.join();
         EXPECT_EQ(player.lines().back(), "OnMainThreadEnd");
-    }
-}
-
-/* ---- deletes on threads of the library ---- */
-
-/** A host that tries to delete another one when it is told something. */
-class Deleter : public Host {
-  public:
-    explicit Deleter(std::string line) : trigger(std::move(line)) {
-        victim.run();
-        quarlo_EnablePingWatchdog(victim.handle(), 1, 200);
-        quarlo_SetClientCapabilities(handle(), eCLIENTCAPABILITIES_AudioHandling, 1);
-        quarlo_SetProtocolCallback(handle(), [](void* context, eProtocolState state) {
-            told(context, std::string("state ") + _quarlo_getStateName(state));
-        });
-        quarlo_SetErrorCallback(handle(), [](void* context, eErrorCode code) {
-            told(context, std::string("error ") + _quarlo_getErrorName(code));
-        });
-        quarlo_SetAudioRequestCallback(
-            handle(), [](void* context, AudioControl control, UInt32 id, AudioType) {
-                if (control == eAUDIOCONTROL_Release) return told(context, "audio over");
-                quarlo_SetAudioStatus(hostOf(context).handle(), id, eAUDIOSTATUS_Open,
-                                      eAUDIOREQUESTRESULTCODE_NoError);
-            });
-        quarlo_SetOnMainThreadEndCallback(handle(),
-                                          [](void* context) { told(context, "thread end"); });
-    }
-    ~Deleter() { remove(); }
-    Deleter(const Deleter&) = delete;
-    Deleter& operator=(const Deleter&) = delete;
-
-  private:
-    static void told(void* context, const std::string& line) {
-        auto& self = static_cast<Deleter&>(hostOf(context));
-        if (line == self.trigger) quarlo_DeleteInstance(self.victim.handle());
-        self.note(line);
-    }
-
-    const std::string trigger;
-
-  public:
-    Host victim;
-};
-
-TEST_F(Ends, AreRefusedOnEveryThreadOfTheLibrary) {
-    struct Way {
-        const char* line;
-        std::function<void(Host&)> bring;
-    };
-    const Way ways[] = {
-        {"state RUN", [](Host& host) { host.run(); }},
-        {"thread end",
-         [](Host& host) {
-             host.start();
-             host.endLink();
-         }},
-        {"error INITIALIZATION_TIMEOUT",
-         [](Host& host) {
-             quarlo_SetInitialisationTimeout(host.handle(), 1);
-             host.start();
-         }},
-        {"error CONNECTION_TIMEOUT",
-         [](Host& host) {
-             host.run();
-             quarlo_EnablePingWatchdog(host.handle(), 1, 1);
-         }},
-        {"audio over",
-         [](Host& host) {
-             host.run();
-             host.feed(packet(58, u32(1) + u8(1) + u8(3) + u16(1)));
-         }},
-    };
-    for (const Way& way : ways) {
-        SCOPED_TRACE(way.line);
-        const Library library;
-        Deleter deleter(way.line);
-        way.bring(deleter);
-        EXPECT_TRUE(deleter.waitFor(way.line));
-        EXPECT_TRUE(deleter.victim.has("WRN DeleteInstance - not allowed in a callback; ignored."));
-        deleter.remove();
-        deleter.victim.remove();
-        EXPECT_EQ(supervision::unjoined(), 0);
     }
 }
 
