@@ -14,7 +14,8 @@
 
 #include "Values.h"
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 
 /** What is said about a word that is not one of the allowed. */
 inline CLI::ValidationError wrongWord(const std::string& option, const std::string& word,
@@ -64,6 +65,7 @@ CLI::Option* addNumber(CLI::App& app, const std::string& name, Target& target, u
                    description);
 }
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo
 
 #endif

@@ -8,7 +8,8 @@
 
 #include <utility>
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 
 class Descriptor {
   public:
@@ -29,6 +30,7 @@ class Descriptor {
     int value;
 };
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo
 
 #endif

@@ -1,6 +1,7 @@
 #include "Log.h"
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 
 double Log::seconds() const {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
@@ -19,4 +20,5 @@ void Log::detail(std::string_view kind, std::string_view text) const {
     if (isVerbose()) line(kind, text);
 }
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo

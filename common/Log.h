@@ -12,7 +12,8 @@
 
 #include "Text.h"
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 
 enum class LogLevel { Quiet, Normal, Verbose };
 
@@ -36,6 +37,7 @@ class Log {
     mutable std::mutex lock;
 };
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo
 
 #endif

@@ -4,7 +4,8 @@
 
 #include <algorithm>
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 
 std::string nameAmong(std::span<const NamedValue> values, unsigned value) {
     for (const NamedValue& entry : values) {
@@ -41,4 +42,5 @@ std::string flagsAmong(std::span<const NamedValue> values, unsigned flags) {
     return names.empty() ? "none" : names;
 }
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo

@@ -13,7 +13,8 @@
 
 #include "QUARLO-Core-Types.h"
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 
 struct NamedValue {
     std::string_view enumerator;
@@ -66,6 +67,7 @@ std::string wireNames() {
     return namesAmong(valuesOf(std::type_identity<Type>()));
 }
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo
 
 #endif

@@ -9,7 +9,8 @@
 #include <cstdint>
 #include <vector>
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 
 struct Size {
     int width = 0;
@@ -76,6 +77,7 @@ struct Picture {
     }
 };
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo
 
 #endif

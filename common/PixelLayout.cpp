@@ -1,6 +1,7 @@
 #include "PixelLayout.h"
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 
 UInt8 bytesPerPixel(PixelFormat format) {
     switch (format) {
@@ -29,4 +30,5 @@ std::optional<PixelLayout> pixelLayoutOf(PixelFormat format, PixelEndianess orde
     return layout;
 }
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo

@@ -9,7 +9,8 @@
 
 #include "QUARLO.Connector.IVI-API-Types_C.h"
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 
 /** @return 0 for a format that does not exist */
 UInt8 bytesPerPixel(PixelFormat format);
@@ -28,6 +29,7 @@ struct PixelLayout {
 std::optional<PixelLayout> pixelLayoutOf(PixelFormat format, PixelEndianess order,
                                          UInt8 bytesPerPixel);
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo
 
 #endif

@@ -8,7 +8,8 @@
 
 #include "Text.h"
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 
 std::string writePng(const Picture& picture, const std::string& path, Effort effort) {
     png_image image{};
@@ -38,4 +39,5 @@ std::string pictureName(const char* kind, unsigned number) {
     return format("%s-%04u.png", kind, number);
 }
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo

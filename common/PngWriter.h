@@ -9,7 +9,8 @@
 
 #include "Picture.h"
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 
 enum class Effort { Fast, Small };
 
@@ -19,6 +20,7 @@ std::string writePng(const Picture& picture, const std::string& path, Effort eff
 /** The name of one of many: frame-0001.png. */
 std::string pictureName(const char* kind, unsigned number);
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo
 
 #endif

@@ -3,7 +3,8 @@
 #include <cstdarg>
 #include <cstdio>
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 
 std::string printable(std::string_view text, std::size_t most) {
     while (text.ends_with('\n')) text.remove_suffix(1);
@@ -24,4 +25,5 @@ std::string format(const char* pattern, ...) {
     return length < 0 ? std::string() : std::string(text);
 }
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo

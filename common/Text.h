@@ -7,7 +7,8 @@
 #include <string>
 #include <string_view>
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 
 /**
  * The text without control characters, which could take over a terminal, and without a last
@@ -19,6 +20,7 @@ std::string printable(std::string_view text, std::size_t most = std::string_view
 /** printf into a string. */
 [[gnu::format(printf, 1, 2)]] std::string format(const char* pattern, ...);
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo
 
 #endif

@@ -5,7 +5,8 @@
 
 #include "WordTable.h"
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 namespace {
 
 constexpr Word<PixelFormat> formats[] = {
@@ -139,4 +140,5 @@ std::string nameOfCompressions(FrameCompression mask) {
     return names.empty() ? "unknown" : names;
 }
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo

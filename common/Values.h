@@ -12,7 +12,8 @@
 #include "Picture.h"
 #include "PixelLayout.h"
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 
 /** Where the other side is: a TCP host and port, the path of a Unix socket, or a serial device. */
 struct Endpoint {
@@ -53,6 +54,7 @@ const char* nameOf(PixelEndianess order);
 /** A combination reads "zlib,raw". */
 std::string nameOfCompressions(FrameCompression compressions);
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo
 
 #endif

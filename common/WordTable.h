@@ -9,7 +9,8 @@
 #include <string>
 #include <string_view>
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 
 template <typename Value>
 struct Word {
@@ -52,6 +53,7 @@ inline std::optional<Split> splitAt(std::string_view text, std::size_t position)
     return Split{text.substr(0, position), text.substr(position + 1)};
 }
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo
 
 #endif

@@ -2,7 +2,8 @@
 
 #include <charconv>
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 namespace {
 
 constexpr const char* blanks = " \t\r";
@@ -74,4 +75,5 @@ std::vector<UInt8> Words::bytes(std::size_t maximum) {
     return bytes;
 }
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo

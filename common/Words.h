@@ -11,7 +11,8 @@
 
 #include "Names.h"
 
-namespace quarlo::inline common {
+namespace quarlo {
+inline namespace common {
 
 class Words {
   public:
@@ -63,6 +64,7 @@ class Words {
     bool isWrong = false;
 };
 
-}  // namespace quarlo::inline common
+}  // namespace common
+}  // namespace quarlo
 
 #endif
