@@ -26,19 +26,21 @@
 extern "C" {
 #endif
 
-/** Bytes of a packet before its payload. */
-enum { QUARLO_PACKET_HEADER = 9 };
+/** Sizes of the stream. */
+enum {
+    QUARLO_PACKET_HEADER = 9 /**< bytes of a packet before its payload */
+};
 
 /** Where a stream stands. Set to QUARLO_FRAMING_BEGIN where a stream begins; else only read. */
 typedef struct {
-    UInt64 begin;   /**< position in the stream of the packet's first byte */
-    UInt64 taken;   /**< bytes of the packet so far, header included */
-    Flag hasHeader; /**< the header is complete: what follows is known */
-    Flag isWhole;   /**< the packet is complete; the next bytes begin another */
-    UInt8 type;     /**< eEVENTTYPE_..., or whatever the stream says */
-    UInt32 flags;
-    UInt32 payloadSize;
-    UInt8 header[QUARLO_PACKET_HEADER];
+    UInt64 begin;                       /**< position in the stream of the packet's first byte */
+    UInt64 taken;                       /**< bytes of the packet so far, header included */
+    Flag hasHeader;                     /**< the header is complete: what follows is known */
+    Flag isWhole;                       /**< the packet is complete; the next bytes begin another */
+    UInt8 type;                         /**< eEVENTTYPE_..., or whatever the stream says */
+    UInt32 flags;                       /**< of the header */
+    UInt32 payloadSize;                 /**< bytes behind the header; whatever the stream says */
+    UInt8 header[QUARLO_PACKET_HEADER]; /**< its bytes, as far as they have come */
 } quarloFraming;
 
 /** Initialises a quarloFraming. */
@@ -49,13 +51,20 @@ typedef struct {
         }                      \
     }
 
-/** Four bytes as the number that they stand for. */
+/**
+ * Four bytes of a packet as the number that they stand for.
+ * @param bytes four, the lowest first; not aligned
+ * @return the number
+ */
 static inline UInt32 quarloFraming_Number(const UInt8* bytes) {
     return (UInt32)bytes[0] | (UInt32)bytes[1] << 8 | (UInt32)bytes[2] << 16 |
            (UInt32)bytes[3] << 24;
 }
 
-/** Bytes of the packet that are still to come; before the header is complete those of the header.
+/**
+ * How much of the packet is still to come.
+ * @param framing where the stream stands
+ * @return bytes; before the header is complete those of the header
  */
 static inline UInt64 quarloFraming_Missing(const quarloFraming* framing) {
     const UInt64 whole =
@@ -81,7 +90,10 @@ static inline size_t quarloFraming_TakePart(quarloFraming* framing, const UInt8*
 }
 
 /**
- * Takes the next bytes of the stream, up to the end of the present packet.
+ * Takes the next bytes of the stream, up to the end of the present packet. A framing is used by one
+ * thread at a time.
+ * @param framing where the stream stands; is moved on
+ * @param bytes,size the next of the stream; none of them is kept but those of the header
  * @return how many were taken: all of them, or fewer when the packet ends before; then
  * framing->isWhole is 1, and the rest is to be handed over again. 0 only for size 0.
  */

@@ -1,6 +1,8 @@
 /**
  * @file
  * Sessions: an instance, its transport and their renewal. See quarlo-links.h.
+ *
+ * The first argument of a session's callbacks is the context of its configuration.
  */
 #ifndef QUARLO_SESSION_H
 #define QUARLO_SESSION_H
@@ -28,7 +30,8 @@ typedef enum quarloTransportKind QUARLO_AS_INT {
 /**
  * Opens the link of an eTRANSPORT_Custom session, on the session thread. quarloSession_Delete waits
  * for it: what takes long should end when quarloSession_GetInterrupt is readable.
- * @param failure to be filled when null is returned
+ * @param session whose link it is
+ * @param failure to be filled when null is returned; never null
  * @return the link, which the session closes; or null
  */
 typedef quarloLink* (*quarloSessionOpen)(void* context, quarloSession* session,
@@ -39,15 +42,15 @@ typedef quarloLink* (*quarloSessionOpen)(void* context, quarloSession* session,
  * the kind uses.
  */
 typedef struct {
-    size_t size;
-    const char* address; /**< host, interface (null: loopback), socket file or device */
-    quarloSessionOpen open;
+    size_t size;              /**< of the struct as the host was compiled with it */
+    const char* address;      /**< host, interface (null: loopback), socket file or device */
+    quarloSessionOpen open;   /**< Custom: opens the link */
     quarloListener* listener; /**< stays the host's; closed after the sessions are deleted */
-    quarloTransportKind kind;
-    UInt32 baudRate; /**< bits per second */
-    UInt16 port;     /**< 1 to 65535; servers: also 0, for any free one */
-    Flag useRtsCts;
-    UInt8 reserved[5];
+    quarloTransportKind kind; /**< which of the members count */
+    UInt32 baudRate;          /**< bits per second */
+    UInt16 port;              /**< 1 to 65535; servers: also 0, for any free one */
+    Flag useRtsCts;           /**< Serial: 1 switches hardware flow control on */
+    UInt8 reserved[5];        /**< 0 */
 } quarloTransport;
 
 /** What a session is doing. */
@@ -62,15 +65,19 @@ typedef enum quarloSessionState QUARLO_AS_INT {
 
 /** What a state callback is told; valid during the call. */
 typedef struct {
-    size_t size;        /**< of what the library fills in */
-    const char* reason; /**< Waiting, GivenUp: the reason in one line; else empty */
-    quarloSessionState state;
-    UInt32 attempt;    /**< attempts to connect since a lasting RUN was left, from 1 */
-    UInt32 remaining;  /**< Waiting: milliseconds until the next attempt */
+    size_t size;              /**< of what the library fills in */
+    const char* reason;       /**< Waiting, GivenUp: the reason in one line; else empty */
+    quarloSessionState state; /**< what the session does now */
+    UInt32 attempt;           /**< attempts to connect since a lasting RUN was left, from 1 */
+    UInt32 remaining;         /**< Waiting: milliseconds until the next attempt */
     Int32 errorNumber; /**< Waiting, GivenUp: the reason as an errno value; 0 if it has none */
 } quarloSessionInfo;
 
-/** Tells of every change of state, and once a second while Waiting; on the session thread. */
+/**
+ * Tells of every change of state, and once a second while Waiting; on the session thread.
+ * @param session which one; its quarloSession_Start may not have returned yet
+ * @param info valid during the call
+ */
 typedef void (*quarloSessionStateCallback)(void* context, quarloSession* session,
                                            const quarloSessionInfo* info);
 
@@ -79,6 +86,8 @@ typedef void (*quarloSessionStateCallback)(void* context, quarloSession* session
  * quarlo_CreateInstance and quarlo_StartMainThread except the links, the callback context, the
  * protocol callback, the error callback and the initialisation timeout, which belong to the
  * session: its handshake limit stands in for the latter. On the session thread.
+ * @param session whose instance it is
+ * @param instance handle; not to be started or deleted
  * @return eRETURN_OKAY to start the instance; any other value makes the attempt fail
  */
 typedef eReturnCode (*quarloSessionConfigure)(void* context, quarloSession* session,
@@ -88,20 +97,26 @@ typedef eReturnCode (*quarloSessionConfigure)(void* context, quarloSession* sess
  */
 
 /** What of frames is to be changed; bits. */
-enum { eFRAMECHANGE_Size = 1, eFRAMECHANGE_PixelFormat = 2, eFRAMECHANGE_Compression = 4 };
+enum {
+    eFRAMECHANGE_Size = 1,        /**< width, height and their millimetres */
+    eFRAMECHANGE_PixelFormat = 2, /**< format, order and bytesPerPixel */
+    eFRAMECHANGE_Compression = 4  /**< compression */
+};
 
 /** A change of frames. Set all of it to 0, then size to sizeof(quarloFrameChange), then the rest.
  */
 typedef struct {
-    size_t size;
-    UInt32 what;                          /**< eFRAMECHANGE_..., at least one */
-    UInt32 width, height;                 /**< pixels, 1 to 65535; see quarlo_SetFrameSize */
-    UInt32 physicalWidth, physicalHeight; /**< millimetres, 0 to 65535 */
-    UInt32 bytesPerPixel;                 /**< 1 to 255; see quarlo_SetPixelFormat */
-    UInt32 format;                        /**< a PixelFormat */
-    UInt32 order;                         /**< a PixelEndianess */
-    UInt32 compression;                   /**< see quarlo_OverrideCompressionFormat */
-    UInt32 reserved;
+    size_t size;           /**< of the struct as the host was compiled with it */
+    UInt32 what;           /**< eFRAMECHANGE_..., at least one */
+    UInt32 width;          /**< pixels, 1 to 65535; see quarlo_SetFrameSize */
+    UInt32 height;         /**< pixels, 1 to 65535 */
+    UInt32 physicalWidth;  /**< millimetres, 0 to 65535 */
+    UInt32 physicalHeight; /**< millimetres, 0 to 65535 */
+    UInt32 bytesPerPixel;  /**< 1 to 255; see quarlo_SetPixelFormat */
+    UInt32 format;         /**< a PixelFormat */
+    UInt32 order;          /**< a PixelEndianess */
+    UInt32 compression;    /**< see quarlo_OverrideCompressionFormat */
+    UInt32 reserved;       /**< 0 */
 } quarloFrameChange;
 
 /** How a change of frames has ended. */
@@ -133,13 +148,17 @@ typedef enum quarloChangePhase QUARLO_AS_INT {
 
 /** What a change callback is told; valid during the call. */
 typedef struct {
-    size_t size; /**< of what the library fills in */
-    const quarloFrameChange* change;
-    quarloChangePhase phase;
-    quarloChangeResult result; /**< Over */
+    size_t size;                     /**< of what the library fills in */
+    const quarloFrameChange* change; /**< as it was asked for; not null */
+    quarloChangePhase phase;         /**< where it stands */
+    quarloChangeResult result;       /**< Over */
 } quarloFrameChangeInfo;
 
-/** Tells of the changes that quarloSession_ChangeFrames was asked for; on the session thread. */
+/**
+ * Tells of the changes that quarloSession_ChangeFrames was asked for; on the session thread.
+ * @param session which one
+ * @param info valid during the call
+ */
 typedef void (*quarloFrameChangeCallback)(void* context, quarloSession* session,
                                           const quarloFrameChangeInfo* info);
 
@@ -148,22 +167,22 @@ typedef void (*quarloFrameChangeCallback)(void* context, quarloSession* session,
 
 /**
  * What a session is to do. Set all of it to 0, then size to sizeof(quarloSessionConfig), then what
- * is wanted: 0 and null stand for the defaults, also of members that later releases add. Everything
- * is copied. Times are in milliseconds, 1 to 2^32 - 1 unless another range is given.
+ * is to differ: 0 and null stand for the defaults, also of members that later releases add.
+ * Everything is copied. Times are in milliseconds, 1 to 2^32 - 1 unless another range is given.
  */
 typedef struct {
-    size_t size;
+    size_t size;                      /**< of the struct as the host was compiled with it */
     const quarloTransport* transport; /**< not null */
     const char* description;          /**< the host's name for itself; see quarlo_CreateInstance */
     /** First argument of the session's callbacks and, if not null, of all callbacks of its
      * instances. Not to be shared with another session or attached link. */
     void* context;
-    quarloSessionConfigure configure;         /**< may be null */
-    quarloSessionStateCallback stateCallback; /**< may be null */
+    quarloSessionConfigure configure;         /**< sets each instance up; may be null */
+    quarloSessionStateCallback stateCallback; /**< told of the session's state; may be null */
     quarloProtocolCallback protocolCallback;  /**< see quarlo_SetProtocolCallback; may be null */
     quarloErrorCallback errorCallback;        /**< see quarlo_SetErrorCallback; never told of
                                                * INITIALIZATION_TIMEOUT; may be null */
-    quarloFrameChangeCallback changeCallback; /**< may be null */
+    quarloFrameChangeCallback changeCallback; /**< told of changes of frames; may be null */
     const quarloObserver* observer;           /**< of all links of the session; may be null */
     UInt32 connectLimit;   /**< for one attempt to connect; default 5000, servers wait for ever */
     UInt32 handshakeLimit; /**< from Connected to Running; default 60000 */
@@ -183,10 +202,12 @@ typedef struct {
  * Starts a session. quarlo_Init must have been called, and quarlo_Shutdown must wait for
  * quarloSession_Delete. A connection is given up for lost, and replaced, when the instance stops
  * (end of the transport, refusal by the phone), when the ping watchdog or the handshake limit
- * reports silence, or when the host asks for it.
+ * reports silence, or when the host asks for it. Does not wait for a connection.
+ * @param config is copied, with all it leads to
  * @param failure says why, when null is returned: EINVAL for a configuration that makes no sense,
  * and what of it does not; may be null
- * @return the session; callbacks may be made before this function returns
+ * @return the session, to be freed with quarloSession_Delete; or null. Callbacks may be made before
+ * this function returns
  */
 QUARLO_API quarloSession* quarloSession_Start(const quarloSessionConfig* config,
                                               quarloLinkFailure* failure);
@@ -194,11 +215,16 @@ QUARLO_API quarloSession* quarloSession_Start(const quarloSessionConfig* config,
 /**
  * Lends the session's present instance to the caller: it is not deleted before
  * quarloSession_Release is called. For every use of the API outside the instance's own callbacks.
- * Hold it briefly, as for one call, and not over quarloSession_Delete. From any thread.
+ * Hold it briefly, as for one call, and not over quarloSession_Delete. From any thread; does not
+ * wait for a connection.
+ * @param session whose instance; null gives null
  * @return the instance, or null while there is none or it is about to be deleted
  */
 QUARLO_API void* quarloSession_Acquire(quarloSession* session);
-/** Gives back what quarloSession_Acquire returned (not null). */
+/**
+ * Gives back what quarloSession_Acquire returned (not null). From any thread.
+ * @param session the same
+ */
 QUARLO_API void quarloSession_Release(quarloSession* session);
 
 /**
@@ -210,6 +236,7 @@ QUARLO_API void quarloSession_Release(quarloSession* session);
  * for the whole screen afterwards; frame requests that the host has suspended stay so. Changes that
  * are asked for meanwhile follow, in their order. Each connection begins with what configure sets:
  * a change that was Lost is to be made there.
+ * @param session in RUN
  * @param change is copied
  * @param result null: asks for it only, from any thread and from callbacks; the change callback
  * tells the rest. Otherwise waits until the change is over and receives what became of it: not on a
@@ -223,7 +250,12 @@ QUARLO_API eReturnCode quarloSession_ChangeFrames(quarloSession* session,
                                                   const quarloFrameChange* change,
                                                   quarloChangeResult* result);
 
-/** As quarloLink_GetPacketCount, over all connections of the session. From any thread. */
+/**
+ * As quarloLink_GetPacketCount, over all connections of the session. From any thread.
+ * @param session whose packets
+ * @param direction,type,packets,bytes see quarloLink_GetPacketCount
+ * @return eRETURN_OKAY, eRETURN_NULL_HANDLE for null, or eRETURN_PARAM_VALUE as there
+ */
 QUARLO_API eReturnCode quarloSession_GetPacketCount(quarloSession* session,
                                                     quarloDirection direction, UInt32 type,
                                                     UInt64* packets, UInt64* bytes);
@@ -231,21 +263,29 @@ QUARLO_API eReturnCode quarloSession_GetPacketCount(quarloSession* session,
 /**
  * For a custom transport's open: a descriptor that becomes readable when the session is to stop or
  * to connect anew. It stays the session's, and is not to be read from or closed.
+ * @param session which is given to open
  * @return the descriptor; -1 for null
  */
 QUARLO_API int quarloSession_GetInterrupt(quarloSession* session);
 
-/** Drops the present connection, ends a pause or a giving up, and connects at once. Asks for it
- * only; from any thread and from callbacks. */
+/**
+ * Drops the present connection, ends a pause or a giving up, and connects at once. Asks for it
+ * only; from any thread and from callbacks.
+ * @param session null is ignored
+ */
 QUARLO_API void quarloSession_Reconnect(quarloSession* session);
 
-/** Ends the session: deletes the instance, closes the transport, reports Stopped. Asks for it only;
- * from any thread and from callbacks. */
+/**
+ * Ends the session: deletes the instance, closes the transport, reports Stopped. Asks for it only;
+ * from any thread and from callbacks.
+ * @param session null is ignored
+ */
 QUARLO_API void quarloSession_Stop(quarloSession* session);
 
 /**
  * Stops the session, waits for its end and frees it. Interrupts every wait but a custom transport's
  * open.
+ * @param session not to be used by another thread any more
  * @return eRETURN_OKAY; eRETURN_NULL_HANDLE for null; eRETURN_NOT_ALLOWED, with the session left as
  * it is, on every thread of the library and of a session, whichever session it is about
  */

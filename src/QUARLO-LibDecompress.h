@@ -18,15 +18,23 @@
 extern "C" {
 #endif
 
-/** Allocator and matching release handed to plug-ins, so that the host sees one heap. */
+/**
+ * The library's allocator, handed to plug-ins so that the host sees one heap. From any thread.
+ * @param amount bytes
+ * @return the block, the plug-in's until it gives it to hostFree; null without memory
+ */
 typedef void* (*hostMalloc)(size_t amount);
+/**
+ * The matching release. From any thread.
+ * @param block of hostMalloc, or null
+ */
 typedef void (*hostFree)(void* block);
 
 /** Filled by both sides of "quarloCompression_initialise". */
 typedef struct decompressInitParamsStruct {
     UInt16 versionMajor;          /**< out: version of the plug-in */
-    UInt16 versionMinor;          /**< out */
-    UInt16 versionBuild;          /**< out */
+    UInt16 versionMinor;          /**< out: its second number */
+    UInt16 versionBuild;          /**< out: its third */
     FrameCompression compression; /**< out: the one bit that the plug-in decodes */
     hostMalloc mallocFunction;    /**< in: allocator to use, also after initialise has returned */
     hostFree freeFunction;        /**< in: release for it */
@@ -34,8 +42,8 @@ typedef struct decompressInitParamsStruct {
 
 /** One rectangle to decode; everything is filled by the caller and owned by it. */
 typedef struct decompressParamsStruct {
-    UInt16 width;                 /**< rectangle size in pixels */
-    UInt16 height;                /**< */
+    UInt16 width;                 /**< of the rectangle, in pixels */
+    UInt16 height;                /**< of the rectangle, in pixels */
     UInt8 bpp;                    /**< bytes per pixel of the rectangle */
     PixelFormat format;           /**< pixel format of the rectangle */
     PixelEndianess endian;        /**< byte order of its pixels */
@@ -51,7 +59,7 @@ typedef struct decompressParamsStruct {
 
 /** Result of decompress. */
 typedef enum _DECOMPRESSION_ERROR_T {
-    eDECOMPRESSERROR_NONE = 0,
+    eDECOMPRESSERROR_NONE = 0,               /**< decoded */
     eDECOMPRESSERROR_NULL_PARAM = 1,         /**< a null argument */
     eDECOMPRESSERROR_NULL_PARAM_CONTENT = 2, /**< a null pointer in the parameter record */
     eDECOMPRESSERROR_PARAM_CONTENT = 3,      /**< a value in the parameter record is not accepted */
@@ -63,9 +71,19 @@ typedef enum _DECOMPRESSION_ERROR_T {
     eDECOMPRESSERROR_JPEG_ERROR = 8          /**< broken data; the detail code is the decoder's */
 } eDECOMPRESSERROR;
 
-/** "quarloCompression_initialise": returns 0 for success; fills every out field. */
+/**
+ * "quarloCompression_initialise". Called once by quarlo_Init, on its thread, before any decompress.
+ * @param parameter the in fields are filled, the out fields are the plug-in's to fill; valid during
+ * the call
+ * @return 0 for success; any other value makes the library close the plug-in and go on without it
+ */
 typedef Int32 (*decompressInitialiseFunction)(decompressInitParameter* parameter);
-/** "quarloCompression_decompress": returns an eDECOMPRESSERROR value and sets the detail code. */
+/**
+ * "quarloCompression_decompress". Called on receiver threads, on several at once.
+ * @param parameter the rectangle; it and its buffers are valid during the call
+ * @param detailCode out: the decoder's own number of a failure, for traces; 0 without one
+ * @return an eDECOMPRESSERROR value
+ */
 typedef Int32 (*decompressionFunction)(decompressParameter* parameter, Int32* detailCode);
 
 #ifdef __cplusplus

@@ -18,8 +18,8 @@ extern "C" {
 /** Filled by both sides of "quarloScale_initialise". */
 typedef struct scaleInitParamsStruct {
     UInt16 versionMajor;       /**< out: version of the plug-in */
-    UInt16 versionMinor;       /**< out */
-    UInt16 versionBuild;       /**< out */
+    UInt16 versionMinor;       /**< out: its second number */
+    UInt16 versionBuild;       /**< out: its third */
     hostMalloc mallocFunction; /**< in: allocator to use, also after initialise has returned */
     hostFree freeFunction;     /**< in: release for it */
 } scaleInitParameter;
@@ -44,16 +44,26 @@ typedef struct scaleParamsStruct {
 
 /** Result of scale. */
 typedef enum _SCALE_ERROR_T {
-    eSCALEERROR_NONE = 0,
+    eSCALEERROR_NONE = 0,               /**< scaled */
     eSCALEERROR_NULL_PARAM = 1,         /**< a null argument */
     eSCALEERROR_NULL_PARAM_CONTENT = 2, /**< a null buffer */
     eSCALEERROR_MEM_ALLOC = 3,          /**< an allocation failed */
     eSCALEERROR_PARAM_VALUE = 4         /**< a size or format is not accepted */
 } eSCALEERROR;
 
-/** "quarloScale_initialise": returns 0 for success; fills every out field. */
+/**
+ * "quarloScale_initialise". Called once by quarlo_Init, on its thread, before any scale.
+ * @param parameter the in fields are filled, the out fields are the plug-in's to fill; valid during
+ * the call
+ * @return 0 for success; any other value makes the library close the plug-in and go on without it
+ */
 typedef Int32 (*scaleInitialiseFunction)(scaleInitParameter* parameter);
-/** "quarloScale_scale": returns an eSCALEERROR value and sets the detail code. */
+/**
+ * "quarloScale_scale". Called on receiver threads, on several at once.
+ * @param parameter the picture; it and its buffers are valid during the call
+ * @param detailCode out: the plug-in's own number of a failure, for traces; 0 without one
+ * @return an eSCALEERROR value
+ */
 typedef Int32 (*scaleFunction)(scaleParameter* parameter, Int32* detailCode);
 
 #ifdef __cplusplus
