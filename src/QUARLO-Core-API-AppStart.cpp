@@ -111,7 +111,8 @@ eReturnCode requestIcon(quarlo_CoreInstance* obj, const IconRequest& request) {
     }
     wire::Outgoing<packetClientRequestAppIcon> outgoing;
     const Built built = buildIconRequest(obj, request, outgoing);
-    // Deliberate: the text names another packet.
+    // Deliberate: the text names another packet. Programs that read traces know a line by its text,
+    // which is a part of the interface.
     return conclude(obj, outgoing, built, "creation of ClientSettings packet failed.");
 }
 

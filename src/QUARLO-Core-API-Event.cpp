@@ -104,7 +104,8 @@ UInt16 quarlo_GetServerAppName(void* instanceHandle, char* textBuffer, UInt16 te
 ServerCapabilities quarlo_GetServerCapabilities(void* instanceHandle) {
     return api(instanceHandle, ServerCapabilities{0}, [](quarlo_CoreInstance* obj) {
         trace(obj, eTRACECLASS_INFORMATION, "GetServerCapabilities");
-        // Deliberate: the deprecated flag never reaches the host.
+        // Deliberate: the deprecated flag never reaches the host: no call of this interface goes
+        // with it.
         constexpr ServerCapabilities hidden = eSERVERCAPABILITIES_EnableVoiceControlDeprecated;
         return obj->serverCapabilities.get() & ~hidden;
     });

@@ -1,5 +1,5 @@
 /*
- * Host-facing half of the frame path: how the screen is wanted, and requests for it. Any host
+ * Host-facing half of the frame path: how the host wants the screen, and requests for it. Any host
  * thread; internalLock guards the configuration, which the receiver thread reads.
  */
 #include "QUARLO-Core-Library.h"
@@ -205,7 +205,8 @@ void quarlo_FramebufferUpdateRequest(void* instanceHandle, UInt16 x0, UInt16 y0,
 
 void quarlo_FrambufferUpdateRequest(void* instanceHandle, UInt16 x0, UInt16 y0, UInt16 width,
                                     UInt16 height, Flag incremental) {
-    // Deliberate: a misspelt name that hosts have been linked against.
+    // Deliberate: the interface has the call under two names, and hosts may be linked against
+    // either.
     quarlo_FramebufferUpdateRequest(instanceHandle, x0, y0, width, height, incremental);
 }
 

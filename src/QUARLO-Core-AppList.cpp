@@ -127,7 +127,8 @@ void makeCopy(genericList& catalogue, Copying& copying) {
     copying.text = "memory allocation failed for app info list.";
     auto* list = wire::Heap::make<AppInfoList>();
     if (list == nullptr) return;
-    // Deliberate: the count has one byte, so a longer catalogue is copied modulo 256.
+    // Deliberate: the count has one byte, so a longer catalogue is copied modulo 256: a host that
+    // loops over the count stays within what is filled.
     list->NumberOfEntries = static_cast<UInt8>(copying.length);
     copying.text = "memory allocation failed for app info.";
     void* block = quarlo_malloc(Pieces::sizeOf<AppInfo*>(copying.length) +

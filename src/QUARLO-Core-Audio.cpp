@@ -38,7 +38,7 @@ void unlist(audioSource* source) {
     release(source);
 }
 
-/** Ends the sources that are wanted. */
+/** Ends the sources that the caller chooses. */
 template <class Wanted>
 void endSources(Wanted isWanted) {
     {
@@ -202,7 +202,8 @@ void* quarlo_AudioTimeoutThread(void* args) {
 }
 
 AudioType mixAudioTypes(AudioType current, AudioType additional) {
-    // Deliberate: Main outranks everything, also a critical announcement.
+    // Deliberate: Main outranks everything, also a critical announcement: it is what goes on when
+    // the others are over, so the channel stays set up for it while they are mixed in.
     constexpr UInt8 ranks[] = {0, 1, 2, 6, 3, 4, 5};
     const bool isCurrentKnown =
         current >= eAUDIOTYPE_Ignore && current <= eAUDIOTYPE_CriticalAnnouncement;

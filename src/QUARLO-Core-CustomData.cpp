@@ -55,7 +55,8 @@ eReturnCode checkString(quarlo_CoreInstance* obj, UInt16 type, StringEncoding en
 qrString stringOf(StringEncoding encoding, const char* text) {
     constexpr std::size_t tooLong = 65536 - 3;
     std::size_t length = text == nullptr ? 0 : std::strlen(text);
-    // Deliberate: a text that does not fit is sent empty, not cut.
+    // Deliberate: a text that does not fit is sent empty, not cut: the phone would take the part
+    // for the whole, and it might end inside a character.
     if (length >= tooLong) length = 0;
     qrString string = borrowBytes(text, static_cast<UInt16>(length));
     string.Encoding = encoding;
@@ -111,7 +112,8 @@ eReturnCode checkKey(quarlo_CoreInstance* obj, ClientCustomDataKeyType type,
     if (type < eCLIENTCUSTOMDATAKEYTYPE_Press || type > eCLIENTCUSTOMDATAKEYTYPE_Abort) {
         return refuse(obj, invalidType, eCUSTOMDATAEVENT_Key, type);
     }
-    // Deliberate: the text for a wrong code shows the type.
+    // Deliberate: the text for a wrong code shows the type, because a number that stands for no key
+    // tells nothing, and the type which of the host's calls it was.
     return quarlo_IsClientCustomDataKeyCodeValid(code) != 0
                ? eRETURN_OKAY
                : refuse(obj, invalidCode, eCUSTOMDATAEVENT_Key, type);

@@ -194,7 +194,9 @@ eReturnCode allocatePicture(quarlo_CoreInstance* obj, UInt8** buffer, std::size_
                             std::uint64_t requested, std::uint64_t limit) {
     trace(obj, eTRACECLASS_INFORMATION, "(Re-)Allocate Frame Buffer");
     if (*buffer != nullptr && *size >= requested && requested <= limit) {
-        // Deliberate: the recorded size follows the request, so a later larger one allocates anew.
+        // Deliberate: the recorded size follows the request, although the block is larger. The next
+        // larger request replaces the block then, so that a single huge picture does not keep its
+        // memory for the whole session.
         *size = static_cast<std::size_t>(requested);
         return eRETURN_OKAY;
     }

@@ -134,7 +134,8 @@ void copyFilter(quarlo_CoreInstance* obj, Keys& keys) {
     }
 }
 
-/** Deliberate: the host is told first and may still give values in that callback. */
+/** Deliberate: the host is told before the filter goes, so that a value which it gives in that
+ * callback is taken and not refused as one that nobody asked for. */
 void clearFilter(quarlo_CoreInstance* obj, bool isHostTold) {
     Keys old;
     copyFilter(obj, old);
@@ -217,7 +218,8 @@ bool isBlacklisted(UInt32 key) {
     return std::find(vehicleDataBlackList, end, key) != end;
 }
 
-/** Deliberate: the line is prepared for information tracing and shown with verbose tracing. */
+/** Deliberate: shown only where information and verbose tracing are on, since values tell where
+ * somebody is and how he drives: one class alone does not bring them into a log. */
 void traceValue(quarlo_CoreInstance* obj, UInt32 key, const char* text) {
     constexpr int shown = 79;
     if (!traces(obj, eTRACECLASS_INFORMATION)) return;
@@ -264,7 +266,9 @@ Listing extendBlacklist(UInt32 key) {
     std::copy_n(vehicleDataBlackList, length, grown);
     grown[length] = key;
     quarlo_free(std::exchange(vehicleDataBlackList, grown));
-    // Deliberate: the length has one byte; the 256th key makes it 0 and the next starts afresh.
+    // Deliberate: the length has one byte, which bounds what phones can make this list grow to. The
+    // 256th key makes it 0 and the next starts afresh, so that a full list does not refuse keys for
+    // the life of the process.
     vehicleDataBlackListLength = static_cast<UInt8>(length + 1);
     return Listing::Done;
 }
@@ -360,7 +364,8 @@ eReturnCode quarlo_VehicleData(void* instanceHandle, UInt32 key, StringEncoding,
             traceValue(obj, key, jsonString);
             return sendValue(obj, key, value);
         }
-        // Deliberate: a blacklisted key counts as success.
+        // Deliberate: a blacklisted key counts as success, because the value is stored and not sent
+        // by the phone's own wish: the host has nothing to repeat or repair.
         trace(obj, eTRACECLASS_WARNING,
               "quarlo_VehicleData: key %u is on the blacklist; not sent to handset.", key);
         return eRETURN_OKAY;

@@ -332,7 +332,7 @@ eReturnCode _quarlo_ProcessCustomDataRaw(quarlo_CoreInstance* obj, UInt16 type, 
 eReturnCode _quarlo_fillSupportedCustomDataList(quarlo_CoreInstance* obj, UInt8 count,
                                                 const ClientCustomDataIntType* types);
 
-/* Vehicle data: the blacklist of all instances (sync) and the wanted values of one. */
+/* Vehicle data: the blacklist of all instances (sync) and the values that one phone asks for. */
 extern UInt32* vehicleDataBlackList;
 extern quarlo::Polled<UInt8> vehicleDataBlackListLength;
 genericListElement* listFindElementVehicleDataKey(genericList* list, genericListElement* probe);

@@ -127,7 +127,8 @@ void quarloPosix_pause(unsigned int milliseconds) {
 }
 
 void quarlo_GetTimeOfDayString(char* timestamp, int size) {
-    // Deliberate: 12 is accepted although the whole text needs 13.
+    // Deliberate: 12 is accepted although the whole text needs 13, since the time without its last
+    // digit still serves the caller better than none.
     if (timestamp == nullptr || size < 12) return;
     timeval now{};
     gettimeofday(&now, nullptr);

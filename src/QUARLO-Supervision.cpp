@@ -71,7 +71,8 @@ void missLife(quarlo_CoreInstance* obj) {
     if (obj->sendPingOnWatchdog != 0) {
         send<packetPingAcknowledge>(
             obj, [&](packetPingAcknowledge& packet) { packet.PacketCounter = obj->lastPingCount; });
-        // Deliberate: the count wraps to 0 below, so the next period counts as alive.
+        // Deliberate: the count wraps to 0 below, so the next period counts as alive, which gives
+        // the phone that long to answer.
         obj->watchdogCounter = 255;
         return;
     }

@@ -48,7 +48,8 @@ Int32 readLink(quarlo_CoreInstance* obj, quarloReceiverLink receiver, UInt32 hel
 }
 
 void endOfReading(quarlo_CoreInstance* obj, Int32 count) {
-    // Deliberate: only a failed read is reported, the end of the connection is not.
+    // Deliberate: only a failed read is reported. The end of the connection is how a session ends,
+    // and the state STOP tells of it.
     if (count == endOfConnection) {
         trace(obj, eTRACECLASS_ERROR, "Unexpected EOF on connection detected [1]. Stop service.");
     } else {

@@ -1,4 +1,7 @@
-/* Deliberate: the health of the blocked app is accepted in every state and not acted on. */
+/*
+ * Deliberate: the health of the blocked app is accepted in every state and not acted on. It asks
+ * for nothing and no callback has a use for it, so a line in the trace is all that it can be.
+ */
 #include "QUARLO-Core-Utilities.h"
 
 using namespace quarlo;

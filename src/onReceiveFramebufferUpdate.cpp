@@ -81,7 +81,9 @@ Flow decompressRectangle(const Update& update, const qrFrameRectangle& r, unsign
     const qrRectangle& at = *r.Rectangle;
     const qrFrameProperties& properties = *r.Properties;
     trace(obj, eTRACECLASS_VER_FRAME, "perform decompression");
-    // Deliberate: the output size follows the configured bytes per pixel, not the rectangle's.
+    // Deliberate: the output size follows the configured bytes per pixel, not the rectangle's: that
+    // is the layout of the host's surface, and a rectangle of another one fails in the plug-in
+    // instead of reaching it.
     const std::uint64_t needed =
         std::uint64_t{update.config.frameProperties.BytesPerPixel} * at.Width * at.Height;
     if (!prepareDecompression(update, needed)) return Flow::Finish;

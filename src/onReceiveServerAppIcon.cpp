@@ -34,7 +34,8 @@ Request takeRequest(quarlo_CoreInstance* obj, const qrString* url) {
 
 void traceChoice(quarlo_CoreInstance* obj, FrameCompression compression) {
     if (compression == eFRAMECOMPRESSION_JPEG) {
-        // Deliberate: warned of and decoded all the same.
+        // Deliberate: warned of and decoded all the same, because the plug-in is there, and it is
+        // the user who would miss the icon.
         trace(obj, eTRACECLASS_WARNING, "data sent uses JPEG compression - not allowed for icons");
     } else if (compression == eFRAMECOMPRESSION_ZLIB) {
         trace(obj, eTRACECLASS_VERBOSE, "data sent uses ZLIB compression");

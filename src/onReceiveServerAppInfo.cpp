@@ -118,7 +118,8 @@ void replace(quarlo_CoreInstance* obj, const qrAppInformationList& list) {
     trace(obj, eTRACECLASS_VERBOSE, "\tappInfoListLength = %d.",
           static_cast<int>(list.NumberOfApps));
     const bool isWhole = build(obj, list, catalogue);
-    // Deliberate: one bad item empties the whole catalogue, the former one too.
+    // Deliberate: one bad item empties the whole catalogue, the former one too: the phone has said
+    // that the former is out of date, and of the new one nobody knows what is missing.
     if (!isWhole) listClear(&catalogue);
     install(obj, catalogue);
     if (!isWhole) {

@@ -13,7 +13,8 @@ extern "C" void onReceiveServerAppStarted(quarlo_CoreInstance* obj,
         return;
     }
     if (obj->onAppStartedResponseCallback == nullptr) {
-        // Deliberate: the text names the icon's callback.
+        // Deliberate: the text names the icon's callback. Programs that read traces know a line by
+        // its text, which is a part of the interface.
         trace(obj, eTRACECLASS_WARNING,
               "AppStartedResponse received, but onAppIconResponseCallback not set.");
         return;

@@ -85,7 +85,8 @@ void storeSoftkeys(quarlo_CoreInstance* obj, const qrSoftkeyList& received) {
 using namespace quarlo;
 
 extern "C" void onReceiveServerInit(quarlo_CoreInstance* obj, packetServerInit* pPacket) {
-    // Deliberate: the wrong-state text names the acknowledge.
+    // Deliberate: the wrong-state text names the acknowledge. Programs that read traces know a line
+    // by its text, which is a part of the interface.
     if (!accept(obj, pPacket, "ServerInit() called with NULL packet.",
                 "ServerInitAcknowledge received in wrong state; ignored.",
                 ePROTOCOL_STATE_INIT_SERVER, eTRACECLASS_ERROR)) {
