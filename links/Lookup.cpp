@@ -26,9 +26,10 @@ struct Lookup {
     Descriptor done{newWake()};
     char host[NI_MAXHOST] = "";
     UInt16 port = 0;
-    AddressList found;  // written by its thread, before it raises done
+    AddressList found;
     int result = 0;
     int error = 0;
+    std::atomic<bool> isOver{false};  // what stands above was written before it
 };
 
 int lookUp(const char* host, UInt16 port, int flags, addrinfo** found) {
@@ -49,6 +50,7 @@ void* lookupBody(void* argument) {
     pthread_setname_np(pthread_self(), "quarlo LOOKUP");
     lookup->result = lookUp(lookup->host, lookup->port, 0, &lookup->found.first);
     lookup->error = errno;
+    lookup->isOver.store(true);
     lookups.fetch_sub(1);
     wakeUp(lookup->done.get());
     letGo(lookup);
@@ -111,7 +113,7 @@ bool AddressList::find(const char* host, UInt16 port, int wake, std::int64_t dea
         return false;
     }
     const Waited waited = waitFor(lookup->done.get(), POLLIN, wake, deadline);
-    if (waited != Waited::Ready) {
+    if (waited != Waited::Ready || !lookup->isOver.load()) {
         error = errorOf(waited);
         describe(failure, error, what, name,
                  error == ETIMEDOUT ? "the name lookup hangs" : nullptr);

@@ -66,9 +66,10 @@ eReturnCode quarloSession::change(const quarloFrameChange& wanted, quarloChangeR
     auto* request = new (std::nothrow) ChangeRequest{wanted, result != nullptr};
     if (request == nullptr) return eRETURN_MEM_ALLOC;
     std::unique_lock<std::mutex> guard(lock);
-    if (!isRunning || requests.count == mostRequests) {
+    const bool canBeMade = isRunning && !isEnding();
+    if (!canBeMade || requests.count == mostRequests) {
         delete request;
-        return isRunning ? eRETURN_MEM_ALLOC : eRETURN_STATE_NOT_RUN;
+        return canBeMade ? eRETURN_MEM_ALLOC : eRETURN_STATE_NOT_RUN;
     }
     requests.append(request);
     raise(eventChange);
