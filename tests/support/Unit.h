@@ -34,6 +34,7 @@ class Unit : public Listener {
     /** A new instance, configured and listened to. */
     void open() {
         isAsked.store(false, relaxed);
+        isRunning.store(false, relaxed);
         end.store(0, relaxed);
         handle = quarlo_CreateInstance(static_cast<Listener*>(this), "unit");
         attach(handle, *this);
