@@ -1,11 +1,13 @@
 /*
- * Options of a command line whose words are read by functions of ours: a wrong word is named with
- * what is allowed instead. For the thread that reads the command line.
+ * The command line of a program, and options whose words are read by functions of ours: a wrong
+ * word is named with what is allowed instead, and the help shows what holds without the option. For
+ * the thread that reads the command line.
  */
 #ifndef COMMON_COMMANDLINE_H
 #define COMMON_COMMANDLINE_H
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <functional>
 #include <optional>
 #include <string>
@@ -16,6 +18,36 @@
 
 namespace quarlo {
 inline namespace common {
+
+/** What all programs have in common: --help, --version, and status 2 for wrong usage. */
+class CommandLine : public CLI::App {
+  public:
+    CommandLine(const std::string& description, const std::string& program)
+        : CLI::App(description, program) {
+        option_defaults()->always_capture_default();
+        set_version_flag("--version", program + " " QUARLO_VERSION, "Print the version and exit");
+    }
+
+    /**
+     * Prints what is asked for, or on stderr what is wrong.
+     * @param check may throw a CLI::Error about options that do not go together
+     * @return nothing when the program is to go on, else its exit status
+     */
+    std::optional<int> read(
+        int argc, const char* const* argv, const std::function<void()>& check = [] {}) {
+        try {
+            parse(argc, argv);
+            check();
+            return {};
+        } catch (const CLI::Success& wish) {
+            return exit(wish);
+        } catch (const CLI::Error& problem) {
+            const char* program = get_name().c_str();
+            std::fprintf(stderr, "%s: %s\nTry '%s --help'.\n", program, problem.what(), program);
+            return 2;
+        }
+    }
+};
 
 /** What is said about a word that is not one of the allowed. */
 inline CLI::ValidationError wrongWord(const std::string& option, const std::string& word,
@@ -50,6 +82,16 @@ CLI::Option* addParsed(CLI::App& app, const std::string& name, Target& target,
     return addWord(app, name, take, allowed, description);
 }
 
+/** An option that names a file, a directory or a socket. */
+inline CLI::Option* addPath(CLI::App& app, const std::string& name, std::string& target,
+                            const std::string& kind, const std::string& description) {
+    const auto read = [&target, name, kind](const std::string& path) {
+        if (path.empty()) throw wrongWord(name, path, "a " + kind + " with a name");
+        target = path;
+    };
+    return app.add_option_function<std::string>(name, read, description)->type_name(kind);
+}
+
 /** An option that takes a whole number; a lenient conversion would bend others into one. */
 template <typename Target>
 CLI::Option* addNumber(CLI::App& app, const std::string& name, Target& target, unsigned from,
@@ -60,9 +102,14 @@ CLI::Option* addNumber(CLI::App& app, const std::string& name, Target& target, u
         target = static_cast<Target>(*number);
         return true;
     };
-    return addWord(app, name, take,
-                   "a whole number from " + std::to_string(from) + " to " + std::to_string(to),
-                   description);
+    auto* option = addWord(
+        app, name, take,
+        "a whole number from " + std::to_string(from) + " to " + std::to_string(to), description);
+    // A value that could not be given stands for "not given".
+    if constexpr (std::is_integral_v<Target>) {
+        if (target >= from && target <= to) option->default_str(std::to_string(target));
+    }
+    return option;
 }
 
 }  // namespace common

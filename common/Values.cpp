@@ -123,6 +123,9 @@ std::optional<Endpoint> parseListen(std::string_view text) {
     return parseTcp(text, 0);
 }
 
+std::string textOf(const Size& size) {
+    return std::to_string(size.width) + "x" + std::to_string(size.height);
+}
 const char* nameOf(PixelFormat format) {
     return wordOf(formats, format);
 }

@@ -49,6 +49,7 @@ std::optional<Endpoint> parseEndpoint(std::string_view text);
 /** Where to listen: a TCP address, whose port may be 0 for any free one. */
 std::optional<Endpoint> parseListen(std::string_view text);
 
+std::string textOf(const Size& size);
 const char* nameOf(PixelFormat format);
 const char* nameOf(PixelEndianess order);
 /** A combination reads "zlib,raw". */

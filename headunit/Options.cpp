@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iostream>
 
+#include "Store.h"
 #include "common/CommandLine.h"
 
 namespace quarlo::headunit {
@@ -52,8 +52,7 @@ void addConnection(CLI::App& app, Options& options) {
     auto* endpoint = app.add_option_group("Phone", "Where the phone is");
     addParsed(*endpoint, "--connect", options.endpoint, parseEndpoint, endpointWords,
               "Connect to this place");
-    endpoint->add_option("--unix", options.endpoint.path, "Connect to this Unix socket")
-        ->type_name("PATH");
+    addPath(*endpoint, "--unix", options.endpoint.path, "PATH", "Connect to this Unix socket");
     endpoint->require_option(1);
     app.add_option("--connect-timeout", options.connectTimeout, "Time for connecting, in seconds")
         ->check(CLI::Range(0.01, 3600.0));
@@ -68,14 +67,19 @@ void addScreen(CLI::App& app, Options& options) {
     app.add_option("--name", options.name, "The head unit's name for itself")->type_name("TEXT");
     addParsed(app, "--language", options.language, parseLanguage, languageWords,
               "The user's language");
-    addParsed(app, "--size", options.size, parseSize, sizeWords, "Screen size in pixels");
+    addParsed(app, "--size", options.size, parseSize, sizeWords, "Screen size in pixels")
+        ->default_str(textOf(options.size));
     addParsed(app, "--physical", options.physicalSize, parseSize, sizeWords,
-              "Screen size in millimetres");
-    addParsed(app, "--format", options.layout.format, parseFormat, formatWords, "Pixel format");
+              "Screen size in millimetres")
+        ->default_str(textOf(options.physicalSize));
+    addParsed(app, "--format", options.layout.format, parseFormat, formatWords, "Pixel format")
+        ->default_str(common::nameOf(options.layout.format));
     addParsed(app, "--endian", options.layout.order, parseOrder, orderWords,
-              "Byte order of a pixel");
+              "Byte order of a pixel")
+        ->default_str(common::nameOf(options.layout.order));
     addParsed(app, "--compression", options.compression, parseCompression, compressionWords,
-              "Compression that the phone is asked for");
+              "Compression that the phone is asked for")
+        ->default_str(nameOfCompressions(options.compression));
     addParsed(app, "--supported", options.supported, parseSupported, supportedWords,
               "Compressions that the phone may use; default: those that a plug-in decodes");
     app.add_flag("--raw", options.rawOutput,
@@ -85,24 +89,23 @@ void addScreen(CLI::App& app, Options& options) {
 void addRun(CLI::App& app, Options& options) {
     addNumber(app, "--frames", options.frames, 1, 1'000'000'000, "End after this many updates");
     app.add_option("--seconds", options.seconds, "End after this time")
-        ->check(CLI::Range(0.01, 1e6));
+        ->check(CLI::Range(0.01, 1e6))
+        ->default_str("");
     app.add_flag("--full", options.full, "Ask for full updates only");
     addCommands(app, options);
     addScript(app, options);
-    app.add_option(
-           "--output", options.output,
-           "Write each update's screen, or a script's screenshots and icons, there as PNG files")
-        ->type_name("DIR");
+    addPath(app, "--output", options.output, "DIR",
+            "Write each update's screen, or a script's screenshots and icons, there as PNG files");
     addNumber(app, "--every", options.every, 1, 1'000'000'000, "Write only each n-th")
         ->needs("--output")
         ->excludes("--script");
-    addParsed(app, "--trace", options.trace, parseTrace, traceWords, "Trace lines in the log");
-    app.add_option("--dump", options.dump, "Append every byte sent and received to this file")
-        ->type_name("FILE");
-    app.add_option("--store", options.store,
-                   "Keep there what the phone parks for good; without it, it lasts as long as the "
-                   "program")
-        ->type_name("FILE");
+    addParsed(app, "--trace", options.trace, parseTrace, traceWords, "Trace lines in the log")
+        ->default_str("warning");
+    addPath(app, "--dump", options.dump, "FILE",
+            "Append every byte sent and received to this file");
+    addPath(app, "--store", options.store, "FILE",
+            "Keep there what the phone parks for good; without it, it lasts as long as the "
+            "program; a file that is something else is left alone");
     app.add_flag("--quiet", options.quiet, "No session log, only what goes wrong");
 }
 
@@ -111,9 +114,8 @@ void addWindow(CLI::App& app, Options& options) {
                                 "Show the phone in a window and take mouse, fingers and keys; "
                                 "without --frames, --seconds or --script it stays open until it "
                                 "is closed");
-    app.add_option("--window-screenshot", options.windowScreenshot,
-                   "Key P writes the whole window into this PNG file")
-        ->type_name("FILE")
+    addPath(app, "--window-screenshot", options.windowScreenshot, "FILE",
+            "Key P writes the whole window into this PNG file")
         ->needs(window);
 }
 
@@ -130,6 +132,11 @@ void preparePlaces(const Options& options) {
     if (options.script && options.script->writesPictures && options.output.empty()) {
         throw CLI::ValidationError("--script", "screenshots need --output DIR");
     }
+    if (!HostStore::canUse(options.store)) {
+        throw CLI::ValidationError("--store", "'" + options.store +
+                                                  "' is no store and left alone; allowed: a new "
+                                                  "file, or one that --store has made");
+    }
     for (const auto& [name, file] :
          {std::pair("--dump", options.dump), {"--store", options.store}}) {
         if (file.empty() || std::ofstream(file, std::ios::app)) continue;
@@ -141,8 +148,8 @@ void preparePlaces(const Options& options) {
 }  // namespace
 
 std::optional<int> readOptions(int argc, const char* const* argv, Options& options) {
-    CLI::App app("Reference head unit: connects to a phone and mirrors its screen.",
-                 "quarlo-headunit");
+    CommandLine app("Reference head unit: connects to a phone and mirrors its screen.",
+                    "quarlo-headunit");
     app.footer(
         "Exit status: 0 every update asked for was received, or the script was done; 1 connection, "
         "session or an expectation failed; 2 wrong arguments or a wrong line in the script.");
@@ -150,17 +157,7 @@ std::optional<int> readOptions(int argc, const char* const* argv, Options& optio
     addScreen(app, options);
     addRun(app, options);
     addWindow(app, options);
-    try {
-        app.parse(argc, argv);
-        preparePlaces(options);
-    } catch (const CLI::CallForHelp&) {
-        std::cout << app.help();
-        return exitDone;
-    } catch (const CLI::Error& error) {
-        std::cerr << "quarlo-headunit: " << error.what() << "\nTry --help.\n";
-        return exitUsage;
-    }
-    return {};
+    return app.read(argc, argv, [&] { preparePlaces(options); });
 }
 
 }  // namespace quarlo::headunit

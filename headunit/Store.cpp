@@ -1,9 +1,24 @@
 #include "Store.h"
 
+#include <stdlib.h>
+#include <unistd.h>
+
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 
 namespace quarlo::headunit {
+namespace {
+
+/// How every store begins: nothing else is taken for one, and so nothing else is overwritten.
+constexpr std::string_view mark = "quarlo store 1\n";
+
+bool takeMark(std::istream& input) {
+    std::string head(mark.size(), '\0');
+    return input.read(head.data(), static_cast<std::streamsize>(head.size())) && head == mark;
+}
+
+}  // namespace
 
 bool Blocks::keep(UInt16 identifier, std::span<const UInt8> bytes) {
     erase(identifier);
@@ -26,7 +41,16 @@ void Blocks::erase(UInt16 identifier) {
 }
 
 HostStore::HostStore(std::string given) : file(std::move(given)) {
-    if (!file.empty()) load();
+    if (!file.empty() && canUse(file)) load();
+}
+
+bool HostStore::canUse(const std::string& file) {
+    std::error_code error;
+    if (!std::filesystem::exists(file, error)) return true;
+    if (!std::filesystem::is_regular_file(file, error)) return false;
+    if (std::filesystem::file_size(file, error) == 0) return true;
+    std::ifstream input(file, std::ios::binary);
+    return takeMark(input);
 }
 
 HostStore::Outcome HostStore::apply(ServerCustomDataRawType operation, UInt16 identifier,
@@ -68,10 +92,11 @@ HostStore::Outcome HostStore::forget(Blocks& blocks, UInt16 identifier) {
     return {save(blocks) ? "forgotten" : "forgotten, but the file cannot be written", {}};
 }
 
-// A block is its identifier, its size and its bytes, the numbers in little-endian order. What is
-// cut off is not there.
+// Behind the mark, a block is its identifier, its size and its bytes, the numbers in little-endian
+// order. What is cut off is not there.
 void HostStore::load() {
     std::ifstream input(file, std::ios::binary);
+    if (!takeMark(input)) return;
     unsigned char head[4];
     std::vector<UInt8> bytes;
     while (input.read(reinterpret_cast<char*>(head), sizeof head)) {
@@ -84,11 +109,16 @@ void HostStore::load() {
     }
 }
 
-// Under another name first, so that a cut in the middle leaves the old file.
+// Under another name first, which nothing else has, so that a cut in the middle leaves the old
+// file.
 bool HostStore::save(const Blocks& changed) const {
     if (file.empty() || &changed != &lasting) return true;
-    const std::string fresh = file + ".new";
+    std::string fresh = file + ".XXXXXX";
+    const int made = canUse(file) ? mkstemp(fresh.data()) : -1;
+    if (made < 0) return false;
+    close(made);
     std::ofstream output(fresh, std::ios::binary | std::ios::trunc);
+    output << mark;
     for (const auto& [identifier, bytes] : lasting.all()) {
         for (const std::size_t number : {std::size_t{identifier}, bytes.size()}) {
             output.put(static_cast<char>(number & 0xFF)).put(static_cast<char>(number >> 8));
@@ -97,7 +127,9 @@ bool HostStore::save(const Blocks& changed) const {
                      static_cast<std::streamsize>(bytes.size()));
     }
     output.close();
-    return output && std::rename(fresh.c_str(), file.c_str()) == 0;
+    if (output && std::rename(fresh.c_str(), file.c_str()) == 0) return true;
+    std::remove(fresh.c_str());
+    return false;
 }
 
 }  // namespace quarlo::headunit

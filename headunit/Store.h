@@ -33,8 +33,12 @@ class Blocks {
 
 class HostStore {
   public:
-    /** @param file where lasting blocks are kept; empty for nowhere */
+    /** @param file where lasting blocks are kept; empty for nowhere. One that cannot be used is
+     * left alone, and nothing is kept there. */
     explicit HostStore(std::string file = {});
+    /** Whether this is the name of a store, or one may be made there: nothing of that name holds
+     * anything yet. */
+    static bool canUse(const std::string& file);
 
     struct Outcome {
         const char* remark;

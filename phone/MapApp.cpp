@@ -2,9 +2,11 @@
 // where the head unit says that it is. Session thread.
 #include <cmath>
 #include <map>
+#include <numbers>
 
 #include "Apps.h"
 #include "Hash.h"
+#include "common/Text.h"
 
 namespace quarlo::phone {
 namespace {
@@ -18,6 +20,32 @@ struct Point {
     double x;
     double y;
 };
+
+/// Where the car is and where it is heading, or why that is not known.
+std::string placeText(const Phone& phone) {
+    const auto say = [&](const char* english, const char* german, const char* french) {
+        return std::string(inLanguage(phone, english, german, french));
+    };
+    if (!phone.sentence) return say("No position yet", "Noch keine Position", "Pas de position");
+    switch (*phone.sentence) {
+        case SentenceState::NoFix:
+            return say("No satellites", "Keine Satelliten", "Pas de satellites");
+        case SentenceState::WrongChecksum:
+            return say("Position with a wrong checksum", "Position mit falscher Prüfsumme",
+                       "Position avec une somme fausse");
+        case SentenceState::OtherKind:
+        case SentenceState::Unreadable:
+            return say("Unreadable position", "Unlesbare Position", "Position illisible");
+        case SentenceState::Place:
+            break;
+    }
+    const Coordinates at = phone.position.value_or(Coordinates{});
+    const std::string place =
+        format("%.4f° %c  %.4f° %c", std::abs(at.latitude), at.latitude < 0 ? 'S' : 'N',
+               std::abs(at.longitude), at.longitude < 0 ? 'W' : 'E');
+    if (!phone.heading) return place;
+    return place + ", " + say("heading", "Kurs", "cap") + format(" %.0f°", *phone.heading);
+}
 
 class MapApp : public App {
   public:
@@ -39,6 +67,7 @@ class MapApp : public App {
         return {box.centreX() + (x - centre.x) * side, box.centreY() + (y - centre.y) * side};
     }
     void drawStreets(Canvas& canvas, const Box& box) const;
+    void drawCar(Canvas& canvas, const Box& box, double size) const;
     void follow(const std::map<UInt32, Point>& before, const Box& box);
 
     double zoom = 1;
@@ -66,25 +95,31 @@ void MapApp::drawStreets(Canvas& canvas, const Box& box) const {
     canvas.fillCircle(park.x, park.y, unit * 0.13, {phone().isNight ? 0x2F5C42u : 0xB5DBA5u, 1});
 }
 
-void MapApp::draw(Canvas& canvas, const Box& box, const Moment&) {
-    cairo_save(canvas.cairo());
-    canvas.clipRounded(box, 0);
-    drawStreets(canvas, box);
+void MapApp::drawCar(Canvas& canvas, const Box& box, double size) const {
     // The sketch repeats itself every hundredth of a degree: there is always a map under the car.
     const Coordinates at = phone().position.value_or(Coordinates{});
     const auto folded = [](double degrees) { return std::remainder(degrees, 0.01) * 80; };
     const Point car = onScreen(box, folded(at.longitude), -folded(at.latitude));
-    const double size = std::min(box.width, box.height) * 0.035;
+    const Paint paint{phone().position ? 0x1E7BFFu : 0x8A93A3u, 1};
+    if (phone().heading) {
+        const double angle = *phone().heading * std::numbers::pi / 180;
+        canvas.line(car.x, car.y, car.x + std::sin(angle) * size * 2,
+                    car.y - std::cos(angle) * size * 2, size * 0.6, paint);
+    }
     canvas.fillCircle(car.x, car.y, size, {0xFFFFFF, 1});
-    canvas.fillCircle(car.x, car.y, size * 0.72, {phone().position ? 0x1E7BFFu : 0x8A93A3u, 1});
+    canvas.fillCircle(car.x, car.y, size * 0.72, paint);
+}
+
+void MapApp::draw(Canvas& canvas, const Box& box, const Moment&) {
+    const double size = std::min(box.width, box.height) * 0.035;
+    cairo_save(canvas.cairo());
+    canvas.clipRounded(box, 0);
+    drawStreets(canvas, box);
+    drawCar(canvas, box, size);
     cairo_restore(canvas.cairo());
     const Box card{box.x + size, box.bottom() - size * 3, box.width - size * 2, size * 2.4};
     canvas.fillRounded(card, size * 0.5, {0x101A30, 0.86});
-    canvas.text(card.inner(size * 0.4),
-                phone().sentence.empty() ? inLanguage(phone(), "No position yet",
-                                                      "Noch keine Position", "Pas de position")
-                                         : phone().sentence,
-                {size * 0.9, {0xFFFFFF, 0.9}});
+    canvas.text(card.inner(size * 0.4), placeText(phone()), {size * 0.9, {0xFFFFFF, 0.9}});
 }
 
 void MapApp::follow(const std::map<UInt32, Point>& before, const Box& box) {

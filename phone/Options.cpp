@@ -66,11 +66,11 @@ void addConnection(CLI::App& app, Options& options) {
     auto* listen = addParsed(app, "--listen", options.listen, parseListen, listenWords,
                              "Where to listen; port 0 picks a free one");
     listen->default_str(options.listen.text());
-    app.add_option("--unix", options.listen.path, "Listen on a Unix socket at this path instead")
-        ->type_name("PATH")
+    addPath(app, "--unix", options.listen.path, "PATH",
+            "Listen on a Unix socket at this path instead")
         ->excludes(listen);
-    app.add_option("--port-file", options.portFile, "Write the port listened on into this file")
-        ->type_name("FILE");
+    addPath(app, "--port-file", options.portFile, "FILE",
+            "Write the port listened on into this file");
     app.add_flag("--once", options.once,
                  "Exit after the first connection: 0 if its handshake was completed, else 1");
     app.add_option("--max-seconds", options.maxSeconds, "Exit after this time")
@@ -81,8 +81,7 @@ void addConnection(CLI::App& app, Options& options) {
 
 void addScreen(CLI::App& app, Options& options) {
     app.add_option("--app-name", options.appName, "Name that the phone gives in its ServerInit")
-        ->type_name("TEXT")
-        ->capture_default_str();
+        ->type_name("TEXT");
     addNumber(app, "--softkeys", options.softkeys, 0, 255,
               "Number of softkeys that the phone announces");
     addNumber(app, "--seed", options.seed, 0, 0xFFFFFFFF, "Seed of all that is drawn at random");
@@ -99,13 +98,11 @@ void addScreen(CLI::App& app, Options& options) {
     addNumber(app, "--render-percent", options.renderPercent, 1, 100,
               "Draw at this percentage of the declared size and let the head unit enlarge it; "
               "pictures written by --dump-frames are then not comparable with what it shows");
-    app.add_option("--dump-frames", options.dumpDirectory,
-                   "After each update write the screen as the head unit must see it into this "
-                   "directory, as phone-0001.png and so on")
-        ->type_name("DIR");
-    app.add_option("--render-only", options.renderOnly,
-                   "Draw the screen into this PNG file and exit")
-        ->type_name("FILE");
+    addPath(app, "--dump-frames", options.dumpDirectory, "DIR",
+            "After each update write the screen as the head unit must see it into this "
+            "directory, as phone-0001.png and so on");
+    addPath(app, "--render-only", options.renderOnly, "FILE",
+            "Draw the screen into this PNG file and exit");
     app.add_flag("--window", options.window,
                  "Show the screen in a window, too, which takes the mouse as a finger");
     addParsed(app, "--app", options.app, parseApp, appNames(),
@@ -113,7 +110,7 @@ void addScreen(CLI::App& app, Options& options) {
     addParsed(app, "--size", options.size, parseSize, sizeWords,
               "Size of the picture drawn by --render-only, and of the window's screen until a "
               "head unit declares its own")
-        ->default_str("1280x720");
+        ->default_str(textOf(options.size));
 }
 
 void addFaults(CLI::App& app, Options& options) {
@@ -133,37 +130,30 @@ void addFaults(CLI::App& app, Options& options) {
               "Close the connection after this many updates");
 }
 
-int complain(const std::string& problem) {
-    std::fprintf(stderr, "quarlo-phone: %s\nTry 'quarlo-phone --help'.\n", problem.c_str());
-    return 2;
+void checkPlaces(const Options& options) {
+    if (options.appName.size() > 65535)
+        throw CLI::ValidationError("--app-name", "longer than 65535 bytes");
+    std::error_code failure;
+    if (!options.dumpDirectory.empty())
+        std::filesystem::create_directories(options.dumpDirectory, failure);
+    if (failure) {
+        throw CLI::ValidationError(
+            "--dump-frames",
+            "cannot make directory " + options.dumpDirectory + ": " + failure.message());
+    }
 }
 
 }  // namespace
 
 ParsedOptions parseOptions(int argc, char** argv) {
     Options options;
-    CLI::App app("A simulated phone: waits for a head unit and mirrors a moving screen to it.",
-                 "quarlo-phone");
+    CommandLine app("A simulated phone: waits for a head unit and mirrors a moving screen to it.",
+                    "quarlo-phone");
     addConnection(app, options);
     addScreen(app, options);
     addFaults(app, options);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::CallForHelp& help) {
-        return {std::nullopt, app.exit(help)};
-    } catch (const CLI::ParseError& error) {
-        return {std::nullopt, complain(error.what())};
-    }
-    if (options.appName.size() > 65535)
-        return {std::nullopt, complain("--app-name: longer than 65535 bytes")};
-    if (!options.dumpDirectory.empty()) {
-        std::error_code failure;
-        std::filesystem::create_directories(options.dumpDirectory, failure);
-        if (failure) {
-            return {std::nullopt, complain("--dump-frames: cannot make directory " +
-                                           options.dumpDirectory + ": " + failure.message())};
-        }
-    }
+    const auto status = app.read(argc, argv, [&] { checkPlaces(options); });
+    if (status) return {std::nullopt, *status};
     return {options, 0};
 }
 

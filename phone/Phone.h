@@ -13,6 +13,7 @@
 #include <string>
 #include <utility>
 
+#include "Nmea.h"
 #include "QUARLO.Connector.IVI-API-Types_C.h"
 
 namespace quarlo::phone {
@@ -20,18 +21,14 @@ namespace quarlo::phone {
 /** What an app can ask for; the number beside it says which of several. */
 enum class Wish { Open, Dial, HangUp, Navigate, Voice, Audio, Custom };
 
-struct Coordinates {
-    double latitude = 0;
-    double longitude = 0;
-};
-
 struct Phone {
     bool isNight = true;
     bool isMoving = false;
     BlockMode block = eBLOCKMODE_AllowAll;
-    /** The head unit's last sentence, printable, and where it says the car is. */
-    std::string sentence;
+    /** What became of the head unit's last sentence, and what those before told last. */
+    std::optional<SentenceState> sentence;
     std::optional<Coordinates> position;
+    std::optional<double> heading;
     /** Two or three letters as the head unit gave them. */
     std::string language = "en";
     std::map<UInt32, std::string> vehicle;

@@ -1,9 +1,7 @@
 // Follows the car: movement, day and night, what may be shown, where it is, its language and its
 // values. The dashboard asks for these while it is in front. Session thread.
-#include <charconv>
-#include <cmath>
+#include <algorithm>
 
-#include "PacketLog.h"
 #include "Session.h"
 #include "VehicleApp.h"
 
@@ -13,43 +11,18 @@ namespace {
 constexpr UInt32 unwantedKey = 9;
 constexpr std::size_t longestValue = 256;
 
-std::vector<std::string> fieldsOf(const std::string& sentence) {
-    std::vector<std::string> fields(1);
-    for (const char c : sentence.substr(0, sentence.find('*'))) {
-        if (c == ',') {
-            fields.emplace_back();
-        } else {
-            fields.back() += c;
-        }
+/// What is said in the log about a sentence; nothing about one that is as it should be.
+const char* problemOf(SentenceState state) {
+    switch (state) {
+        case SentenceState::WrongChecksum:
+            return "a position with a wrong checksum";
+        case SentenceState::OtherKind:
+            return "a sentence that is neither GGA nor RMC";
+        case SentenceState::Unreadable:
+            return "a position that cannot be read";
+        default:
+            return nullptr;
     }
-    return fields;
-}
-
-/// Degrees and minutes (4807.038) with a hemisphere as degrees; nothing if it is none.
-std::optional<double> degreesOf(const std::string& text, const std::string& side, double most) {
-    double value = 0;
-    const char* end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, value, std::chars_format::fixed);
-    const bool isNumber = result.ec == std::errc() && result.ptr == end && !text.empty();
-    if (!isNumber || value < 0 || value > 18000 || side.size() != 1) return std::nullopt;
-    const double whole = std::floor(value / 100);
-    const double degrees = whole + (value - whole * 100) / 60;
-    if (value - whole * 100 >= 60 || degrees > most) return std::nullopt;
-    if (side == "N" || side == "E") return degrees;
-    return side == "S" || side == "W" ? std::optional(-degrees) : std::nullopt;
-}
-
-/// Where a GGA or RMC sentence says the car is.
-std::optional<Coordinates> positionOf(const std::string& sentence) {
-    const auto fields = fieldsOf(sentence);
-    if (fields[0].size() != 6 || fields[0][0] != '$') return std::nullopt;
-    const std::string kind = fields[0].substr(3);
-    const std::size_t first = kind == "GGA" ? 2 : kind == "RMC" ? 3 : 0;
-    if (first == 0 || fields.size() < first + 4) return std::nullopt;
-    const auto latitude = degreesOf(fields[first], fields[first + 1], 90);
-    const auto longitude = degreesOf(fields[first + 2], fields[first + 3], 180);
-    if (!latitude || !longitude) return std::nullopt;
-    return Coordinates{*latitude, *longitude};
 }
 
 class Vehicle : public Feature {
@@ -79,9 +52,14 @@ class Vehicle : public Feature {
 
     void onPosition(const packetPositionInformation& packet) {
         if (!session.isRunning()) return;
-        const std::string sentence = textOf(packet.NMEA);
-        session.phone().sentence = printable(sentence.substr(0, longestValue));
-        if (const auto position = positionOf(sentence)) session.phone().position = position;
+        const std::string text = textOf(packet.NMEA);
+        const Sentence sentence = readSentence(text);
+        Phone& phone = session.phone();
+        phone.sentence = sentence.state;
+        if (sentence.state == SentenceState::Place) phone.position = sentence.place;
+        if (sentence.heading) phone.heading = sentence.heading;
+        if (const char* problem = problemOf(sentence.state))
+            session.note("ignored " + std::string(problem) + ": " + printable(text, longestValue));
     }
 
     void onSettings(const packetClientSettings& packet) {

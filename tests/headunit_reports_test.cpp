@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "Store.h"
 
@@ -84,6 +85,15 @@ TEST(HostStore, AFileKeepsTheLastingBlocks) {
     HostStore cut(file);
     EXPECT_EQ(kept(cut, 2), second);
     EXPECT_EQ(kept(cut, 0x123), std::vector<UInt8>()) << "what is cut off is not there";
+
+    // Whatever else comes to be there is not for us.
+    std::ofstream(file) << "a letter";
+    HostStore other(file);
+    for (HostStore* store : {&other, &cut}) {
+        EXPECT_STREQ(store->apply(eSERVERCUSTOMDATARAWTYPE_StorePersistent, 1, first).remark,
+                     "kept, but the file cannot be written");
+    }
+    EXPECT_EQ(std::filesystem::file_size(file), 8U);
 
     HostStore lost(testing::TempDir() + "no-such-directory/file");
     EXPECT_STREQ(lost.apply(eSERVERCUSTOMDATARAWTYPE_StorePersistent, 1, first).remark,

@@ -138,19 +138,68 @@ TEST(PhoneVehicle, WhatTheCarDoesChangesThePicture) {
     expectChange("moving");
     position("$GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,*47");
     expectChange("position");
-    ASSERT_TRUE(drive.screen.phone().position);
-    EXPECT_NEAR(drive.screen.phone().position->latitude, 48.1173, 1e-4);
-    EXPECT_NEAR(drive.screen.phone().position->longitude, 11.5167, 1e-4);
+    position("$GPRMC,123519,A,4807.038,N,01131.000,E,022.4,084.4,230394,003.1,W*6A");
+    expectChange("heading");
+    position("$GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,*48");
+    expectChange("wrong checksum");
+    position("$GPGGA,123519,,,,,0,00,,,M,,M,,*");
+    expectChange("unreadable");
     language("deu");
     expectChange("language");
     language("\x01\x80z");
-    for (const char* wrong : {"", "$GPGGA", "$GPRMC,1,A,9e99,N,1,E", "$GPGGA,1,9999.9,N,1,E",
-                              "\xFF\xFE,,,,", "$GPGGA,1,nan,N,inf,E"})
-        position(wrong);
     drive.settle();
     EXPECT_EQ(drive.screen.phone().language, "deu");
+    ASSERT_TRUE(drive.screen.phone().position) << "what was known once is still shown";
     EXPECT_NEAR(drive.screen.phone().position->latitude, 48.1173, 1e-4);
-    drive.pixels();
+    EXPECT_EQ(drive.screen.phone().heading, 84.4);
+}
+
+TEST(PhoneVehicle, SentencesAreReadAsFarAsTheyCanBeTrusted) {
+    struct Case {
+        std::string_view text;
+        SentenceState state;
+        Coordinates place{};
+        std::optional<double> heading{};
+    };
+    using enum SentenceState;
+    for (const Case& c : {
+             Case{"$GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,*47\r\n",
+                  Place,
+                  {48.1173, 11.516667}},
+             Case{"$GNRMC,123519,A,3351.000,S,07040.500,W,022.4,084.4,230394,003.1,W*7B",
+                  Place,
+                  {-33.85, -70.675},
+                  84.4},
+             Case{"$GPRMC,1,A,0000,N,00000,E,0,", Place},
+             Case{"$GPRMC,1,A,9000,N,18000,W,0,360", Place, {90, -180}, 360.0},
+             Case{"$GPRMC,1,V,,,,,,", NoFix},
+             Case{"$GPGGA,1,,,,,0", NoFix},
+             Case{"$GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,*46",
+                  WrongChecksum},
+             Case{"$GPGLL,4916.45,N,12311.12,W*71", OtherKind},
+             Case{"", Unreadable},
+             Case{"$", Unreadable},
+             Case{"*00", Unreadable},
+             Case{"$GPGGA", Unreadable},
+             Case{"$GPGGA,1,4807.038,N,01131.000,E,1*4", Unreadable},
+             Case{"$GPGGA,1,4807.038,N,01131.000,E,1*-1", Unreadable},
+             Case{"$GPGGA,1,4807.038,N,01131.000,E,", Unreadable},
+             Case{"$GPGGA,1,9999.9,N,1,E,1", Unreadable},
+             Case{"$GPGGA,1,4860,N,1,E,1", Unreadable},
+             Case{"$GPGGA,1,9001,N,1,E,1", Unreadable},
+             Case{"$GPGGA,1,48,E,1,E,1", Unreadable},
+             Case{"$GPGGA,1,-48,N,1,E,1", Unreadable},
+             Case{"$GPGGA,1,nan,N,inf,E,1", Unreadable},
+             Case{"$GPRMC,1,A,9e99,N,1,E,0,1", Unreadable},
+             Case{"$GPRMC,1,A,48,N,1,E,0,361", Unreadable},
+             Case{"\xFF\xFE,,,,", Unreadable},
+         }) {
+        const Sentence sentence = readSentence(c.text);
+        EXPECT_EQ(sentence.state, c.state) << c.text;
+        EXPECT_NEAR(sentence.place.latitude, c.place.latitude, 1e-5) << c.text;
+        EXPECT_NEAR(sentence.place.longitude, c.place.longitude, 1e-5) << c.text;
+        EXPECT_EQ(sentence.heading, c.heading) << c.text;
+    }
 }
 
 TEST(PhoneVehicle, BlockModeHidesWhatIsNotAllowedAndIsAnswered) {

@@ -167,47 +167,6 @@ const Bytes initDone = packet(17, u8(1));
 const Bytes wholeScreen = packet(25, u16(0) + u16(0) + u16(320) + u16(240) + u8(0));
 constexpr long wholeScreenRaw = 1 + 21 + 320 * 240 * 2;
 
-TEST(PhoneProgram, SaysWhichArgumentIsWrongAndWhatIsAllowed) {
-    struct Case {
-        std::vector<std::string> arguments;
-        std::string option;
-        std::string allowed;
-    };
-    const std::vector<Case> cases{
-        {{"--compression", "lzma"}, "--compression", "raw"},
-        {{"--refuse", "nothing"}, "--refuse", "pixelformat"},
-        {{"--stall", ""}, "--stall", "serverinit"},
-        {{"--drop-at-stage", "never"}, "--drop-at-stage", "frames"},
-        {{"--listen", "localhost"}, "--listen", "HOST:PORT"},
-        {{"--listen", "localhost:70000"}, "--listen", "65535"},
-        {{"--listen", "a:1", "--unix", "b"}, "--unix", "--listen"},
-        {{"--clock", "24:00:00"}, "--clock", "23:59:59"},
-        {{"--clock", "10:00"}, "--clock", "HH:MM:SS"},
-        {{"--fps", "0"}, "--fps", "1 to 240"},
-        {{"--softkeys", "256"}, "--softkeys", "255"},
-        {{"--seed", "-1"}, "--seed", "4294967295"},
-        {{"--render-percent", "101"}, "--render-percent", "100"},
-        {{"--drop-after-frames", "2.5"}, "--drop-after-frames", "whole number"},
-        {{"--max-seconds", "soon"}, "--max-seconds", "1000000"},
-        {{"--size", "640"}, "--size", "WIDTHxHEIGHT"},
-        {{"--dump-frames", "/proc/none"}, "--dump-frames", "/proc/none"},
-        {{"--loud"}, "--loud", "--help"},
-        {{"extra"}, "extra", "--help"},
-    };
-    const Directory directory;
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.option);
-        Program program(directory, c.arguments);
-        EXPECT_EQ(program.wait(), 2);
-        EXPECT_NE(program.err().find(c.option), std::string::npos) << program.err();
-        EXPECT_NE(program.err().find(c.allowed), std::string::npos) << program.err();
-        EXPECT_EQ(program.out(), "");
-    }
-    Program help(directory, {"--help"});
-    EXPECT_EQ(help.wait(), 0);
-    EXPECT_NE(help.out().find("--dump-frames"), std::string::npos);
-}
-
 TEST(PhoneProgram, ServesOverTcpLogsAndSurvivesAResetWhileSending) {
     const Directory directory;
     const std::string portFile = directory / "port";

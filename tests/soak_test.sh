@@ -27,12 +27,6 @@ short=(--seconds 5 --instances 2 --report 1)
 long=(--seconds 60 --instances 2 --report 1 --fault "$fault")
 case $fault in
   none) expect 0 'nothing lost, drawn wrongly or left behind' "${short[@]}" ;;
-  options)
-    expect 2 'not in range' --seconds 0
-    expect 2 'not in range' --instances 65
-    expect 2 '--frobnicate' --frobnicate
-    expect 0 '--report' --help
-    ;;
   lost) expect 1 'a message of the phone is lost' "${long[@]}" ;;
   unsent) expect 1 'a message of the head unit is lost' "${long[@]}" ;;
   pixel) expect 1 'wrong pixels' "${long[@]}" ;;

@@ -194,7 +194,7 @@ TEST(Tour, EveryPacketThatExistsTravelled) {
 TEST(Tour, ThePhoneIsToldExactlyThis) {
     const char* const told[] = {
         ("PositionInformation, 77 bytes: "
-         "NMEA=\"$GPGGA,123519,4808.230,N,01134.600,E,1,08,0.9,545.4,M,46.9,M,,*46\""),
+         "NMEA=\"$GPGGA,123519,4808.230,N,01134.600,E,1,08,0.9,545.4,M,46.9,M,,*41\""),
         "ClientSettings, 12 bytes: arrLanguage=\"deu\"",
         "SetBlockMode, 10 bytes: ModeToSet=2 (DenyAll)",
         "PhoneCallStatusResponse, 10 bytes: Status=3 (Active)",

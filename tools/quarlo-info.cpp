@@ -4,7 +4,6 @@
 #include <dlfcn.h>
 #include <link.h>
 
-#include <CLI/CLI.hpp>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +12,7 @@
 #include <vector>
 
 #include "QUARLO-LibScale.h"
+#include "common/CommandLine.h"
 
 namespace {
 
@@ -201,9 +201,10 @@ int list(bool foundOnly) {
 }
 
 int run(int argc, char** argv) {
-    CLI::App app{
+    quarlo::CommandLine app{
         "Lists the plug-ins that decode and enlarge pictures: what is looked for, where it is "
-        "found, its version and purpose, or why it is not used."};
+        "found, its version and purpose, or why it is not used.",
+        "quarlo-info"};
     bool foundOnly = false;
     app.add_flag("--found", foundOnly,
                  "Leave out the numbers that have no plug-in, but 00, 01 and scaling");
@@ -211,11 +212,7 @@ int run(int argc, char** argv) {
         "Exit status: 0 when JPEG, zlib and scaling are usable and nothing else is unusable,\n"
         "1 when one of them is missing or any plug-in that was found cannot be used,\n"
         "2 when the arguments are wrong.");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : 2;
-    }
+    if (const auto status = app.read(argc, argv)) return *status;
     return list(foundOnly);
 }
 

@@ -33,7 +33,7 @@ static void onBlockStatus(void* context, Flag isBlocked) {
 /* guide: session */
 static int drive(void* quarlo) {
     Car car = {eFLAG_FALSE, eFLAG_TRUE, eBLOCKMODE_AllowAll,
-               "$GPGGA,120000,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,*47"};
+               "$GPGGA,120000,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,*49"};
     UInt8 french[3] = {'f', 'r', 'a'};
     tell(quarlo, &car);
     if (!awaitEvent(BLOCK_STATUS)) return 0; /* every block mode is answered */

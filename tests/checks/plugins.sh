@@ -48,10 +48,6 @@ if [ "$info" != none ]; then
         '^libQUARLO-Decomp01.so +usable +[0-9.]+ +ZLIB +/' '^libQUARLO-Decomp02.so +not needed' \
         '^libQUARLO-Decomp31.so +absent .*cannot open shared object file' \
         '^libQUARLO-Scale00.so +usable +[0-9.]+ +scaling +/' "^ +${zlib%/*}\$"
-    options=(--help)
-    told 0 'Exit status'
-    options=(--nonsense)
-    told 2 'nonsense'
 
     export LD_LIBRARY_PATH=$work
     : >"$work/libQUARLO-Decomp03.so"

@@ -1,7 +1,6 @@
 // quarlo-soak: instances and phones that talk for a given time, and a report of whether anything
 // was lost, drawn wrongly or left behind. The main thread counts; the pairs have threads of their
 // own.
-#include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
 #include <map>
@@ -10,6 +9,7 @@
 #include "Levels.h"
 #include "Pair.h"
 #include "Tally.h"
+#include "common/CommandLine.h"
 
 namespace quarlo::soak {
 namespace {
@@ -157,30 +157,25 @@ class Soak {
 int soak(int argc, char** argv) {
     Options options;
     options.seed = std::random_device()();
-    CLI::App app{
+    CommandLine app{
         "Lets instances of the library talk with phones, each for many random sessions, and "
-        "looks for anything lost, drawn wrongly or left behind."};
+        "looks for anything lost, drawn wrongly or left behind.",
+        "quarlo-soak"};
     const auto positive = CLI::Range(1U, 1000000U);
-    app.add_option("--seconds", options.seconds, "How long")
-        ->check(positive)
-        ->capture_default_str();
+    app.add_option("--seconds", options.seconds, "How long")->check(positive);
     app.add_option("--instances", options.instances, "How many at the same time, up to 64")
-        ->check(CLI::Range(1U, 64U))
-        ->capture_default_str();
+        ->check(CLI::Range(1U, 64U));
     app.add_option("--report", options.report, "Seconds from one report to the next")
-        ->check(positive)
-        ->capture_default_str();
-    app.add_option("--seed", options.seed, "Makes the same choices again");
+        ->check(positive);
+    app.add_option("--seed", options.seed,
+                   "Makes the same choices again; without it others each time")
+        ->default_str("");
     const std::map<std::string, Fault> faults = {
         {"lost", Fault::Lost},     {"unsent", Fault::Unsent},         {"pixel", Fault::Pixel},
         {"memory", Fault::Memory}, {"descriptor", Fault::Descriptor}, {"thread", Fault::Thread}};
     // For the tests alone, and so without a place in the help.
     app.add_option("--fault", tally.fault)->transform(CLI::Transformer(faults))->group("");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : 2;
-    }
+    if (const auto status = app.read(argc, argv)) return *status;
     std::signal(SIGINT, [](int) { isInterrupted = 1; });
     return Soak(options).run();
 }
