@@ -67,10 +67,7 @@ class FrameUpdates : public Feature {
         if (!session.isRunning() || !session.arriveAt(Stage::Frames)) return;
         const qrRectangle& r = *packet.UpdateRegion;
         const Area region{r.X, r.Y, r.Width, r.Height};
-        if (region.empty()) {
-            session.note("ignored a request for an empty region");
-            return;
-        }
+        if (region.empty()) return;
         const bool isFull = packet.Incremental != eFLAG_TRUE;
         wanted = isPending ? bounds(wanted, region) : region;
         wantsAll = isPending ? wantsAll || isFull : isFull;

@@ -19,10 +19,8 @@ class Input : public Feature {
         for (unsigned i = 0; i < packet.TouchEvents->Length; ++i) {
             const qrTouch* touch = packet.TouchEvents->paTouches[i];
             if (touch == nullptr) continue;
-            if (touch->TouchType < eTOUCHTYPE_Down || touch->TouchType > eTOUCHTYPE_Cancelled) {
-                session.note("ignored a touch of unknown type");
+            if (touch->TouchType < eTOUCHTYPE_Down || touch->TouchType > eTOUCHTYPE_Cancelled)
                 continue;
-            }
             session.screen().touch({touch->TouchType, static_cast<double>(touch->PositionX),
                                     static_cast<double>(touch->PositionY), touch->UniqueID});
         }
@@ -35,8 +33,6 @@ class Input : public Feature {
             session.screen().press(packet.Softkey);
         } else if (isKnown && packet.SoftkeyEvent == eSOFTKEYEVENTTYPE_Release) {
             session.screen().release(packet.Softkey);
-        } else {
-            session.note("ignored an unknown softkey event");
         }
     }
 

@@ -25,18 +25,22 @@ class Ping : public Feature {
 
   private:
     void onAnswer(const packetPingAcknowledge& packet) {
-        if (packet.PacketCounter - lastAnswered != 1 || packet.PacketCounter > counter) {
-            session.note("ping answered with counter " + std::to_string(packet.PacketCounter) +
-                         " after " + std::to_string(lastAnswered) + "; last sent " +
-                         std::to_string(counter));
+        const UInt32 answered = packet.PacketCounter;
+        const bool isAwaited = answered > lastAnswered && answered <= counter;
+        if (!isAwaited || answered - lastAnswered - 1 > wrongAnswers) {
+            session.note("ping answered with counter " + std::to_string(answered) + " after " +
+                         std::to_string(lastAnswered) + "; last sent " + std::to_string(counter));
         }
-        lastAnswered = packet.PacketCounter;
+        wrongAnswers = isAwaited ? 0 : wrongAnswers + 1;
+        if (isAwaited) lastAnswered = answered;
     }
 
     Session& session;
     TimePoint next = TimePoint::max();
     UInt32 counter = 0;
     UInt32 lastAnswered = 0;
+    /// Since that one; each may have stood for a right one, which is then not missing.
+    UInt32 wrongAnswers = 0;
 };
 
 }  // namespace

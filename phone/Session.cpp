@@ -115,12 +115,11 @@ void Session::handlePackets() {
 
 void Session::handle(Bytes packet) {
     if (output.isVerbose()) output.detail("RECV", "<- " + describePacket(packet));
+    for (const std::string& fault : judgement.judge(packet, unit.width, unit.height)) note(fault);
     if (isMuted) return;
     const auto found = handlers.find(static_cast<EventType>(packet[0]));
     if (found == handlers.end()) return;
-    for (const auto& handler : found->second) {
-        if (!handler(packet)) note("ignored a malformed packet: " + describePacket(packet));
-    }
+    for (const auto& handler : found->second) handler(packet);
 }
 
 bool Session::sendDirect(const std::function<bool(std::vector<std::uint8_t>&)>& append) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Feature.h"
+#include "Judgement.h"
 #include "Options.h"
 #include "PixelFormat.h"
 #include "QUARLO-WirePackets.h"
@@ -102,8 +103,9 @@ class Session {
     const Options& given;
     const Log& output;
     HeadUnit unit;
+    Judgement judgement;
     ServerCapabilities offered = eSERVERCAPABILITIES_None;
-    std::map<EventType, std::vector<std::function<bool(Bytes)>>> handlers;
+    std::map<EventType, std::vector<std::function<void(Bytes)>>> handlers;
     std::map<Wish, std::function<void(int)>> wishHandlers;
     std::vector<std::unique_ptr<Feature>> features;
     std::vector<std::uint8_t> incoming;
@@ -136,7 +138,6 @@ void Session::on(Handler handler) {
         const std::unique_ptr<P, void (*)(P*)> packet(wire::decodePacket<P>(input, heap),
                                                       wire::deletePacket<P>);
         if (packet != nullptr) handler(*packet);
-        return packet != nullptr;
     });
 }
 

@@ -6,8 +6,11 @@
 #define QUARLO_TESTS_PHONE_RIG_H
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 #include <zlib.h>
 
+#include <array>
+#include <cstdio>
 #include <cstring>
 #include <deque>
 
@@ -137,6 +140,22 @@ class Rig {
         canvas = Picture(width, height, 0xFF000000);
     }
 
+    /// What the phone noted with this in it since it was asked last.
+    std::vector<std::string> notes(const std::string& part) {
+        std::vector<std::string> found;
+        std::rewind(logged.get());
+        std::array<char, 512> text;
+        while (std::fgets(text.data(), text.size(), logged.get()) != nullptr) {
+            const std::string line(printable(text.data()));
+            const std::size_t at = line.find("UNIT  ");
+            if (at != line.npos && line.find(part, at + 6) != line.npos)
+                found.push_back(line.substr(at + 6));
+        }
+        std::rewind(logged.get());
+        EXPECT_EQ(ftruncate(fileno(logged.get()), 0), 0);
+        return found;
+    }
+
     /// The types of the packets that the phone sent and nobody took yet.
     std::vector<int> heardTypes() const {
         std::vector<int> types;
@@ -194,7 +213,8 @@ class Rig {
     Options options;
     MemoryStream stream;
     Screen screen{std::make_unique<MovingBlock>()};
-    Log log{LogLevel::Quiet};
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> logged{std::tmpfile(), std::fclose};
+    Log log{LogLevel::Normal, logged.get()};
     std::optional<Session> session;
     TimePoint now{std::chrono::hours(1)};
     bool isAlive = true;

@@ -123,10 +123,29 @@ TEST(PhonePing, ComesEverySecondAndCounts) {
     rig.connect();
     for (int i = 0; i < 35; ++i) {
         rig.step(100);
-        if (i == 20) rig.tell<packetPingAcknowledge>([](auto& p) { p.PacketCounter = 4000000000; });
     }
     EXPECT_EQ(rig.heardTypes(), (Types{128, 128, 128}));
     for (UInt32 i = 1; i <= 3; ++i) EXPECT_EQ(rig.take<packetPing>()->PacketCounter, i);
+}
+
+TEST(PhonePing, EachWrongAnswerIsToldOnce) {
+    struct Case {
+        std::vector<UInt32> answers;
+        int told;
+    };
+    for (const Case& c :
+         {Case{{1, 2, 3, 4}, 0}, Case{{1, 4000000000, 3, 4}, 1}, Case{{1, 99, 2, 3}, 1},
+          Case{{1, 3, 4}, 1}, Case{{2, 2, 3, 4}, 2}, Case{{1, 0, 0, 4}, 2}, Case{{5, 0, 1}, 2}}) {
+        Rig rig;
+        rig.connect();
+        for (int i = 0; i < 45; ++i) rig.step(100);
+        for (const UInt32 answer : c.answers) {
+            rig.tell<packetPingAcknowledge>([&](auto& p) { p.PacketCounter = answer; });
+            rig.settle();
+        }
+        EXPECT_EQ(rig.notes("ping answered").size(), static_cast<std::size_t>(c.told))
+            << testing::PrintToString(c.answers);
+    }
 }
 
 TEST(PhoneFrames, TheHeadUnitSeesTheScreenInEveryFormatAndCompression) {
@@ -456,23 +475,77 @@ TEST(PhoneFrames, DumpsWhatTheHeadUnitSeesAndDropsAfterTheFramesAskedFor) {
     EXPECT_TRUE(rig.stream.fromPhone.empty());
 }
 
-TEST(PhoneBadInput, MalformedAndUnexpectedPacketsAreIgnored) {
+TEST(PhoneBadInput, WhatIsWrongAboutAPacketIsToldOnceAndTheStreamStaysInStep) {
+    using Bytes = std::vector<std::uint8_t>;
+    struct Case {
+        Bytes packet;
+        std::vector<std::string> notes;
+    };
+    const auto request = [](std::uint8_t x, std::uint8_t width, std::uint8_t height) {
+        return Bytes{25, 0, 0, 0, 0, 9, 0, 0, 0, x, 0, 0, 0, width, 0, height, 0, 1};
+    };
+    const auto key = [](std::uint8_t event, std::uint8_t which) {
+        return Bytes{31, 0, 0, 0, 0, 2, 0, 0, 0, event, which};
+    };
+    const auto touch = [](std::uint8_t what, std::uint8_t x, std::uint8_t finger) {
+        return Bytes{33, 0, 0, 0, 0, 14, 0, 0, 0, 1, what, x, 0, 9, 0, finger, 0, 0, 0, 7, 0, 0, 0};
+    };
+    const Case cases[] = {
+        {{0, 0, 0, 0, 0, 0, 0, 0, 0}, {"packet 0: the type is unknown"}},
+        {{200, 1, 2, 3, 4, 2, 0, 0, 0, 9, 9},
+         {"packet 200: flags are set", "packet 200: the type is unknown"}},
+        {{26, 0, 0, 0, 0, 0, 0, 0, 0}, {"FramebufferUpdate: phones send this, not head units"}},
+        {{35, 0, 0, 0, 0, 2, 0, 0, 0, 1, 0}, {}},
+        {{35, 0, 0, 0, 128, 2, 0, 0, 0, 1, 0}, {"ClientState: flags are set"}},
+        {{35, 0, 0, 0, 0, 5, 0, 0, 0, 1, 0, 1, 2, 3},
+         {"ClientState: 3 bytes more than its fields take"}},
+        {{35, 0, 0, 0, 0, 1, 0, 0, 0, 1}, {"ClientState: cannot be read"}},
+        {{25, 0, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 1, 0, 1, 0},
+         {"FramebufferUpdateRequest: cannot be read"}},
+        {{33, 0, 0, 0, 0, 1, 0, 0, 0, 255}, {"TouchEvent: cannot be read"}},
+        {{73, 0, 0, 0, 0, 3, 0, 0, 0, 1, 255, 255}, {"ClientStartApp: cannot be read"}},
+        {request(0, 160, 120), {}},
+        {request(1, 160, 120),
+         {"FramebufferUpdateRequest: region 160x120 at 1,0 is not within the screen"}},
+        {request(0, 160, 121),
+         {"FramebufferUpdateRequest: region 160x121 at 0,0 is not within the screen"}},
+        {request(5, 0, 9), {"FramebufferUpdateRequest: region 0x9 at 5,0 is empty"}},
+        {key(2, 1), {"SoftkeyEvent: key 1 is not pressed"}},
+        {key(1, 1), {}},
+        {key(1, 2), {}},
+        {key(1, 1), {"SoftkeyEvent: key 1 is pressed already"}},
+        {key(2, 1), {}},
+        {key(3, 4), {"SoftkeyEvent: key 4 does what is unknown, 3"}},
+        {key(1, 5), {"SoftkeyEvent: key 5 is unknown"}},
+        {touch(3, 0, 1), {"TouchEvent: finger 1 is not down"}},
+        {touch(1, 159, 1), {}},
+        {touch(1, 160, 2), {"TouchEvent: finger 2 is not within the screen"}},
+        {touch(1, 0, 1), {"TouchEvent: finger 1 is down already"}},
+        {touch(3, 0, 1), {}},
+        {touch(2, 0, 1), {}},
+        {touch(2, 0, 1), {"TouchEvent: finger 1 is not down"}},
+        {touch(4, 0, 2), {}},
+        {touch(3, 0, 2), {"TouchEvent: finger 2 is not down"}},
+        {touch(5, 0, 2), {"TouchEvent: finger 2 does what is unknown, 5"}},
+        {{33, 0, 0, 0, 0, 5, 0, 0, 0, 0, 0, 0, 0, 0},
+         {"TouchEvent: no finger", "TouchEvent: no time"}},
+    };
     Rig rig;
     rig.connect();
-    const std::vector<std::vector<std::uint8_t>> packets{
-        {25, 0, 0, 0, 0, 0, 0, 0, 0},                          // a request without its fields
-        {25, 0, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 1, 0, 1, 0},  // its last field is missing
-        {33, 0, 0, 0, 0, 1, 0, 0, 0, 255},                     // 255 touches in no bytes
-        {73, 0, 0, 0, 0, 3, 0, 0, 0, 1, 255, 255},             // a text of 65535 bytes in none
-        {0, 0, 0, 0, 0, 0, 0, 0, 0},
-        {26, 0, 0, 0, 0, 0, 0, 0, 0},  // the phone's own kind
-        {200, 1, 2, 3, 4, 2, 0, 0, 0, 9, 9},
-    };
-    for (const auto& packet : packets) rig.tellBytes(packet);
+    EXPECT_EQ(rig.notes(": "), (std::vector<std::string>{}));
+    for (const Case& c : cases) {
+        rig.tellBytes(c.packet);
+        EXPECT_TRUE(rig.settle());
+        EXPECT_EQ(rig.notes(": "), c.notes) << testing::PrintToString(c.packet);
+    }
+    for (std::uint8_t finger = 0; finger < 200; ++finger) rig.tellBytes(touch(1, 0, finger));
+    rig.settle();
+    EXPECT_EQ(rig.notes("one more than are followed").size(), 200u - 64);
     rig.tellVersion();
+    rig.stream.fromPhone.clear();
     rig.request(false);
-    EXPECT_TRUE(rig.settle());
-    EXPECT_EQ(rig.heardTypes(), (Types{26})) << "the stream stayed in step";
+    rig.step(100);
+    EXPECT_EQ(rig.heardTypes(), (Types{26}));
     rig.tellBytes({37, 0, 0, 0, 0, 255, 255, 255, 255});
     EXPECT_FALSE(rig.step()) << "no memory is taken for what is only announced";
 }
