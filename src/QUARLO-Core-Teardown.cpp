@@ -38,8 +38,7 @@ bool markDeleted(quarlo_CoreInstance* obj) {
     if (obj->isAlreadyDeleted != 0) return false;
     {
         const Lock lock(obj);
-        if (obj->isAlreadyDeleted != 0) return false;
-        obj->isAlreadyDeleted = eFLAG_TRUE;
+        if (obj->isAlreadyDeleted.exchange(eFLAG_TRUE) != 0) return false;
     }
     // A start that has begun in a callback is over soon, and what it started is ended like the
     // rest.
