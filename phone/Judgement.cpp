@@ -120,7 +120,7 @@ std::vector<std::string> Judgement::judge(std::span<const std::uint8_t> packet, 
     const std::string name = row == std::end(rows)
                                  ? "packet " + std::to_string(type)
                                  : _quarlo_getEventTypeName(static_cast<EventType>(type));
-    for (std::string& fault : faults) fault = name + ": " + fault;
+    for (std::string& fault : faults) fault.insert(0, name + ": ");
     return std::exchange(faults, {});
 }
 

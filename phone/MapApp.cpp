@@ -40,7 +40,7 @@ std::string placeText(const Phone& phone) {
             break;
     }
     const Coordinates at = phone.position.value_or(Coordinates{});
-    const std::string place =
+    std::string place =
         format("%.4f° %c  %.4f° %c", std::abs(at.latitude), at.latitude < 0 ? 'S' : 'N',
                std::abs(at.longitude), at.longitude < 0 ? 'W' : 'E');
     if (!phone.heading) return place;
