@@ -5,7 +5,6 @@
 #include <pixman.h>
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <memory>
 #include <numeric>
@@ -212,7 +211,6 @@ Picture enlargedByPixman(const Picture& source, int width, int height) {
 }
 
 TEST_F(ScalePlugin, AgreesWithAnotherScaler) {
-    if (std::endian::native == std::endian::big) GTEST_SKIP() << "pixman convolves otherwise";
     const Layout& layout = layouts[4];
     const struct {
         int sourceWidth, sourceHeight, width, height;
