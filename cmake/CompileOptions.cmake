@@ -50,6 +50,16 @@ if(QUARLO_HARDENING)
   include(cmake/Hardening.cmake)
 endif()
 
+# For folders of tests and tools: when it optimises, this compiler sees writes beyond vectors and texts that are
+# put together in steps. In what is shipped these warnings count.
+macro(quarlo_ignore_misfires)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+    foreach(misfire array-bounds stringop-overflow maybe-uninitialized)
+      add_compile_options($<$<AND:$<COMPILE_LANGUAGE:CXX>,$<NOT:$<CONFIG:Debug>>>:-Wno-${misfire}>)
+    endforeach()
+  endif()
+endmacro()
+
 # Build-time only: an INTERFACE dependency would reach the installed package.
 function(quarlo_options target)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:quarlo_compile_options> Threads::Threads)
