@@ -182,13 +182,16 @@ class Stress : public ::testing::Test {
         EXPECT_EQ(supervision::unjoined(), 0);
         EXPECT_EQ(supervision::wrongJoins(), 0);
     }
-    const std::chrono::seconds duration{setting("QUARLO_STRESS_SECONDS", 2)};
+    static std::chrono::milliseconds duration(unsigned usual) {
+        const unsigned seconds = setting("QUARLO_STRESS_SECONDS", 0);
+        return std::chrono::milliseconds(seconds != 0 ? seconds * 1000 : usual);
+    }
 };
 
 TEST_F(Stress, OfConnectionsThatStay) {
     const Library library;
     Crowd crowd(Life::Stays);
-    crowd.callFor(duration);
+    crowd.callFor(duration(2000));
     for (const auto& member : crowd.members) {
         member->fallSilent();
         EXPECT_TRUE(waitFor([&] { return member->hasSaidAll(); }));
@@ -206,7 +209,7 @@ TEST_F(Stress, OfConnectionsThatComeAndGo) {
     for (unsigned round = 0; round < rounds; ++round) {
         quarlo_Init();
         Crowd crowd(Life::ComesAndGoes);
-        crowd.callFor(std::chrono::milliseconds(duration) / rounds);
+        crowd.callFor(duration(300) / rounds);
         for (const auto& member : crowd.members) member->takeBack();
         // Some are left for the library to delete.
         for (unsigned i = 0; i < round; ++i) crowd.members[i]->close();
