@@ -22,6 +22,14 @@ constexpr Part parts[] = {{eFRAMECHANGE_PixelFormat, Setting::PixelFormat},
                           {eFRAMECHANGE_Size, Setting::Size},
                           {eFRAMECHANGE_Compression, Setting::Compression}};
 
+// Of a session that is over, or about to be.
+quarloChangeResult howEnded(const Watch& watch) {
+    const std::uint8_t refusal = watch.refusal();
+    const bool isRefused =
+        refusal == eEVENTTYPE_PixelFormatAcknowledge || refusal == eEVENTTYPE_FrameSizeAcknowledge;
+    return isRefused ? eCHANGERESULT_Refused : eCHANGERESULT_Lost;
+}
+
 // Frames say themselves how they are compressed.
 bool needsFence(const quarloFrameChange& change) {
     return (change.what & (eFRAMECHANGE_Size | eFRAMECHANGE_PixelFormat)) != 0;
@@ -136,7 +144,7 @@ quarloChangeResult quarloSession::make(const quarloFrameChange& change, Watch& w
         const std::uint32_t before = watch.sent(part.setting);
         send(part.bit, change, instance);
         // The library has left RUN, and the session has yet to hear of it.
-        if (watch.sent(part.setting) == before) return eCHANGERESULT_Lost;
+        if (watch.sent(part.setting) == before) return howEnded(watch);
     }
     return awaitAnswers(change, watch);
 }
@@ -147,11 +155,7 @@ quarloChangeResult quarloSession::awaitAnswers(const quarloFrameChange& change, 
         if ((change.what & part.bit) == 0) continue;
         const bool isAnswered = await(watch, part.setting);
         const bool isRefused = isAnswered && watch.isLastRefused(part.setting);
-        const std::uint8_t refusal = watch.refusal();
-        const bool isFatal = refusal == eEVENTTYPE_PixelFormatAcknowledge ||
-                             refusal == eEVENTTYPE_FrameSizeAcknowledge;
-        if (isFatal) return eCHANGERESULT_Refused;
-        if (isEnding()) return eCHANGERESULT_Lost;
+        if (isEnding() || howEnded(watch) == eCHANGERESULT_Refused) return howEnded(watch);
         if (!isAnswered) result = eCHANGERESULT_Unacknowledged;
         if (isRefused && result == eCHANGERESULT_Done) result = eCHANGERESULT_CompressionRefused;
     }
