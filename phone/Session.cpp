@@ -16,8 +16,8 @@ constexpr std::size_t largestPacketTaken = std::size_t{4} * 1024 * 1024;
 constexpr std::size_t mostQueued = std::size_t{256} * 1024;
 constexpr std::chrono::seconds patience{10};
 /// A head unit that reads the end of the handshake together with what follows may not be ready for
-/// that yet.
-constexpr std::chrono::milliseconds settling{100};
+/// that yet: what it sends by itself says that it is. One that says nothing gets this time.
+constexpr std::chrono::milliseconds settling{1000};
 
 }  // namespace
 
@@ -117,6 +117,7 @@ void Session::handle(Bytes packet) {
     if (output.isVerbose()) output.detail("RECV", "<- " + describePacket(packet));
     for (const std::string& fault : judgement.judge(packet, unit.width, unit.height)) note(fault);
     if (isMuted) return;
+    if (hasRun) beginAt = std::min(beginAt, roundTime);
     const auto found = handlers.find(static_cast<EventType>(packet[0]));
     if (found == handlers.end()) return;
     for (const auto& handler : found->second) handler(packet);

@@ -342,8 +342,8 @@ TEST(PhoneApps, TheCatalogueIsAnnouncedIconsDrawnAndAppsStarted) {
     other.tellVersion();
     other.tellInit();
     other.tellDone();
+    other.tell<packetClientCustomData>([](auto&) {});  // in RUN, as its first word says
     other.settle();
-    other.step(100);
     other.take<packetServerProtocolAcknowledge>();
     other.take<packetServerInitAcknowledge>();
     EXPECT_EQ(other.take<packetServerInit>()->Capabilities,

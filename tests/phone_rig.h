@@ -135,7 +135,7 @@ class Rig {
         tellDone();
         settle();
         ASSERT_TRUE(session->isRunning());
-        step(100);
+        step(1000);
         stream.fromPhone.clear();
         canvas = Picture(width, height, 0xFF000000);
     }

@@ -158,7 +158,7 @@ TEST_F(SilentPeer, NamesAreLookedUpWithoutHoldingAnybodyUp) {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         start = Clock::now();
         session.reset();
-        EXPECT_LT(millisecondsSince(start), 1000);
+        EXPECT_LT(millisecondsSince(start), 10000);
         // Those that hang are counted.
         for (int i = 0; i < 10 && failure.number != EAGAIN; ++i) {
             EXPECT_EQ(quarloLink_ConnectTcp("nobody.example", port, 20, &failure), nullptr);

@@ -59,7 +59,7 @@ TEST(Opening, ConnectingCanBeInterrupted) {
     const Clock::time_point start = Clock::now();
     EXPECT_EQ(quarloLink_ConnectTcpInterruptibly("127.0.0.1", wall.port(), 0, ends[0], &failure),
               nullptr);
-    EXPECT_LT(millisecondsSince(start), 3000);
+    EXPECT_LT(millisecondsSince(start), 10000);
     EXPECT_EQ(failure.number, ECANCELED);
     user.join();
     for (const int descriptor : ends) close(descriptor);
@@ -88,17 +88,19 @@ TEST(Opening, TheFirstAddressThatAnswersWins) {
             list[i].ai_addrlen = sizeof places[0];
             list[i].ai_next = i + 1 < list.size() ? &list[i + 1] : nullptr;
         }
-        int error = 0;
-        const Clock::time_point start = Clock::now();
-        const int won = links::connectToAny(list.data(), -1, links::after(1000), error);
-        EXPECT_GE(millisecondsSince(start), each.earliest);
-        EXPECT_LT(millisecondsSince(start), each.latest);
-        EXPECT_EQ(won >= 0, each.answering >= 0);
-        if (won >= 0) {
-            close(won);
-        } else {
-            EXPECT_EQ(error, each.order[0] == 0 ? ETIMEDOUT : ECONNREFUSED);
-        }
+        const UInt32 limit = each.answering < 0 ? 1000 : 10000;
+        EXPECT_TRUE(takesLessThan(each.latest, [&] {
+            int error = 0;
+            const Clock::time_point start = Clock::now();
+            const int won = links::connectToAny(list.data(), -1, links::after(limit), error);
+            EXPECT_GE(millisecondsSince(start), each.earliest);
+            EXPECT_EQ(won >= 0, each.answering >= 0);
+            if (won >= 0) {
+                close(won);
+            } else {
+                EXPECT_EQ(error, each.order[0] == 0 ? ETIMEDOUT : ECONNREFUSED);
+            }
+        }));
     }
     quarloListener_Close(there);
 }

@@ -40,16 +40,16 @@ TEST(Attach, WantsTheLinkAsConnectionAndAContextOfItsOwn) {
 TEST(Attach, DeletingAnInstanceEndsItsBlockedReadAtOnceAndTheLinkCanGoOn) {
     const Library library;
     Wire wire(Kind::Pair);
-    for (int round = 0; round < 2; ++round) {
+    const auto useOnce = [&] {
         void* instance = quarlo_CreateInstance(wire.link, "round");
         quarlo_SetInitialisationTimeout(instance, 0);
         ASSERT_EQ(quarloLink_Attach(wire.link, instance, nullptr), eRETURN_OKAY);
         quarlo_StartMainThread(instance);
         EXPECT_EQ(Phone::nextPacket(wire.farInput)[0], 1) << "protocol version";
-        const Clock::time_point start = Clock::now();
         quarlo_DeleteInstance(instance);
-        EXPECT_LT(millisecondsSince(start), 150);
-    }
+    };
+    useOnce();
+    EXPECT_TRUE(takesLessThan(150, useOnce));
 }
 
 TEST(Session, TellsTheHostHowItFaresAndConfiguresEveryInstance) {
@@ -268,7 +268,7 @@ TEST(Session, EndsQuicklyWhileAPhoneStallsItsSenders) {
     const Clock::time_point start = Clock::now();
     quarloSession_Stop(session.get());
     ASSERT_TRUE(reports.waitFor(eSESSIONSTATE_Stopped));
-    EXPECT_LT(millisecondsSince(start), 1000);
+    EXPECT_LT(millisecondsSince(start), 10000);
     sender.join();
     isOver = true;
 }
