@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "Allocations.h"
+#include "Frames.h"
 
 namespace quarlo::bench {
 
@@ -51,10 +52,9 @@ Pump::Pump(UInt32 width, UInt32 height) : instance(quarlo_CreateInstance(nullptr
         pump.isEnding = true;
         pump.changed.notify_all();
     });
-    quarlo_SetFrameUpdateCallback(instance, [](void* context, UInt8, UInt16, UInt16, UInt16, UInt16,
-                                               UInt8* data, UInt32 length) {
-        if (pumpOf(context).frame != nullptr) std::memcpy(pumpOf(context).frame, data, length);
-    });
+    quarlo_SetFrameUpdateCallback(
+        instance, [](void* context, UInt8, UInt16 x, UInt16 y, UInt16 w, UInt16, UInt8* data,
+                     UInt32 length) { pumpOf(context).copy(x, y, w, data, length); });
     quarlo_StartMainThread(instance);
     handshake();
 }
@@ -64,12 +64,23 @@ Pump::~Pump() {
 }
 
 void Pump::handshake() {
-    // Acknowledges, describes a phone without texts, and ends the initialisation; then two pings.
-    run({2, 0, 0, 0, 0, 1, 0, 0, 0, 1}, 1);
-    run({12, 0, 0, 0, 0, 1, 0, 0, 0, 1}, 1);
-    run({14, 0, 0, 0, 0, 15, 0, 0, 0, 1, 0, 0, 1, 0, 7, 0, 0, 0, 1, 0, 0, 1, 0, 0}, 1);
-    run({18, 0, 0, 0, 0, 1, 0, 0, 0, 1}, 1);
+    run(protocolAccepted, 1);
+    run(handshakeDone, 1);
+    // What the library announces in RUN comes with the next reads.
     run({128, 0, 0, 0, 0, 4, 0, 0, 0, 1, 0, 0, 0}, 2);
+}
+
+void Pump::copy(std::size_t x, std::size_t y, std::size_t width, const UInt8* data,
+                std::size_t size) {
+    if (frame == nullptr) return;
+    if (pitch == 0) {
+        std::memcpy(frame, data, size);
+        return;
+    }
+    UInt8* row = frame + y * pitch + x * 4;
+    for (std::size_t at = 0; at < size; at += width * 4, row += pitch) {
+        std::memcpy(row, data + at, width * 4);
+    }
 }
 
 Pump::Result Pump::run(const Bytes& bytes, std::size_t times, std::size_t readSize) {

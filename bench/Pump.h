@@ -37,12 +37,15 @@ class Pump {
 
     /** Where the host copies its frames to; null keeps it from copying. */
     UInt8* frame = nullptr;
+    /** Bytes from row to row there; 0: rectangles are copied to its beginning. */
+    std::size_t pitch = 0;
 
   private:
     static std::size_t receive(void* context, UInt8* buffer, std::size_t size, void*);
     static void send(void* context, UInt8* buffer, std::size_t size, void*);
     std::size_t waitForWork(std::unique_lock<std::mutex>& lock);
     void finish();
+    void copy(std::size_t x, std::size_t y, std::size_t width, const UInt8* data, std::size_t size);
     void handshake();
     void* instance;
 

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 
-#include "Allocations.h"
-#include "Pump.h"
+#include "Frames.h"
 
 namespace quarlo::bench {
 namespace {
@@ -80,20 +80,28 @@ long residentKiB() {
     return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
-/** What one started, idle instance in RUN keeps in memory. */
+/** What one started instance in RUN keeps in memory: idle, and once it has shown a whole frame. */
 void residentMemory(benchmark::State& state) {
     constexpr std::size_t count = 32;
+    constexpr UInt32 width = 1280;
+    constexpr UInt32 height = 720;
+    const bool isBusy = state.range(0) != 0;
+    const Bytes pixels(std::size_t{width} * height * 4);
+    const Bytes frame =
+        updatePacket({{0, 0, width, height, pixels}}, eFRAMECOMPRESSION_Uncompressed);
     double each = 0;
     for (auto _ : state) {
         const long before = residentKiB();
-        std::vector<Pump*> pumps;
-        for (std::size_t i = 0; i < count; ++i) pumps.push_back(new Pump(1920, 720));
+        std::vector<std::unique_ptr<Pump>> pumps;
+        for (std::size_t i = 0; i < count; ++i) {
+            pumps.push_back(std::make_unique<Pump>(width, height));
+            if (isBusy) pumps.back()->run(frame, 1);
+        }
         each = static_cast<double>(residentKiB() - before) / count;
-        for (Pump* pump : pumps) delete pump;
     }
     state.counters["KiB_per_instance"] = each;
 }
-BENCHMARK(residentMemory)->Iterations(1);
+BENCHMARK(residentMemory)->ArgName("busy")->Arg(0)->Arg(1)->Iterations(1);
 
 }  // namespace
 }  // namespace quarlo::bench

@@ -5,20 +5,13 @@
 #endif
 #include <zlib.h>
 
-#include <algorithm>
 #include <cstring>
-#include <string>
 
-#include "Allocations.h"
-#include "Pump.h"
+#include "Frames.h"
 #include "QUARLO-Core-Engineering-Types.h"
 
 namespace quarlo::bench {
 namespace {
-
-void put(Bytes& bytes, std::uint64_t value, unsigned width) {
-    for (unsigned i = 0; i < width; ++i) bytes.push_back(static_cast<UInt8>(value >> (8 * i)));
-}
 
 /** Pixels that look like a screen: gradients, and a quarter with the grain of a photograph. */
 Bytes picture(UInt32 width, UInt32 height) {
@@ -46,65 +39,14 @@ Bytes deflated(const Bytes& data) {
     return result;
 }
 
-Bytes updatePacket(UInt32 width, UInt32 height, FrameCompression compression, const Bytes& data) {
-    Bytes payload;
-    payload.push_back(1);
-    put(payload, 0, 4);
-    put(payload, width, 2);
-    put(payload, height, 2);
-    put(payload, ePIXELFORMAT_ARGB8888, 1);
-    put(payload, ePIXELENDIANESS_LittleEndian, 1);
-    put(payload, compression, 4);
-    put(payload, 4, 1);
-    put(payload, 100, 1);
-    put(payload, 100, 1);
-    put(payload, data.size(), 4);
-    payload.insert(payload.end(), data.begin(), data.end());
-    Bytes packet{eEVENTTYPE_FramebufferUpdate, 0, 0, 0, 0};
-    put(packet, payload.size(), 4);
-    packet.insert(packet.end(), payload.begin(), payload.end());
-    return packet;
-}
-
-/** The median of one measurement, which leaves out the moments when the machine did something else.
- */
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-/** Runs library and reference alternately, so that both see the same machine. */
-template <class Library, class Reference>
-void compare(benchmark::State& state, Library library, Reference reference) {
-    std::vector<double> measured;
-    std::vector<double> references;
-    std::uint64_t allocated = 0;
-    for (auto _ : state) {
-        const Pump::Result result = library();
-        const double start = now();
-        reference();
-        references.push_back(now() - start);
-        measured.push_back(result.seconds);
-        allocated += result.allocations;
-        state.SetIterationTime(result.seconds);
-    }
-    state.counters["x_reference"] = median(measured) / median(references);
-    state.counters["ms_reference"] = median(references) * 1e3;
-    state.counters["allocations_per_update"] =
-        static_cast<double>(allocated) / static_cast<double>(state.iterations());
-}
-
-void warmUp(Pump& pump, const Bytes& packet) {
-    pump.run(packet, 3);
-}
-
 /** Beside one copy into a receive buffer and one by the host. */
 void rawFrame(benchmark::State& state) {
     const auto width = static_cast<UInt32>(state.range(0));
     const auto height = static_cast<UInt32>(state.range(1));
     Pump pump(width, height);
+    const Bytes pixels = picture(width, height);
     const Bytes packet =
-        updatePacket(width, height, eFRAMECOMPRESSION_Uncompressed, picture(width, height));
+        updatePacket({{0, 0, width, height, pixels}}, eFRAMECOMPRESSION_Uncompressed);
     Bytes frame(packet.size());
     Bytes buffer(packet.size());
     pump.frame = frame.data();
@@ -132,7 +74,8 @@ void libraryShare(benchmark::State& state) {
     const auto height = static_cast<UInt32>(state.range(1));
     Pump pump(width, height);
     const Bytes pixels = picture(width, height);
-    const Bytes small = updatePacket(1, 1, eFRAMECOMPRESSION_Uncompressed, Bytes(4));
+    const Bytes pixel(4);
+    const Bytes small = updatePacket({{0, 0, 1, 1, pixel}}, eFRAMECOMPRESSION_Uncompressed);
     Bytes frame(pixels.size());
     warmUp(pump, small);
     constexpr std::size_t times = 1000;
@@ -179,7 +122,7 @@ void zlibFrame(benchmark::State& state) {
     Pump pump(width, height);
     const Bytes pixels = picture(width, height);
     const Bytes data = deflated(pixels);
-    const Bytes packet = updatePacket(width, height, eFRAMECOMPRESSION_ZLIB, data);
+    const Bytes packet = updatePacket({{0, 0, width, height, data}}, eFRAMECOMPRESSION_ZLIB);
     Bytes frame(pixels.size());
     warmUp(pump, packet);
     compare(

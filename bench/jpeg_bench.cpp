@@ -1,7 +1,13 @@
-/* The JPEG plug-in in several pixel layouts, beside the same decoder called for 32 bits at once. */
-#include <turbojpeg.h>
+/*
+ * The JPEG plug-in in several pixel layouts, beside the same decoder called for 32 bits at once;
+ * and JPEG updates end to end.
+ */
+#include <cstring>
 
+#include "Frames.h"
+#include "Jpeg.h"
 #include "Plugins.h"
+#include "QUARLO-Core-Engineering-Types.h"
 #include "QUARLO-LibDecompress.h"
 
 namespace quarlo::bench {
@@ -9,37 +15,6 @@ namespace {
 
 constexpr int width = 1280;
 constexpr int height = 720;
-
-using Bytes = std::vector<UInt8>;
-
-/** Half a user interface, half a photograph: flat areas, gradients, grain. */
-Bytes picture() {
-    Bytes rgb;
-    UInt32 noise = 1;
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            noise = noise * 1664525U + 1013904223U;
-            const bool isPhoto = x > width / 2;
-            const int grain = isPhoto ? static_cast<int>(noise >> 27) : 0;
-            rgb.push_back(static_cast<UInt8>(x / 8 + grain));
-            rgb.push_back(isPhoto ? static_cast<UInt8>((x + y) / 8 + grain) : UInt8{0x40});
-            rgb.push_back(static_cast<UInt8>((x / 64 + y / 48) % 2 == 0 ? y / 4 : 220));
-        }
-    }
-    return rgb;
-}
-
-Bytes compressed() {
-    const Bytes rgb = picture();
-    const tjhandle handle = tjInitCompress();
-    unsigned char* jpeg = nullptr;
-    unsigned long size = 0;
-    tjCompress2(handle, rgb.data(), width, 0, height, TJPF_RGB, &jpeg, &size, TJSAMP_420, 80, 0);
-    Bytes bytes(jpeg, jpeg + size);
-    tjFree(jpeg);
-    tjDestroy(handle);
-    return bytes;
-}
 
 class Plugin {
   public:
@@ -68,7 +43,7 @@ class Plugin {
         };
     }
 
-    Bytes jpeg = compressed();
+    Bytes jpeg = jpegPicture(width, height);
     Bytes frame = Bytes(std::size_t{4} * width * height);
     decompressionFunction decompress = nullptr;
     mutable int failures = 0;
@@ -78,10 +53,7 @@ void jpegLayouts(benchmark::State& state) {
     Plugin plugin;
     if (!plugin.open()) return state.SkipWithError("no plug-in");
     const auto decoder = [&plugin] {
-        const tjhandle handle = tjInitDecompress();
-        tjDecompress2(handle, plugin.jpeg.data(), plugin.jpeg.size(), plugin.frame.data(), width, 0,
-                      height, TJPF_BGRA, 0);
-        tjDestroy(handle);
+        decodeAlone(plugin.jpeg, plugin.frame.data(), width, height, 0);
     };
     const auto little = ePIXELENDIANESS_LittleEndian;
     const auto [alone, wide, three, packed, swapped] = inTurn(
@@ -96,6 +68,70 @@ void jpegLayouts(benchmark::State& state) {
     state.counters["x_565_swapped"] = swapped / wide;
 }
 BENCHMARK(jpegLayouts)->Iterations(100);
+
+/* ---- updates ---- */
+
+constexpr int screenPitch = width * 4;
+
+/** The rectangles of an update, as JPEG, and a frame. */
+class Update {
+  public:
+    Update(int count, int partWidth, int partHeight)
+        : w(partWidth), h(partHeight), jpeg(jpegPicture(partWidth, partHeight)) {
+        for (int i = 0; i < count; ++i) {
+            const auto along = static_cast<UInt32>(count == 1 ? 0 : 40 + i * 300);
+            parts.push_back(
+                {along, along / 2, static_cast<UInt32>(w), static_cast<UInt32>(h), jpeg});
+        }
+    }
+    [[nodiscard]] Bytes packet() const { return updatePacket(parts, eFRAMECOMPRESSION_JPEG); }
+    /** Each into memory of its own, as the callback gets it. */
+    void decodeApart() {
+        for (std::size_t i = 0; i < parts.size(); ++i) decodeAlone(jpeg, apart.data(), w, h, 0);
+        benchmark::ClobberMemory();
+    }
+    /** Each where it belongs in the frame: a client without a library between. */
+    void decodeInPlace() {
+        for (const Part& part : parts) {
+            UInt8* at = frame.data() + std::size_t{part.y} * screenPitch + part.x * 4U;
+            decodeAlone(jpeg, at, w, h, screenPitch);
+        }
+        benchmark::ClobberMemory();
+    }
+
+    const int w, h;
+    const Bytes jpeg;
+    std::vector<Part> parts;
+    Bytes apart = Bytes(std::size_t{4} * width * height);
+    Bytes frame = Bytes(std::size_t{4} * width * height);
+};
+
+/** So many rectangles of so many pixels; with 1, the host copies them into its frame. */
+void jpegUpdate(benchmark::State& state) {
+    if ((quarlo_Eng_GetSupportedCompressions() & eFRAMECOMPRESSION_JPEG) == 0) {
+        return state.SkipWithError("the JPEG plug-in was not found");
+    }
+    Update update(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)),
+                  static_cast<int>(state.range(2)));
+    const bool isCopied = state.range(3) != 0;
+    Pump pump(width, height);
+    const Bytes packet = update.packet();
+    if (isCopied) pump.frame = update.frame.data();
+    pump.pitch = screenPitch;
+    warmUp(pump, packet);
+    compare(
+        state, [&] { return pump.run(packet, 1); },
+        [&] { isCopied ? update.decodeInPlace() : update.decodeApart(); });
+}
+BENCHMARK(jpegUpdate)
+    ->ArgNames({"rectangles", "width", "height", "copied"})
+    ->Args({1, width, height, 0})
+    ->Args({1, width, height, 1})
+    ->Args({4, 200, 120, 0})
+    ->Args({4, 200, 120, 1})
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(100);
 
 }  // namespace
 }  // namespace quarlo::bench
