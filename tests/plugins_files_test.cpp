@@ -103,7 +103,8 @@ TEST(PluginsOnFiles, DecodeTheStreamsOfPngFiles) {
     };
     const size_t files = eachFile("/usr/share/icons", ".png", 6000, visit);
     RecordProperty("files", static_cast<int>(files));
-    if (files < 1000) GTEST_SKIP() << "only " << files << " PNG files: install tango-icon-theme";
+    // The theme has 859; the rest of its names are links to these.
+    if (files < 800) GTEST_SKIP() << "only " << files << " PNG files: install tango-icon-theme";
 }
 
 /** Mean difference of two pictures. */
