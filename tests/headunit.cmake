@@ -1,6 +1,5 @@
 # Tests of the head unit: its parts, and whole sessions with the phone program.
 if(TARGET headunit_parts)
-  find_package(ZLIB REQUIRED)
   quarlo_test(headunit_test LABELS headunit threads
     SOURCES headunit_options_test.cpp headunit_reconnect_test.cpp headunit_reports_test.cpp
       headunit_script_test.cpp headunit_screen_test.cpp
@@ -78,12 +77,10 @@ endif()
 # The tour of the demo, played once, and what it left behind.
 if(TARGET quarlo-phone AND TARGET quarlo-headunit AND TARGET quarlo-contact-sheet AND TARGET QUARLO-Decomp00
    AND TARGET QUARLO-Decomp01)
-  find_package(PkgConfig REQUIRED)
-  pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
   set(tour ${CMAKE_CURRENT_BINARY_DIR}/tour)
   add_test(NAME tour.plays COMMAND bash ${PROJECT_SOURCE_DIR}/tools/tour.sh ${PROJECT_BINARY_DIR} ${tour})
   set_tests_properties(tour.plays PROPERTIES LABELS e2e TIMEOUT 300 FIXTURES_SETUP tour)
-  quarlo_test(tour_test LABELS e2e SOURCES tour_test.cpp LIBRARIES PkgConfig::CAIRO)
+  quarlo_test(tour_test LABELS e2e SOURCES tour_test.cpp LIBRARIES PkgConfig::cairo)
   # It looks at a hundred million pixels.
   set_source_files_properties(tour_test.cpp PROPERTIES COMPILE_OPTIONS -O2)
   target_compile_definitions(tour_test PRIVATE QUARLO_TOUR="${tour}"

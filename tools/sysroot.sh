@@ -14,7 +14,14 @@ architecture=$1
 root=$PWD/build/sysroot/$architecture
 # What is wanted is part of the mark: a longer list lays the folder out again.
 mark=$root/complete
+# Links that start at the root of the file system start at this one.
+relink() {
+    find "$root" -type l -lname '/*' | while read -r link; do
+        ln -sfnr "$root$(readlink "$link")" "$link"
+    done
+}
 if [ "$(cat "$mark" 2>/dev/null)" = "$packages" ]; then
+    relink
     echo "sysroot: $root is complete"
     exit 0
 fi
@@ -43,5 +50,6 @@ for file in "$apt"/archives/*.deb; do
     dpkg-deb -x "$file" "$root"
 done
 rm -rf "$apt"
+relink
 echo "$packages" >"$mark"
 echo "sysroot: $root is laid out"
