@@ -14,6 +14,7 @@
 #include <new>
 
 #include "Structs.h"
+#include "Tap.h"
 #include "Threads.h"
 #include "Wait.h"
 
@@ -285,5 +286,6 @@ void quarloLink_Close(quarloLink* link) {
     if (link->output != link->input) close(link->output);
     close(link->wake);
     delete link->watch;
+    delete link->tap;
     delete link;
 }

@@ -9,6 +9,10 @@
 #include "Watch.h"
 #include "quarlo-links.h"
 
+namespace quarlo::links {
+class Tap;
+}
+
 struct quarloLink {
     int input = -1;
     int output = -1;
@@ -30,6 +34,7 @@ struct quarloLink {
     std::atomic<int> error{0};
     std::mutex sending;                     // held over one whole buffer
     quarlo::links::Watch* watch = nullptr;  // null: nobody asks what is carried
+    quarlo::links::Tap* tap = nullptr;      // null: not captured
 
     // Registry of attached links, guarded by its lock.
     void* context = nullptr;

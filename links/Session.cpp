@@ -10,7 +10,9 @@
 #include <cstdio>
 
 #include "Connect.h"
+#include "Names.h"
 #include "Sockets.h"
+#include "Tap.h"
 #include "Threads.h"
 
 using namespace quarlo::links;
@@ -31,24 +33,6 @@ std::uint32_t seed() {
 // seconds go.
 UInt8 initTimeout(std::uint32_t handshakeLimit) {
     return static_cast<UInt8>(std::min<std::uint32_t>(handshakeLimit / 1000 + 2, UINT8_MAX));
-}
-
-// Null when the phone has refused nothing.
-const char* wordsForRefusal(std::uint8_t type) {
-    switch (type) {
-        case eEVENTTYPE_ServerProtocolAcknowledge:
-            return "the phone refused the protocol version";
-        case eEVENTTYPE_ServerInitAcknowledge:
-            return "the phone refused the head unit";
-        case eEVENTTYPE_ServerInitDone:
-            return "the phone could not be initialised";
-        case eEVENTTYPE_PixelFormatAcknowledge:
-            return "the phone refused the pixel format";
-        case eEVENTTYPE_FrameSizeAcknowledge:
-            return "the phone refused the frame size";
-        default:
-            return nullptr;
-    }
 }
 
 void protocolCallback(void* context, eProtocolState state) {
@@ -137,7 +121,13 @@ void quarloSession::release() {
     if (--users == 0 && lent == nullptr) raise(eventRelease);
 }
 
+void quarloSession::note(const char* kind, const char* name) {
+    const std::lock_guard<std::mutex> guard(lock);
+    if (live != nullptr && live->tap != nullptr) live->tap->note(kind, name);
+}
+
 void quarloSession::onProtocol(void* context, eProtocolState state) {
+    if (config.capture != nullptr) note("state", nameOf(state));
     if (state == ePROTOCOL_STATE_RUN) {
         const std::lock_guard<std::mutex> guard(lock);
         isRunning = true;
@@ -149,6 +139,7 @@ void quarloSession::onProtocol(void* context, eProtocolState state) {
 
 void quarloSession::onError(void* context, eErrorCode code) {
     if (code == eERRORCODE_INITIALIZATION_TIMEOUT) return;  // the session's own limit is longer
+    if (config.capture != nullptr) note("error", nameOf(code));
     if (code == eERRORCODE_MESSAGE_PROCESSING_FAILED) isTypeUnknown.store(true);
     if (config.errorCallback != nullptr) config.errorCallback(context, code);
     if (code == eERRORCODE_CONNECTION_TIMEOUT) raise(eventSilent);
@@ -194,7 +185,9 @@ bool quarloSession::prepare(quarloLink& link) {
     Watch* watch = watchOf(link);
     const bool isObserved =
         watch != nullptr && (config.observer == nullptr || watch->add(settings.observer));
-    if (!isObserved) {
+    const bool isCaptured =
+        config.capture == nullptr || quarloLink_SetCapture(&link, config.capture) == eRETURN_OKAY;
+    if (!isObserved || !isCaptured) {
         setReason(ENOMEM, "no memory for a connection");
         return false;
     }

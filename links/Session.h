@@ -79,6 +79,8 @@ struct quarloSession {
     eReturnCode change(const quarloFrameChange& wanted, quarloChangeResult* result);
     void onProtocol(void* context, eProtocolState state);
     void onError(void* context, eErrorCode code);
+    /** An event for the capture of the present link. */
+    void note(const char* kind, const char* name);
     const quarlo::links::PacketCounts& counts() const { return carried; }
     int interrupt() const { return wake; }
 

@@ -1,7 +1,7 @@
 /**
  * @file
- * Ready-made transports for the quarlo protocol stack: quarlo-link.h, quarlo-session.h and
- * quarlo-framing.h.
+ * Ready-made transports for the quarlo protocol stack: quarlo-link.h, quarlo-session.h,
+ * quarlo-capture.h and quarlo-framing.h.
  *
  * A quarloLink is a byte stream to one phone: any file descriptor, a TCP or Unix socket, a serial
  * line. It supplies the receiver link, the sender link and the end-receiver request of an instance;
@@ -48,6 +48,7 @@
 #ifndef QUARLO_LINKS_H
 #define QUARLO_LINKS_H
 
+#include "quarlo-capture.h"
 #include "quarlo-framing.h"
 #include "quarlo-link.h"
 #include "quarlo-session.h"

@@ -7,7 +7,7 @@
 #ifndef QUARLO_SESSION_H
 #define QUARLO_SESSION_H
 
-#include "quarlo-link.h"
+#include "quarlo-capture.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -195,7 +195,9 @@ typedef struct {
     /** A RUN that lasts this long is a success: pauses and giveUpAfter begin anew after it. Default
      * 10000. */
     UInt32 lastingRun;
-    UInt32 giveUpAfter; /**< give up this long after a lasting RUN was left; default: never */
+    UInt32 giveUpAfter;     /**< give up this long after a lasting RUN was left; default: never */
+    quarloCapture* capture; /**< of all links of the session, with its states and errors; stays the
+                             * host's; may be null */
 } quarloSessionConfig;
 
 /**

@@ -2,6 +2,7 @@
 // the interface has grown by members that this host does not know.
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstring>
 
 #include "quarlo-links.h"
@@ -62,7 +63,7 @@ TEST(Growth, AHostOfTodayRunsWithALaterRelease) {
     EXPECT_STREQ(failure.value.text, "cannot connect to /nowhere: No such file or directory");
     EXPECT_TRUE(failure.isUntouched() && config.isUntouched() && transport.isUntouched());
     // One that brings less than the first release is none of ours.
-    config.value.size = sizeof config.value - 1;
+    config.value.size = offsetof(quarloSessionConfig, giveUpAfter);
     EXPECT_EQ(quarloSession_Start(&config.value, &failure.value), nullptr);
     EXPECT_STREQ(failure.value.text, "cannot start session: the configuration has no size");
     quarlo_Shutdown();
