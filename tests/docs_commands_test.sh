@@ -1,0 +1,104 @@
+#!/usr/bin/env bash
+# docs_commands_test.sh SOURCE BUILD: every command that the README and the documentation show is run as it
+# stands there, until it has printed what the text around it promises. What other stages run, or what takes
+# too long, is listed; a command that is in neither table fails.
+set -uo pipefail
+
+source=$(realpath "$1") build=$(realpath "$2")
+
+# The port that the commands name is that of a network of their own, and their windows' display too.
+if [ -z "${QUARLO_DOCS_ALONE:-}" ]; then
+    export QUARLO_DOCS_ALONE=1
+    network=()
+    if unshare --user --map-root-user --net true 2>/dev/null; then
+        network=(unshare --user --map-root-user --net sh -c 'ip link set lo up && exec "$@"' sh)
+    fi
+    exec timeout 280 xvfb-run -a -s "-screen 0 1600x1000x24 -nolisten tcp" "${network[@]}" "$0" "$@"
+fi
+
+# shellcheck source=tests/support/programs.sh
+. "$source/tests/support/programs.sh"
+cd "$source" || exit 1
+
+# What is printed by a block with this in it.
+promised() {
+    case "$1" in
+        *minimal_host*) echo '^minimal_host: 100 updates' ;;
+        *links_attach*) echo '^links_attach: the phone closed the connection' ;;
+        *links_host*) echo '^running' ;;
+        *guide_audio*) echo '^channel of request 1 closed' ;;
+        *tour.script*) echo 'screenshot .*01-home' ;;
+        *--window*) echo '(^|[^A-Z])RUN([^A-Z]|$)' ;;
+        *"fuzz_packet --random"*) echo 'no findings' ;;
+        *make-seeds*) echo '' ;;
+        *) return 1 ;;
+    esac
+}
+
+# By whom other commands are run; what nobody runs by itself takes minutes to hours.
+elsewhere() {
+    case "$1" in
+        tools/test.sh* | tools/demo.sh* | "tools/fuzz.sh "*) grep -q "${1%% *}" .ci/run ;;
+        "cmake --"*"preset "* | "ctest --preset dev"*)
+            local preset=${1#*--preset }
+            grep -q "\"name\": \"${preset%% *}\"" CMakePresets.json
+            ;;
+        "cmake --install "* | "cmake -B build "* | "cmake --build build "* | build/fuzz/* | build/release/bench/* | \
+            tools/coverage.sh | tools/bench.sh*) true ;;
+        *) return 1 ;;
+    esac
+}
+
+# FILE:LINE and the lines of each indented block whose first line is a command.
+blocks() {
+    awk 'function flush() {
+             if (block ~ /^(build\/|tools\/|quarlo-|cmake |ctest |socat |tshark )/) print where "\t" block
+             block = ""
+         }
+         FNR == 1 { flush(); fenced = 0 }
+         /^```/ { fenced = !fenced }
+         /^    / && !fenced {
+             if (block == "") where = FILENAME ":" FNR
+             block = block (block == "" ? "" : "\001") substr($0, 5)
+             next
+         }
+         { flush() }
+         END { flush() }' README.md CONTRIBUTING.md docs/*.md docs/guides/*.md
+}
+
+# Files that a command writes are written here; what it reads is where it says.
+mkdir "$work/build" && ln -s "$build" "$work/build/dev"
+for name in tools docs; do ln -s "$source/$name" "$work/$name"; done
+cp -r "$source/fuzz" "$work/fuzz"
+export PATH=$build/phone:$build/headunit:$build/tools:$PATH
+export SDL_AUDIODRIVER=dummy
+
+# printed TEXT GROUP: the text has come, or where none is promised the commands have ended.
+printed() {
+    if [ -n "$1" ]; then grep -qE -- "$1" "$work/run.log"; else ! kill -0 "$2"; fi
+}
+
+# run WHERE COMMANDS TEXT: in a process group of its own, which ends when the text has come.
+run() {
+    (cd "$work" && exec setsid bash -c "$2" >"$work/run.log" 2>&1) &
+    host=-$!
+    eventually "$1: '$2' does not print '$3'" printed "$3" "$!"
+    kill -- "$host" 2>/dev/null || [ -z "$3" ] || true
+    wait "$!"
+    host=''
+}
+
+count=0
+while IFS=$'\t' read -r where block; do
+    commands=${block//$'\001'/$'\n'}
+    if text=$(promised "$commands"); then
+        echo "$where: ${commands%%$'\n'*}"
+        run "$where" "$commands" "$text"
+        count=$((count + 1))
+    else
+        while read -r command; do
+            elsewhere "$command" || fail "$where: nobody runs '$command'"
+        done <<<"$commands"
+    fi
+done < <(blocks)
+[ "$count" -ge 9 ] || fail "only $count commands were found"
