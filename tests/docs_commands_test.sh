@@ -78,13 +78,17 @@ printed() {
     if [ -n "$1" ]; then grep -qE -- "$1" "$work/run.log"; else ! kill -0 "$2"; fi
 }
 
+gone() { ! kill -0 -- "$host"; }
+
 # run WHERE COMMANDS TEXT: in a process group of its own, which ends when the text has come.
 run() {
     (cd "$work" && exec setsid bash -c "$2" >"$work/run.log" 2>&1) &
-    host=-$!
-    eventually "$1: '$2' does not print '$3'" printed "$3" "$!"
-    kill -- "$host" 2>/dev/null || [ -z "$3" ] || true
-    wait "$!"
+    local commands=$!
+    host=-$commands
+    eventually "$1: '$2' does not print '$3'" printed "$3" "$commands"
+    kill -- "$host" 2>/dev/null
+    wait "$commands"
+    eventually "$1: '$2' does not end" gone
     host=''
 }
 
