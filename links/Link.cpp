@@ -238,6 +238,10 @@ void quarloLink_Stop(quarloLink* link) {
     wakeUp(link->wake);
 }
 
+void quarloLink_EndSending(quarloLink* link) {
+    if (link != nullptr && link->isOutputSocket) shutdown(link->output, SHUT_WR);
+}
+
 Int32 quarloLink_GetError(const quarloLink* link) {
     return link != nullptr ? link->error.load() : 0;
 }

@@ -171,6 +171,15 @@ QUARLO_API void quarloLink_EndReceiverRequest(void* context);
 QUARLO_API void quarloLink_Stop(quarloLink* link);
 
 /**
+ * Tells the other side that nothing more comes. It may go on sending, which is received as before,
+ * until it has closed its side, too. For a host that wants its last packets to arrive: closing a
+ * TCP connection on which the other side has just sent something may take along what is under way.
+ * To be called when nobody sends any more. Does not wait, and does nothing for what is no socket.
+ * @param link null is ignored
+ */
+QUARLO_API void quarloLink_EndSending(quarloLink* link);
+
+/**
  * What ended the connection, as a number. From any thread.
  * @param link an open one, or null
  * @return 0 while it is open, after an orderly end and for null; an errno value after a failure:

@@ -52,8 +52,14 @@ TEST_P(EveryLink, DeliversBothWaysAndEndsWhenThePeerLeaves) {
     EXPECT_EQ(receiveAll(wire.link, sent.size()), sent);
     far.join();
     EXPECT_EQ(seen, sent);
-    wire.closeFar();
     Bytes rest;
+    quarloLink_EndSending(wire.link);
+    if (GetParam() != Kind::Pipes && GetParam() != Kind::Serial) {
+        EXPECT_TRUE(readFully(wire.farInput, 1).empty());
+    }
+    writeFully(wire.farOutput, {1});
+    EXPECT_EQ(receiveAll(wire.link, 1), Bytes{1});
+    wire.closeFar();
     EXPECT_EQ(receive(wire.link, rest, 100), -1);
     EXPECT_EQ(receive(wire.link, rest, 100), -1);
 }
