@@ -1,6 +1,7 @@
 // Answers the head unit's requests for its picture of the screen: keeps what it was sent, and sends
 // what differs from that. Session thread.
 #include <deque>
+#include <filesystem>
 #include <numeric>
 
 #include "Changes.h"
@@ -160,8 +161,12 @@ class FrameUpdates : public Feature {
     }
 
     void dump() const {
-        const std::string& directory = session.options().dumpDirectory;
+        std::string directory = session.options().dumpDirectory;
         if (directory.empty()) return;
+        // Head units that are connected at one time have a directory each.
+        if (session.number() > 1) directory += "/" + std::to_string(session.number());
+        std::error_code failure;
+        std::filesystem::create_directories(directory, failure);
         const std::string problem = writePng(view, directory + "/" + pictureName("phone", updates));
         if (!problem.empty()) session.note("cannot write " + problem);
     }

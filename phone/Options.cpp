@@ -62,15 +62,68 @@ std::optional<std::uint64_t> parseClock(std::string_view text) {
     return ((hours * 60ull + minutes) * 60 + seconds) * 1000;
 }
 
+constexpr const char* lineWords = "PATH or PATH:BAUD with up to 100000000 bits per second";
+
+std::optional<Endpoint> parseSerial(std::string_view text) {
+    constexpr unsigned fastest = 100'000'000;
+    Endpoint line;
+    line.device = text;
+    line.baudRate = 115200;
+    const std::size_t colon = text.rfind(':');
+    const bool hasRate = colon != text.npos && text.find('/', colon) == text.npos;
+    if (hasRate) {
+        const auto rate = parseNumber(text.substr(colon + 1), fastest);
+        if (!rate || *rate == 0) return {};
+        line.device = text.substr(0, colon);
+        line.baudRate = *rate;
+    }
+    if (line.device.empty()) return {};
+    return line;
+}
+
+constexpr const char* headUnitWords =
+    "HOST:PORT or [HOST]:PORT with a port of 1 to 65535, or unix:PATH";
+
+std::optional<Endpoint> parseHeadUnit(std::string_view text) {
+    auto place = parseEndpoint(text);
+    return place && place->device.empty() ? place : std::nullopt;
+}
+
+/// Head units come from one place.
+void addPlaces(CLI::App& app, Options& options) {
+    auto* listen = addParsed(app, "--listen", options.place, parseListen, listenWords,
+                             "Where to listen, as a numeric address; port 0 picks a free one");
+    listen->default_str(options.place.text());
+    auto* path = addPath(app, "--unix", options.place.path, "PATH",
+                         "Listen on a Unix socket at this path instead");
+    const auto takeHeadUnit = [&options](const std::string& word) {
+        const auto place = parseHeadUnit(word);
+        if (place) options.place = *place;
+        options.connects = place.has_value();
+        return options.connects;
+    };
+    auto* connect = addWord(app, "--connect", takeHeadUnit, headUnitWords,
+                            "Connect to a head unit that listens, again and again until it is "
+                            "there, and anew when it has gone");
+    auto* line = addParsed(app, "--serial", options.place, parseSerial, lineWords,
+                           "Wait for a head unit on this serial line, at 115200 without a rate");
+    auto* file = addPath(app, "--port-file", options.portFile, "FILE",
+                         "Write the port listened on into this file");
+    path->excludes(listen);
+    connect->excludes(listen)->excludes(path)->excludes(file);
+    line->excludes(listen)->excludes(path)->excludes(connect)->excludes(file);
+}
+
 void addConnection(CLI::App& app, Options& options) {
-    auto* listen = addParsed(app, "--listen", options.listen, parseListen, listenWords,
-                             "Where to listen; port 0 picks a free one");
-    listen->default_str(options.listen.text());
-    addPath(app, "--unix", options.listen.path, "PATH",
-            "Listen on a Unix socket at this path instead")
-        ->excludes(listen);
-    addPath(app, "--port-file", options.portFile, "FILE",
-            "Write the port listened on into this file");
+    addPlaces(app, options);
+    addNumber(app, "--most-units", options.mostUnits, 1, 64,
+              "Serve this many head units at one time, and send others away");
+    addNumber(app, "--handshake-limit", options.handshakeLimit, 0, 3600,
+              "Drop a head unit that has not completed the handshake after this many seconds; 0: "
+              "never");
+    addNumber(app, "--ping-limit", options.pingLimit, 0, 3600,
+              "Drop a head unit that has left pings unanswered, or taken nothing of what it is "
+              "sent, for this many seconds; 0: never");
     app.add_flag("--once", options.once,
                  "Exit after the first connection: 0 if its handshake was completed, else 1");
     app.add_option("--max-seconds", options.maxSeconds, "Exit after this time")
@@ -100,11 +153,14 @@ void addScreen(CLI::App& app, Options& options) {
               "pictures written by --dump-frames are then not comparable with what it shows");
     addPath(app, "--dump-frames", options.dumpDirectory, "DIR",
             "After each update write the screen as the head unit must see it into this "
-            "directory, as phone-0001.png and so on");
+            "directory, as phone-0001.png and so on; of a second head unit at the same time into "
+            "directory 2 of it, and so on");
     addPath(app, "--render-only", options.renderOnly, "FILE",
             "Draw the screen into this PNG file and exit");
-    app.add_flag("--window", options.window,
-                 "Show the screen in a window, too, which takes the mouse as a finger");
+    app.add_flag(
+        "--window", options.window,
+        "Show the screen in a window, too, which takes the mouse as a finger: that of the head "
+        "unit which has been connected longest");
     addParsed(app, "--app", options.app, parseApp, appNames(),
               "Start with this app in front instead of the home screen");
     addParsed(app, "--size", options.size, parseSize, sizeWords,

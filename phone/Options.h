@@ -21,8 +21,13 @@ enum class Stage { Protocol, Init, ServerInit, Done, Frames };
 enum class Refusal { Protocol, Init, Done, FrameSize, PixelFormat, Compression };
 
 struct Options {
-    Endpoint listen = Endpoint::tcp("127.0.0.1", 5910);
+    /** Where head units come from: an address or socket to listen on, or a serial line. */
+    Endpoint place = Endpoint::tcp("127.0.0.1", 5910);
     std::string portFile;
+    unsigned mostUnits = 8;
+    /** In seconds; 0: none. */
+    unsigned handshakeLimit = 10;
+    unsigned pingLimit = 10;
 
     std::string appName = "quarlo phone";
     unsigned softkeys = 4;
@@ -47,6 +52,8 @@ struct Options {
     std::optional<Stage> dropAt;
     std::optional<unsigned> dropAfterFrames;
 
+    /** The head unit listens at the place, and the phone connects. */
+    bool connects = false;
     bool once = false;
     std::optional<double> maxSeconds;
     bool verbose = false;

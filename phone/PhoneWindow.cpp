@@ -19,16 +19,17 @@ PhoneWindow::PhoneWindow(const std::string& title, Screen& screen) : phoneScreen
     if (window == nullptr) throw std::runtime_error(problem);
 }
 
-bool PhoneWindow::turn(bool isMirrored) {
+bool PhoneWindow::turn(ServedUnit* unit) {
+    follow(unit);
     SDL_Event event;
     fingers.place(window->area(), pictureArea());
     while (SDL_PollEvent(&event) != 0) handle(event);
-    touch();
-    if (!isMirrored) openApps();
+    touch(unit);
+    openApps();
     const Clock::time_point now = Clock::now();
     if (now >= drawAt) {
         drawAt = now + frameTime;
-        draw(isMirrored);
+        draw();
     }
     return !isClosed;
 }
@@ -37,14 +38,36 @@ void PhoneWindow::handle(const SDL_Event& event) {
     if (!window->feed(event, fingers) && event.type == SDL_QUIT) isClosed = true;
 }
 
-void PhoneWindow::touch() {
+/// Until a head unit was sent a picture the phone's own screen stays.
+void PhoneWindow::follow(ServedUnit* unit) {
+    if (unit != followed) {
+        followed = unit;
+        mirrored = Picture();
+        drawing = 0;
+    }
+    if (unit != nullptr) unit->copyPicture(mirrored, drawing);
+}
+
+Size PhoneWindow::size() const {
+    if (isMirrored()) return {mirrored.width, mirrored.height};
+    return {phoneScreen.width(), phoneScreen.height()};
+}
+
+void PhoneWindow::touch(ServedUnit* unit) {
     for (const display::FingerEvent& event : fingers.take()) {
-        phoneScreen.touch({event.type, event.at.x * phoneScreen.width(),
-                           event.at.y * phoneScreen.height(), firstFinger + event.finger});
+        const auto press = [event](Screen& screen) {
+            screen.touch({event.type, event.at.x * screen.width(), event.at.y * screen.height(),
+                          firstFinger + event.finger});
+        };
+        if (unit != nullptr && isMirrored()) {
+            unit->post([press](Session& session) { press(session.screen()); });
+        } else {
+            press(phoneScreen);
+        }
     }
 }
 
-/// A session does this while there is one; the other wishes need one.
+/// The other wishes need a head unit.
 void PhoneWindow::openApps() {
     auto wishes = std::move(phoneScreen.phone().wishes);
     phoneScreen.phone().wishes.clear();
@@ -54,11 +77,11 @@ void PhoneWindow::openApps() {
 }
 
 display::Rect PhoneWindow::pictureArea() const {
-    return display::fit(phoneScreen.width(), phoneScreen.height(), window->area());
+    return display::fit(size().width, size().height, window->area());
 }
 
-void PhoneWindow::draw(bool isMirrored) {
-    const Picture& picture = isMirrored ? phoneScreen.picture() : phoneScreen.draw(presentMoment());
+void PhoneWindow::draw() {
+    const Picture& picture = isMirrored() ? mirrored : phoneScreen.draw(presentMoment());
     texture.load(window->graphics(), picture);
     window->clear(0, 0, 0);
     window->draw(texture, pictureArea());

@@ -159,6 +159,7 @@ const Picture& Screen::draw(const Moment& moment) {
     }
     drawStatus(canvas, moment);
     drawSoftkeys(canvas);
+    ++drawCount;
     return drawn;
 }
 

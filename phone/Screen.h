@@ -1,8 +1,7 @@
 /**
  * @file
  * The phone's screen: a status bar, the app in front and the softkeys, drawn at the size the head
- * unit declared. Lives on the session's thread and keeps what was in front from one session to the
- * next.
+ * unit declared. Lives on one thread: that of a session, or the main thread.
  */
 #ifndef PHONE_SCREEN_H
 #define PHONE_SCREEN_H
@@ -39,6 +38,8 @@ class Screen {
     /** Draws the screen as it is at this moment. */
     const Picture& draw(const Moment& moment);
     const Picture& picture() const { return drawn; }
+    /** How many times it was drawn. */
+    unsigned drawings() const { return drawCount; }
     int width() const { return extent.width; }
     int height() const { return extent.height; }
     Phone& phone() { return known; }
@@ -70,6 +71,7 @@ class Screen {
     std::string languageDrawn;
     Picture backdrop;
     Picture drawn;
+    unsigned drawCount = 0;
 };
 
 }  // namespace quarlo::phone

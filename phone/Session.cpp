@@ -14,7 +14,6 @@ namespace {
 constexpr std::size_t readPiece = std::size_t{64} * 1024;
 constexpr std::size_t largestPacketTaken = std::size_t{4} * 1024 * 1024;
 constexpr std::size_t mostQueued = std::size_t{256} * 1024;
-constexpr std::chrono::seconds patience{10};
 /// A head unit that reads the end of the handshake together with what follows may not be ready for
 /// that yet: what it sends by itself says that it is. One that says nothing gets this time.
 constexpr std::chrono::milliseconds settling{1000};
@@ -35,23 +34,24 @@ void setText(qrString& string, const std::string& text) {
     string.Length = static_cast<UInt16>(text.size());
 }
 
-Session::Session(Stream& stream, Screen& screen, const Options& options, const Log& log)
+Session::Session(Stream& stream, Screen& screen, const Options& options, const Log& log, int number)
     : connection(stream),
       shown(screen),
       given(options),
       output(log),
-      features(makeFeatures(*this)) {
-    // What another head unit said about its car does not hold for this one.
-    shown.phone() = Phone{};
-}
+      place(number),
+      label(number > 1 ? std::to_string(number) + ": " : ""),
+      features(makeFeatures(*this)) {}
 
 Session::~Session() = default;
 
 bool Session::step(TimePoint now) {
+    if (roundTime == TimePoint{} && given.handshakeLimit > 0)
+        handshakeEnd = now + std::chrono::seconds(given.handshakeLimit);
     roundTime = now;
-    if (!wantsOutput()) lastProgress = now;
     if (wantsInput()) receive();
     handlePackets();
+    checkHandshake();
     if (hasRun && !isMuted && !isClosing && now >= beginAt) {
         begin();
         grantWishes();
@@ -60,6 +60,11 @@ bool Session::step(TimePoint now) {
     transmit();
     if (isClosing && !wantsOutput()) isOver = true;
     return !isOver;
+}
+
+void Session::checkHandshake() {
+    if (hasRun || isMuted || roundTime < handshakeEnd) return;
+    end("the handshake was not completed within " + std::to_string(given.handshakeLimit) + " s");
 }
 
 void Session::begin() {
@@ -82,9 +87,10 @@ bool Session::hasRoom() const {
 }
 
 TimePoint Session::nextWake() const {
-    TimePoint wake = wantsOutput() ? lastProgress + patience : TimePoint::max();
-    if (!hasRun || isMuted) return wake;
-    if (!hasBegun) return std::min(wake, beginAt);
+    if (isMuted || isClosing) return TimePoint::max();
+    if (!hasRun) return handshakeEnd;
+    if (!hasBegun) return beginAt;
+    TimePoint wake = TimePoint::max();
     for (const auto& feature : features) wake = std::min(wake, feature->nextWake());
     return wake;
 }
@@ -94,7 +100,7 @@ void Session::receive() {
     incoming.resize(held + readPiece);
     const long count = connection.read({incoming.data() + held, readPiece});
     incoming.resize(held + static_cast<std::size_t>(std::max(count, 0L)));
-    if (count < 0) end("the head unit closed the connection");
+    if (count < 0) end(connection.end());
 }
 
 void Session::handlePackets() {
@@ -114,7 +120,7 @@ void Session::handlePackets() {
 }
 
 void Session::handle(Bytes packet) {
-    if (output.isVerbose()) output.detail("RECV", "<- " + describePacket(packet));
+    if (output.isVerbose()) output.detail("RECV", label + "<- " + describePacket(packet));
     for (const std::string& fault : judgement.judge(packet, unit.width, unit.height)) note(fault);
     if (isMuted) return;
     if (hasRun) beginAt = std::min(beginAt, roundTime);
@@ -128,24 +134,20 @@ bool Session::sendDirect(const std::function<bool(std::vector<std::uint8_t>&)>& 
     const std::size_t from = outgoing.size();
     if (!append(outgoing)) return false;
     if (output.isVerbose())
-        output.detail("SEND", "-> " + describePacket(Bytes(outgoing).subspan(from)));
+        output.detail("SEND", label + "-> " + describePacket(Bytes(outgoing).subspan(from)));
     return true;
 }
 
 void Session::transmit() {
     while (!isOver && wantsOutput()) {
         const long count = connection.write(Bytes(outgoing).subspan(sentUpTo));
-        if (count < 0) return end("the head unit vanished");
+        if (count < 0) return end(connection.end());
         if (count == 0) break;
         sentUpTo += static_cast<std::size_t>(count);
-        lastProgress = roundTime;
     }
-    if (!wantsOutput()) {
-        outgoing.clear();
-        sentUpTo = 0;
-    } else if (roundTime - lastProgress >= patience) {
-        end("the head unit has stopped reading");
-    }
+    if (wantsOutput()) return;
+    outgoing.clear();
+    sentUpTo = 0;
 }
 
 bool Session::arriveAt(Stage stage) {

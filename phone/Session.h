@@ -38,7 +38,8 @@ struct HeadUnit {
 
 class Session {
   public:
-    Session(Stream& stream, Screen& screen, const Options& options, const Log& log);
+    /** @param number tells head units apart that are connected at one time; from 1 on */
+    Session(Stream& stream, Screen& screen, const Options& options, const Log& log, int number = 1);
     ~Session();
 
     /** One round: receive, handle, act, send. False when the session is over. */
@@ -51,7 +52,8 @@ class Session {
 
     // For the features.
     const Options& options() const { return given; }
-    void note(const std::string& text) const { output.line("UNIT", text); }
+    void note(const std::string& text) const { output.line("UNIT", label + text); }
+    int number() const { return place; }
     Screen& screen() { return shown; }
     HeadUnit& headUnit() { return unit; }
     TimePoint now() const { return roundTime; }
@@ -62,6 +64,8 @@ class Session {
 
     /** Little enough is queued for more to be added. */
     bool hasRoom() const;
+    /** All that was sent is on its way. */
+    bool isAllSent() const { return !wantsOutput() && connection.isAllSent(); }
 
     /** Calls `handler` with every packet of type P whose contents fit its size. */
     template <class P, class Handler>
@@ -86,6 +90,8 @@ class Session {
     void run();
     /** Sends what is queued and ends the session. */
     void endAfterSending(const std::string& reason);
+    /** Ends the session with what is queued unsent. */
+    void end(const std::string& reason);
 
   private:
     using Bytes = std::span<const std::uint8_t>;
@@ -96,12 +102,14 @@ class Session {
     void begin();
     void grantWishes();
     void transmit();
-    void end(const std::string& reason);
+    void checkHandshake();
 
     Stream& connection;
     Screen& shown;
     const Options& given;
     const Log& output;
+    const int place;
+    const std::string label;  ///< of log lines: empty for the first head unit
     HeadUnit unit;
     Judgement judgement;
     ServerCapabilities offered = eSERVERCAPABILITIES_None;
@@ -112,7 +120,7 @@ class Session {
     std::vector<std::uint8_t> outgoing;
     std::size_t sentUpTo = 0;
     TimePoint roundTime{};
-    TimePoint lastProgress{};
+    TimePoint handshakeEnd = TimePoint::max();  ///< when it has to be completed
     bool hasRun = false;
     TimePoint beginAt = TimePoint::max();
     bool hasBegun = false;

@@ -6,11 +6,14 @@ if(TARGET headunit_parts)
     LIBRARIES headunit_parts ZLIB::ZLIB)
 endif()
 
-# mirror_test(name mode expected OPTIONS...): see mirror_test.sh.
-function(mirror_test name mode expected)
+# mirror_over(transport name mode expected OPTIONS...): see mirror_test.sh.
+function(mirror_over transport name mode expected)
   add_test(NAME mirror.${name} COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/mirror_test.sh
-    ${PROJECT_BINARY_DIR} ${mode} ${expected} ${ARGN})
-  set_tests_properties(mirror.${name} PROPERTIES LABELS e2e TIMEOUT 60)
+    ${PROJECT_BINARY_DIR} ${transport} ${mode} ${expected} ${ARGN})
+  set_tests_properties(mirror.${name} PROPERTIES LABELS e2e TIMEOUT 120)
+endfunction()
+function(mirror_test)
+  mirror_over(tcp ${ARGV})
 endfunction()
 
 if(TARGET quarlo-phone AND TARGET quarlo-headunit)
@@ -32,6 +35,17 @@ if(TARGET quarlo-phone AND TARGET quarlo-headunit)
       mirror_test(zlib.${format}.${order} pictures 4 --compression zlib -- ${frame} ${zlib_output})
     endforeach()
   endforeach()
+  # Every transport has a pair of programs; tcp is in all the others.
+  add_executable(cable support/cable.cpp)
+  quarlo_options(cable)
+  foreach(transport unix serial beside)
+    mirror_over(${transport} ${transport} pictures 4 --ping-limit 60 -- ${small} --frames 4)
+  endforeach()
+  if(TARGET links_attach)
+    set(attach examples/links_attach)
+    mirror_over(called called attaches ${attach} -- tcp-server %HOST %PORT)
+    mirror_over(tcp descriptors attaches ${attach} -- descriptors 3 3)
+  endif()
   mirror_test(full pictures 3 --compression raw -- ${small} --full --frames 3)
   mirror_test(changes pictures 6 -- ${small} --format rgb565 --frames 6 --at 1:format=argb8888
     --at 2:endian=big --at 3:size=640x480 --at 4:compression=raw --at 5:suspend --at 5:resume)

@@ -16,7 +16,7 @@ start_phone() {
     "$build/phone/quarlo-phone" --unix "$work/socket" --once --max-seconds 60 "$@" \
         >"$work/phone.log" 2>&1 &
     phone=$!
-    eventually "the phone does not listen" test -S "$work/socket"
+    eventually "the phone does not listen" grep -q '^listening' "$work/phone.log"
 }
 
 # The session finds no phone, then one that goes, then another one.

@@ -48,6 +48,7 @@ done <<'TABLE'
 0 | soak --version | quarlo-soak %V
 
 0 | phone --help | --listen=127.0.0.1:5910 ; --app-name TEXT=quarlo phone ; --softkeys=4 ; --seed=1 ; --fps=30
+0 | phone --help | --most-units=8 ; --handshake-limit=10 ; --ping-limit=10
 0 | phone --help | --compression=auto ; --render-percent=100 ; --size=1280x720 ; --dump-frames DIR
 0 | headunit --help | --name TEXT=quarlo head unit ; --size=1280x720 ; --physical=154x87 ; --format=argb8888
 0 | headunit --help | --endian=little ; --compression=none ; --init-timeout=60 ; --watchdog=0 ; --every=1
@@ -63,6 +64,17 @@ done <<'TABLE'
 2 | phone --listen localhost | --listen ; HOST:PORT
 2 | phone --listen localhost:70000 | --listen ; 65535
 2 | phone --listen a:1 --unix b | --unix ; --listen
+1 | phone --listen localhost:0 | cannot listen on localhost
+2 | phone --connect host | --connect ; HOST:PORT ; unix:PATH
+2 | phone --connect serial:x@9600 | --connect ; 'serial:x@9600'
+2 | phone --connect h:1 --unix p | --connect ; --unix
+2 | phone --connect h:1 --port-file p | --connect ; --port-file
+2 | phone --serial /dev/x:fast | --serial ; PATH:BAUD
+2 | phone --serial "" | --serial ; PATH
+1 | phone --serial /dev/null | cannot open serial line /dev/null
+2 | phone --most-units 0 | --most-units ; 1 to 64
+2 | phone --handshake-limit 3601 | --handshake-limit ; 3600
+2 | phone --ping-limit soon | --ping-limit ; 3600
 2 | phone --clock 24:00:00 | --clock ; 23:59:59
 2 | phone --clock 10:00 | --clock ; HH:MM:SS
 2 | phone --fps 0 | --fps ; 1 to 240

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -24,6 +25,17 @@ using namespace quarlo::test;
 
 namespace {
 
+template <class Condition>
+bool eventually(Condition isMet) {
+    for (int i = 0; i < 6000; ++i) {
+        if (isMet()) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
+bool appears(const std::string& path) {
+    return eventually([&] { return std::filesystem::exists(path); });
+}
 std::string contentOf(const std::string& path) {
     std::ifstream file(path);
     std::ostringstream text;
@@ -81,6 +93,13 @@ class Program {
     }
     std::string out() const { return contentOf(out_); }
     std::string err() const { return contentOf(err_); }
+    bool isListening() const {
+        return eventually([&] { return out().find("listening on ") != std::string::npos; });
+    }
+    /// Waits until the log has this in it.
+    bool logs(const std::string& text) const {
+        return eventually([&] { return err().find(text) != std::string::npos; });
+    }
 
   private:
     std::string out_;
@@ -88,28 +107,20 @@ class Program {
     pid_t pid_ = -1;
 };
 
-bool appears(const std::string& path) {
-    for (int i = 0; i < 1500; ++i) {
-        if (std::filesystem::exists(path)) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
-}
-
 class Connection {
   public:
-    static Connection tcp(unsigned port) {
+    explicit Connection(unsigned port) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_port = htons(static_cast<std::uint16_t>(port));
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        return Connection(reinterpret_cast<sockaddr*>(&address), sizeof address);
+        open(reinterpret_cast<sockaddr*>(&address), sizeof address);
     }
-    static Connection local(const std::string& path) {
+    explicit Connection(const std::string& path) {
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         std::copy(path.begin(), path.end(), address.sun_path);
-        return Connection(reinterpret_cast<sockaddr*>(&address), sizeof address);
+        open(reinterpret_cast<sockaddr*>(&address), sizeof address);
     }
     ~Connection() { close(fd_); }
     Connection(const Connection&) = delete;
@@ -148,21 +159,23 @@ class Connection {
     }
 
   private:
-    Connection(const sockaddr* address, socklen_t size)
-        : fd_(socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    void open(const sockaddr* address, socklen_t size) {
+        fd_ = socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
         EXPECT_EQ(connect(fd_, address, size), 0) << strerror(errno);
         const timeval limit{30, 0};
         setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     }
 
-    int fd_;
+    int fd_ = -1;
     Bytes held_;
 };
 
 const Bytes version = packet(1, u16(1) + u16(2) + u16(0));
-const Bytes clientInit =
-    packet(11, text("program test") + u16(320) + u16(240) + u16(100) + u16(75) + u32(0) + u8(2) +
-                   u8(2) + u32(0) + u8(2) + u32(6) + u8(0) + u8(0));
+Bytes initOf(const std::string& name, unsigned width, unsigned height) {
+    return packet(11, text(name) + u16(width) + u16(height) + u16(100) + u16(75) + u32(0) + u8(2) +
+                          u8(2) + u32(0) + u8(2) + u32(6) + u8(0) + u8(0));
+}
+const Bytes clientInit = initOf("program test", 320, 240);
 const Bytes initDone = packet(17, u8(1));
 const Bytes wholeScreen = packet(25, u16(0) + u16(0) + u16(320) + u16(240) + u8(0));
 constexpr long wholeScreenRaw = 1 + 21 + 320 * 240 * 2;
@@ -177,7 +190,7 @@ TEST(PhoneProgram, ServesOverTcpLogsAndSurvivesAResetWhileSending) {
     ASSERT_TRUE(appears(portFile));
     const unsigned port = static_cast<unsigned>(std::stoul(contentOf(portFile)));
     EXPECT_NE(program.out().find("127.0.0.1:" + std::to_string(port)), std::string::npos);
-    Connection connection = Connection::tcp(port);
+    Connection connection(port);
     for (const Bytes& bytes : {version, clientInit, initDone, wholeScreen}) connection.send(bytes);
     EXPECT_EQ(connection.readUntil(18), 1);
     EXPECT_EQ(connection.readUntil(26), wholeScreenRaw);
@@ -208,7 +221,7 @@ TEST(PhoneProgram, ServesOneAfterTheOtherOnAUnixSocketUntilItIsStopped) {
                     {"--unix", path, "--port-file", portFile, "--drop-after-frames", "1"});
     ASSERT_TRUE(appears(portFile));
     for (int i = 0; i < 2; ++i) {
-        Connection connection = Connection::local(path);
+        Connection connection(path);
         for (const Bytes& bytes : {version, clientInit, initDone, wholeScreen})
             connection.send(bytes);
         EXPECT_GT(connection.readUntil(26), 1000);
@@ -224,9 +237,9 @@ TEST(PhoneProgram, ExitsWithOneWithoutACompletedHandshake) {
     const std::string path = directory / "phone.sock";
     Program refusing(directory,
                      {"--unix", path, "--once", "--refuse", "init", "--max-seconds", "60"});
-    ASSERT_TRUE(appears(path));
+    ASSERT_TRUE(refusing.isListening());
     {
-        Connection connection = Connection::local(path);
+        Connection connection(path);
         connection.send(version + clientInit);
         EXPECT_EQ(connection.readUntil(12), 1);
     }
@@ -236,6 +249,56 @@ TEST(PhoneProgram, ExitsWithOneWithoutACompletedHandshake) {
     Program nowhere(directory, {"--unix", directory / "none/phone.sock"});
     EXPECT_EQ(nowhere.wait(), 1);
     EXPECT_NE(nowhere.err().find("none/phone.sock"), std::string::npos);
+}
+
+struct Hanging {
+    Bytes said;
+    const char* welcome;
+    const char* farewell;
+};
+const std::vector<Hanging> hangingUnits{
+    {{}, "connected", "the handshake was not completed within 5 s"},
+    {version + initOf("mute", 320, 240) + initDone + wholeScreen, "handshake completed with mute",
+     "pings were not answered for 2 s"},
+    {version + initOf("full", 2000, 1500) + initDone +
+         packet(25, u16(0) + u16(0) + u16(2000) + u16(1500) + u8(0)),
+     "handshake completed with full", "the head unit takes nothing of what it is sent"}};
+
+TEST(PhoneProgram, ServesHeadUnitsBesideThoseThatHangButNotTooMany) {
+    const Directory directory;
+    const std::string path = directory / "phone.sock";
+    Program program(directory, {"--unix", path, "--compression", "raw", "--most-units", "4",
+                                "--handshake-limit", "0", "--ping-limit", "0", "--dump-frames",
+                                directory / "dump"});
+    ASSERT_TRUE(program.isListening());
+    std::deque<Connection> connections;
+    for (const Hanging& unit : hangingUnits) {
+        connections.emplace_back(path).send(unit.said);
+        const std::string number = std::to_string(connections.size()) + ": ";
+        const std::string line = (connections.size() > 1 ? number : "UNIT  ") + unit.welcome;
+        ASSERT_TRUE(program.logs(line)) << line;
+    }
+    Connection& well = connections.emplace_back(path);
+    for (const Bytes& bytes : {version, clientInit, initDone, wholeScreen}) well.send(bytes);
+    EXPECT_EQ(well.readUntil(26), wholeScreenRaw);
+    EXPECT_EQ(Connection(path).readUntil(2), -1) << "one too many";
+    EXPECT_TRUE(program.logs("sent away: 4 are connected"));
+    for (const char* picture : {"dump/2/phone-0001.png", "dump/4/phone-0001.png"})
+        EXPECT_TRUE(appears(directory / picture)) << picture;
+    program.interrupt();
+    EXPECT_EQ(program.wait(), 0);
+}
+
+TEST(PhoneProgram, DropsHeadUnitsThatHang) {
+    const Directory directory;
+    const std::string path = directory / "phone.sock";
+    Program program(directory, {"--unix", path, "--compression", "raw", "--handshake-limit", "5",
+                                "--ping-limit", "2"});
+    ASSERT_TRUE(program.isListening());
+    std::deque<Connection> connections;
+    for (const Hanging& unit : hangingUnits) connections.emplace_back(path).send(unit.said);
+    for (const Hanging& unit : hangingUnits) EXPECT_TRUE(program.logs(unit.farewell));
+    for (Connection& connection : connections) EXPECT_EQ(connection.readUntil(255), -1);
 }
 
 TEST(PhoneProgram, DrawsAPictureAlone) {

@@ -573,23 +573,6 @@ TEST(PhoneBadInput, RandomPacketsDoNoHarm) {
     }
 }
 
-TEST(PhoneBadInput, AHeadUnitThatDoesNotReadIsGivenUp) {
-    Rig rig;
-    rig.connect();
-    rig.stream.writePiece = 0;
-    rig.request(false);
-    rig.step();
-    for (int i = 0; i < 40000; ++i)
-        rig.tell<packetOverrideCompression>([](auto& p) { p.Compression = 0; });
-    int rounds = 0;
-    while (rig.isAlive && rounds < 1000) {
-        rig.step(100);
-        ++rounds;
-    }
-    EXPECT_NEAR(rounds, 100, 2) << "ten seconds without progress";
-    EXPECT_FALSE(rig.stream.toPhone.empty()) << "what cannot be answered is not read";
-}
-
 TEST(PhoneBadInput, AVanishedHeadUnitEndsTheSession) {
     Rig rig;
     rig.connect();

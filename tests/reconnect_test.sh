@@ -16,11 +16,10 @@ start_phone() {
     "$build/phone/quarlo-phone" "${listen[@]}" --port-file "$work/port" --once --max-seconds 60 "$@" \
         >>"$work/phone.log" 2>&1 &
     phone=$!
+    eventually "the phone does not listen" test -s "$work/port"
     if [ "${listen[0]}" = --unix ]; then
-        eventually "the phone does not listen" test -S "$work/socket"
         place=unix:$work/socket
     else
-        eventually "the phone does not listen" test -s "$work/port"
         place=127.0.0.1:$(cat "$work/port")
         listen=(--listen "$place")
     fi

@@ -1,0 +1,69 @@
+/**
+ * @file
+ * The stream of a link. A thread of its own receives and another one sends, because links block;
+ * the session's thread finds what has come and leaves what is to go, and is woken by a bell. The
+ * lock guards all that is not constant.
+ */
+#ifndef PHONE_LINKSTREAM_H
+#define PHONE_LINKSTREAM_H
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "Bell.h"
+#include "Stream.h"
+#include "quarlo-link.h"
+
+namespace quarlo::phone {
+
+struct CloseLink {
+    void operator()(quarloLink* link) const { quarloLink_Close(link); }
+};
+using Link = std::unique_ptr<quarloLink, CloseLink>;
+
+class LinkStream : public Stream {
+  public:
+    /** @param bell is rung when something can be read, something was sent, or the connection has
+     * ended; outlives the stream */
+    LinkStream(Link opened, const Bell& bell);
+    /** Ends the connection without waiting for what is not sent. */
+    ~LinkStream() override;
+
+    long read(std::span<std::uint8_t> room) override;
+    long write(std::span<const std::uint8_t> bytes) override;
+    bool isAllSent() const override;
+    std::string end() const override;
+
+    /** Something was received that nobody has read, or the connection has ended. */
+    bool hasNews() const;
+    /** What is received is of no interest any more: it is read and thrown away. */
+    void ignoreInput();
+    /** Tells the head unit that nothing more comes. */
+    void endSending();
+    bool hasEnded() const;
+
+  private:
+    void receive();
+    void send();
+    void markEnded();
+
+    const Link link;
+    const Bell& news;
+    mutable std::mutex lock;
+    std::condition_variable changed;
+    std::vector<std::uint8_t> incoming;
+    std::vector<std::uint8_t> outgoing;
+    bool isSending = false;  ///< a piece was taken from `outgoing` and is under way
+    bool isIgnoring = false;
+    bool isOver = false;     ///< the connection has ended
+    bool isStopped = false;  ///< by the destructor
+    std::thread receiver;
+    std::thread sender;
+};
+
+}  // namespace quarlo::phone
+
+#endif

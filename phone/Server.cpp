@@ -1,0 +1,129 @@
+#include "Server.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+namespace quarlo::phone {
+namespace {
+
+/// So that a window never stands still.
+constexpr std::chrono::milliseconds windowTurn{15};
+
+TimePoint now() {
+    return std::chrono::steady_clock::now();
+}
+
+TimePoint endOf(const std::optional<double>& seconds) {
+    if (!seconds) return TimePoint::max();
+    return now() +
+           std::chrono::duration_cast<TimePoint::duration>(std::chrono::duration<double>(*seconds));
+}
+
+/// Another process that waits for the file finds it either absent or complete.
+void writePortFile(const std::string& path, unsigned port) {
+    const std::string draft = path + ".new";
+    std::ofstream file(draft);
+    file << port << "\n";
+    file.close();
+    std::error_code failure;
+    if (file) std::filesystem::rename(draft, path, failure);
+    if (!file || failure) throw std::runtime_error("cannot write " + path);
+}
+
+}  // namespace
+
+Server::Server(const Options& options, const Log& log, const Bell& wake, Screen& own)
+    : given(options), output(log), bell(wake), ownScreen(own) {}
+
+void Server::begin() {
+    arrivals = std::make_unique<Arrivals>(given, output, [this](Link link) {
+        const std::lock_guard guard(lock);
+        arrived.push_back(std::move(link));
+        bell.ring();
+    });
+    if (!given.portFile.empty()) writePortFile(given.portFile, arrivals->port());
+    std::printf("%s\n", arrivals->describe().c_str());
+    std::fflush(stdout);
+}
+
+int Server::run(const std::function<bool()>& isStopRequested, Display* window) {
+    const TimePoint end = endOf(given.maxSeconds);
+    while (!isStopRequested() && now() < end) {
+        dismiss();
+        admit();
+        if (isDone() || !turn(window)) break;
+        bell.wait(window != nullptr ? std::min(end, now() + windowTurn) : end);
+    }
+    return close();
+}
+
+void Server::admit() {
+    std::deque<Link> fresh;
+    {
+        const std::lock_guard guard(lock);
+        fresh.swap(arrived);
+    }
+    for (Link& link : fresh) welcome(std::move(link));
+}
+
+void Server::welcome(Link link) {
+    if (given.once && hasCome) return;
+    if (units.size() >= given.mostUnits) {
+        output.line("UNIT", "sent away: " + std::to_string(units.size()) + " are connected");
+        return;
+    }
+    hasCome = true;
+    units.push_back(std::make_unique<ServedUnit>(
+        std::move(link), ServedUnit::Place{given, output, bell, freeNumber(), ownScreen.front()}));
+}
+
+int Server::freeNumber() const {
+    const auto isTaken = [this](int number) {
+        return std::any_of(units.begin(), units.end(), [number](const auto& unit) {
+            return unit->number() == number && !unit->isLeaving();
+        });
+    };
+    int number = 1;
+    while (isTaken(number)) ++number;
+    return number;
+}
+
+void Server::dismiss() {
+    for (const auto& unit : units) {
+        const auto app = unit->takeAppLeft();
+        if (app && *app != ownScreen.front()) ownScreen.open(*app);
+    }
+    const std::size_t before = units.size();
+    std::erase_if(units, [this](const auto& unit) {
+        if (!unit->isGone()) return false;
+        wasCompleted = wasCompleted || unit->wasCompleted();
+        return true;
+    });
+    if (units.size() < before && !given.once && arrivals != nullptr) arrivals->expectNext();
+}
+
+bool Server::turn(Display* window) {
+    if (window == nullptr) return true;
+    const auto shown = std::find_if(units.begin(), units.end(), [](const auto& unit) {
+        return unit->wasCompleted() && !unit->isLeaving();
+    });
+    return window->turn(shown != units.end() ? shown->get() : nullptr);
+}
+
+bool Server::isDone() const {
+    return given.once && hasCome && units.empty();
+}
+
+int Server::close() {
+    arrivals.reset();
+    // All at once: each may take its moment.
+    for (const auto& unit : units) unit->stop();
+    for (const auto& unit : units) unit->wait();
+    dismiss();
+    return given.once && !wasCompleted ? 1 : 0;
+}
+
+}  // namespace quarlo::phone
