@@ -83,6 +83,7 @@ gone() { ! kill -0 -- "$host"; }
 
 # run WHERE COMMANDS TEXT: in a process group of its own, which ends when the text has come.
 run() {
+    : >"$work/run.log"
     (cd "$work" && exec setsid bash -c "$2" >"$work/run.log" 2>&1) &
     local commands=$!
     host=-$commands
