@@ -119,7 +119,8 @@ struct quarloSession {
     ChangeRequest* nextRequest();
     bool raiseFence(Watch& watch, void* instance);
     void suspend(void* instance, bool isSuspended);
-    quarloChangeResult make(const quarloFrameChange& change, Watch& watch, void* instance);
+    quarloChangeResult make(const quarloFrameChange& change, bool isQuiet, Watch& watch,
+                            void* instance);
     quarloChangeResult awaitAnswers(const quarloFrameChange& change, Watch& watch);
     void settle(const Watch& watch);
     bool isOwed(const Watch& watch, Setting setting) const;

@@ -55,7 +55,8 @@ void setDefaults(quarloSessionConfig& config) {
 }
 
 bool isChange(const quarloFrameChange& change) {
-    constexpr UInt32 all = eFRAMECHANGE_Size | eFRAMECHANGE_PixelFormat | eFRAMECHANGE_Compression;
+    constexpr UInt32 all = eFRAMECHANGE_Size | eFRAMECHANGE_PixelFormat | eFRAMECHANGE_Compression |
+                           eFRAMECHANGE_Fence;
     const auto fits = [](UInt32 value, UInt32 least, UInt32 most) {
         return value >= least && value <= most;
     };

@@ -32,7 +32,7 @@ quarloChangeResult howEnded(const Watch& watch) {
 
 // Frames say themselves how they are compressed.
 bool needsFence(const quarloFrameChange& change) {
-    return (change.what & (eFRAMECHANGE_Size | eFRAMECHANGE_PixelFormat)) != 0;
+    return (change.what & ~static_cast<UInt32>(eFRAMECHANGE_Compression)) != 0;
 }
 
 void send(unsigned part, const quarloFrameChange& change, void* instance) {
@@ -106,7 +106,7 @@ void quarloSession::makeChanges(Watch& watch, void* instance) {
             isFenced = true;
             isQuiet = raiseFence(watch, instance);
         }
-        if (!isEnding()) request->result = make(request->change, watch, instance);
+        if (!isEnding()) request->result = make(request->change, isQuiet, watch, instance);
         const bool isMade = request->result == eCHANGERESULT_Done ||
                             request->result == eCHANGERESULT_Unacknowledged;
         if (isMade && !isQuiet) request->result = eCHANGERESULT_Unfenced;
@@ -135,9 +135,10 @@ void quarloSession::suspend(void* instance, bool isSuspended) {
     Watch::setOwn(false);
 }
 
-quarloChangeResult quarloSession::make(const quarloFrameChange& change, Watch& watch,
+quarloChangeResult quarloSession::make(const quarloFrameChange& change, bool isQuiet, Watch& watch,
                                        void* instance) {
-    tellChange(change, eCHANGEPHASE_Changing, eCHANGERESULT_Done);
+    tellChange(change, eCHANGEPHASE_Changing,
+               isQuiet ? eCHANGERESULT_Done : eCHANGERESULT_Unfenced);
     settle(watch);
     for (const Part& part : parts) {
         if ((change.what & part.bit) == 0) continue;

@@ -100,7 +100,8 @@ typedef eReturnCode (*quarloSessionConfigure)(void* context, quarloSession* sess
 enum {
     eFRAMECHANGE_Size = 1,        /**< width, height and their millimetres */
     eFRAMECHANGE_PixelFormat = 2, /**< format, order and bytesPerPixel */
-    eFRAMECHANGE_Compression = 4  /**< compression */
+    eFRAMECHANGE_Compression = 4, /**< compression */
+    eFRAMECHANGE_Fence = 8        /**< nothing: what comes when it is over was drawn after it */
 };
 
 /** A change of frames. Set all of it to 0, then size to sizeof(quarloFrameChange), then the rest.
@@ -151,7 +152,9 @@ typedef struct {
     size_t size;                     /**< of what the library fills in */
     const quarloFrameChange* change; /**< as it was asked for; not null */
     quarloChangePhase phase;         /**< where it stands */
-    quarloChangeResult result;       /**< Over */
+    /** Over: how it has ended. Changing: Unfenced, when frames of the time before may still come,
+     * or Done. */
+    quarloChangeResult result;
 } quarloFrameChangeInfo;
 
 /**

@@ -46,8 +46,8 @@ eReturnCode configure(void*, quarloSession*, void* instance) {
 }
 
 void onChange(void* context, quarloSession*, const quarloFrameChangeInfo* info) {
-    logOf(context).add(
-        info->phase == eCHANGEPHASE_Changing ? "changing" : "over " + std::to_string(info->result));
+    const bool isOver = info->phase == eCHANGEPHASE_Over;
+    logOf(context).add((isOver ? "over " : "changing ") + std::to_string(info->result));
 }
 
 Bytes frame() {
@@ -114,25 +114,33 @@ TEST(ChangeFrames, EndsAsThePhoneAnswers) {
          },
          eCHANGERESULT_Done,
          fenced,
-         {"frame", "frame", "changing", "over 0"}},
+         {"frame", "frame", "changing 0", "over 0"}},
+        {"nothing but a fence",
+         eFRAMECHANGE_Fence,
+         [](const Bytes& seen) {
+             return name(seen) == "compression 2" ? frame() + yes(seen) : yes(seen);
+         },
+         eCHANGERESULT_Done,
+         {"suspend", "compression 2", "resume"},
+         {"frame", "changing 0", "over 0"}},
         {"a compression needs no fence",
          eFRAMECHANGE_Compression,
          yes,
          eCHANGERESULT_Done,
          {"compression 4"},
-         {"changing", "over 0"}},
+         {"changing 0", "over 0"}},
         {"nothing is acknowledged",
          all,
          [](const Bytes&) { return Bytes{}; },
          eCHANGERESULT_Unfenced,
          fenced,
-         {"changing", "over 2"}},
+         {"changing 2", "over 2"}},
         {"the change is not acknowledged",
          all,
          [](const Bytes& seen) { return name(seen) == "compression 2" ? yes(seen) : Bytes{}; },
          eCHANGERESULT_Unacknowledged,
          fenced,
-         {"changing", "over 1"}},
+         {"changing 0", "over 1"}},
         {"the compression is refused",
          all,
          [](const Bytes& seen) {
@@ -140,13 +148,13 @@ TEST(ChangeFrames, EndsAsThePhoneAnswers) {
          },
          eCHANGERESULT_CompressionRefused,
          fenced,
-         {"changing", "over 3"}},
+         {"changing 0", "over 3"}},
         {"the size is refused",
          all,
          [](const Bytes& seen) { return seen[0] == 27 ? packet(28, u8(0)) : yes(seen); },
          eCHANGERESULT_Refused,
          {"suspend", "compression 2", "21", "27"},
-         {"changing", "over 4"}},
+         {"changing 0", "over 4"}},
         {"the phone goes",
          all,
          [](const Bytes& seen) { return seen[0] == 35 ? Bytes{0} : Bytes{}; },
@@ -221,11 +229,12 @@ TEST(ChangeFrames, FollowEachOtherBehindOneFenceAndLeaveTheHostsSuspension) {
     change.what = eFRAMECHANGE_PixelFormat;
     EXPECT_EQ(quarloSession_ChangeFrames(session.get(), &change, &result), eRETURN_OKAY);
     EXPECT_EQ(result, eCHANGERESULT_Done);
-    change.what = 8;
+    change.what = 16;
     EXPECT_EQ(quarloSession_ChangeFrames(session.get(), &change, nullptr), eRETURN_PARAM_VALUE);
     session.reset();
     phone.reset();
-    EXPECT_EQ(log.all(), (Texts{"changing", "changing", "changing", "over 0", "over 0", "over 0"}));
+    EXPECT_EQ(log.all(),
+              (Texts{"changing 0", "changing 0", "changing 0", "over 0", "over 0", "over 0"}));
     EXPECT_EQ(seen, (Texts{"suspend", "suspend", "compression 2", "27", "27", "21", "suspend"}));
 }
 
