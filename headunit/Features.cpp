@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "Compositor.h"
-#include "Session.h"
+#include "Host.h"
 #include "common/PngWriter.h"
 
 namespace quarlo::headunit {
@@ -13,7 +13,7 @@ namespace {
 constexpr PixelLayout iconLayout{ePIXELFORMAT_ARGB8888, ePIXELENDIANESS_LittleEndian};
 
 Features& featuresOf(void* context) {
-    return static_cast<Session*>(context)->features();
+    return static_cast<Host*>(context)->features();
 }
 
 template <UInt16 (*get)(void*, char*, UInt16)>
@@ -180,10 +180,10 @@ std::string Features::saveIcon(const AppIconResponse& icon) {
     return problem.empty() ? "written to " + file : "cannot write " + problem;
 }
 
-eReturnCode Features::requestIcon(const std::string& url, Size size) {
+eReturnCode Features::requestIcon(void* borrowed, const std::string& url, Size size) {
     const std::lock_guard guard(lock);
     const eReturnCode result = quarlo_RequestAppIcon(
-        instance, url.c_str(), static_cast<UInt16>(size.width), static_cast<UInt16>(size.height));
+        borrowed, url.c_str(), static_cast<UInt16>(size.width), static_cast<UInt16>(size.height));
     if (result != eRETURN_OKAY) return result;
     iconUrl = url;
     iconSize = size;
@@ -204,14 +204,14 @@ void Features::reportPhone() {
     tell("softkeys", names);
 }
 
-eReturnCode Features::reportApps() {
+eReturnCode Features::reportApps(void* borrowed) {
     UInt32 total = 0;
     AppInfoList* list = nullptr;
-    const eReturnCode result = quarlo_CreateAppInfoList(instance, &total, &list);
+    const eReturnCode result = quarlo_CreateAppInfoList(borrowed, &total, &list);
     if (result != eRETURN_OKAY) return result;
     tell("apps", std::to_string(total));
     for (unsigned i = 0; i < list->NumberOfEntries; ++i) tell("app", reportApp(*list->Entries[i]));
-    return quarlo_DeleteAppInfoList(instance, list);
+    return quarlo_DeleteAppInfoList(borrowed, list);
 }
 
 }  // namespace quarlo::headunit

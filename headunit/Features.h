@@ -22,20 +22,20 @@ class Features {
   public:
     Features(const Options& options, Log& log, Mailbox& mailbox);
 
-    /** Before the start; the callbacks' context must be a Session with these features. */
+    /** Before the start; the callbacks' context must be a Host with these features. */
     void attach(void* instanceHandle);
-
-    /** The instance does not exist any more. */
-    void detach() { instance = nullptr; }
+    /** For the instance's own callbacks. */
+    void* handle() const { return instance; }
 
     /** Logs a callback and makes it known to the script. */
     void tell(const char* callback, const std::string& text);
     /** What the phone said of itself in the handshake. */
     void reportPhone();
+    /* From outside of the instance's callbacks, with the instance as it is borrowed. */
     /** The phone's catalogue. */
-    eReturnCode reportApps();
+    eReturnCode reportApps(void* borrowed);
     /** The answer is written as a picture. */
-    eReturnCode requestIcon(const std::string& url, Size size);
+    eReturnCode requestIcon(void* borrowed, const std::string& url, Size size);
     /** The request that the phone made last, 0 before the first. */
     UInt32 latestAudio() const { return audioRequest; }
 
@@ -53,7 +53,7 @@ class Features {
     const Options& options;
     Log& log;
     Mailbox& mailbox;
-    void* instance = nullptr;
+    void* instance = nullptr;  // the last one; for its callbacks
     std::atomic<UInt32> audioRequest{0};
     HostStore store{options.store};  // receiver thread
     std::mutex lock;

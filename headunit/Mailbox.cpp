@@ -22,9 +22,15 @@ void Mailbox::signal() {
     [[maybe_unused]] const ssize_t written = ::write(event.get(), &one, sizeof one);
 }
 
-void Mailbox::running() {
+void Mailbox::tell(StateNews what) {
     const std::lock_guard guard(lock);
-    news.isRunning = true;
+    news.states.push_back(std::move(what));
+    signal();
+}
+
+void Mailbox::tell(FrameNews what) {
+    const std::lock_guard guard(lock);
+    news.changes.push_back(what);
     signal();
 }
 
@@ -41,12 +47,6 @@ void Mailbox::post(Update update) {
     signal();
 }
 
-void Mailbox::acknowledged() {
-    const std::lock_guard guard(lock);
-    ++news.acknowledgements;
-    signal();
-}
-
 void Mailbox::happened(Event what) {
     const std::lock_guard guard(lock);
     if (news.events.size() == maximumEvents) news.events.pop_front();
@@ -60,14 +60,6 @@ void Mailbox::close() {
     room.notify_all();
 }
 
-void Mailbox::reopen() {
-    const std::lock_guard guard(lock);
-    isClosed = false;
-    news.isRunning = false;
-    news.acknowledgements = 0;
-    news.failure.clear();
-}
-
 void Mailbox::wait(int milliseconds, int otherDescriptor) {
     pollfd watched[] = {{event.get(), POLLIN, 0}, {otherDescriptor, POLLIN, 0}};
     poll(watched, 2, milliseconds);
@@ -78,8 +70,7 @@ void Mailbox::wait(int milliseconds, int otherDescriptor) {
 News Mailbox::take() {
     const std::lock_guard guard(lock);
     room.notify_all();
-    return {news.isRunning, std::exchange(news.updates, {}), std::exchange(news.events, {}),
-            std::exchange(news.acknowledgements, 0), news.failure};
+    return std::exchange(news, {});
 }
 
 }  // namespace quarlo::headunit

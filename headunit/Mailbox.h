@@ -12,7 +12,9 @@
 #include <string>
 
 #include "MirroredScreen.h"
+#include "Values.h"
 #include "common/Descriptor.h"
+#include "quarlo-links.h"
 
 namespace quarlo::headunit {
 
@@ -24,22 +26,36 @@ struct Event {
     friend bool operator==(const Event&, const Event&) = default;
 };
 
+/** What a session does now; see quarloSessionInfo. */
+struct StateNews {
+    quarloSessionState state;
+    std::string reason;
+    UInt32 remaining;
+};
+
+/** Where a change of frames stands, and what they look like. */
+struct FrameNews {
+    quarloChangePhase phase;
+    quarloChangeResult result;
+    Frame frame;
+};
+
 struct News {
-    bool isRunning = false;
     std::deque<Update> updates;
+    std::deque<FrameNews> changes;
     std::deque<Event> events;
-    unsigned acknowledgements = 0;
-    std::string failure;  ///< the first; empty while all is well
+    std::deque<StateNews> states;
+    std::string failure;  ///< no session can be had; empty while all is well
 };
 
 class Mailbox {
   public:
     Mailbox();
 
-    void running();
+    void tell(StateNews what);
+    void tell(FrameNews what);
     void failed(const std::string& why);
     void post(Update update);
-    void acknowledged();
     /** Of many that are not taken the latest are kept. */
     void happened(Event what);
 
@@ -48,8 +64,6 @@ class Mailbox {
 
     /** Lets a waiting post() go; later ones do not wait. */
     void close();
-    /** For the next connection: forgets that there was a RUN and a failure. */
-    void reopen();
 
     /**
      * Waits until there is news, the time is over or the other descriptor is readable.

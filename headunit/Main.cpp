@@ -35,9 +35,9 @@ int report(const std::string& problem) {
 int mirrorPhone(const Options& options, Log& log, int interrupts, Board* board) {
     const Library library;
     Mailbox mailbox;
-    Session session(options, log, mailbox);
-    Mirror mirror(options, log, mailbox, session, interrupts);
-    ScriptedUnit unit(session, mirror);
+    Host host(options, log, mailbox);
+    Mirror mirror(options, log, mailbox, host, interrupts);
+    ScriptedUnit unit(host, mirror);
     std::optional<Runner> runner;
     if (options.script) {
         const auto note = [&log](const std::string& text) { log.line("STEP", text); };

@@ -10,26 +10,20 @@
 namespace quarlo::headunit {
 namespace {
 
-// An acknowledgement wakes the main thread; this is for one that does not come.
-constexpr int fenceMilliseconds = 100;
-
-// The library decodes every frame by its present settings, and of those on their way nobody can say
-// which was drawn when.
-bool waitsForQuiet(const Change& change) {
-    return !std::holds_alternative<SetSuspended>(change) &&
-           !std::holds_alternative<SetCompression>(change);
-}
+// Longer than a session waits for the answers to a change.
+constexpr double settlingSeconds = 4;
 
 }  // namespace
 
-Mirror::Mirror(const Options& given, Log& output, Mailbox& receiver, Session& mirrored,
+Mirror::Mirror(const Options& given, Log& output, Mailbox& receiver, Host& asked,
                int interruptDescriptor)
     : options(given),
       log(output),
       mailbox(receiver),
-      session(mirrored),
+      host(asked),
       interrupts(interruptDescriptor),
-      retry(given.reconnect) {}
+      frame(given.frame()),
+      wanted(frame) {}
 
 Mirror::~Mirror() {
     if (board != nullptr) board->closed(failure);
@@ -38,82 +32,70 @@ Mirror::~Mirror() {
 void Mirror::showOn(Board& shown, HeadUnit& unit) {
     board = &shown;
     driven = &unit;
-    board->say("connecting");
 }
 
 std::string Mirror::run() {
     beginSeconds = log.seconds();
-    while (!hasEnded) {
-        if (session.isOpen()) {
-            step();
-        } else {
-            redial();
-        }
-    }
+    if (const std::string problem = host.start(); !problem.empty()) fail(problem);
+    while (!hasEnded) step();
+    host.close();
     return failure;
 }
 
-void Mirror::redial() {
-    const double left = retry.secondsLeft(log.seconds());
-    if (left > 0) return countDown(left);
-    const double time = options.seconds == 0
-                            ? options.connectTimeout
-                            : std::clamp(secondsLeft(), 0.01, options.connectTimeout);
-    if (board != nullptr) board->say("connecting");
-    std::string error;
-    Link link = connectTo(options.endpoint, time, interrupts, error);
-    if (link) {
-        log.line("LINK", "connected to " + options.endpoint.text());
-        if (board != nullptr) board->opened(mailbox);
-        error = session.start(std::move(link));
-        if (!error.empty()) fail(error);
-        return;
-    }
-    look();
-    if (!hasEnded) lost(error);
-}
-
-void Mirror::countDown(double seconds) {
-    const double shown = std::ceil(seconds);
-    const std::string text = format("next try in %.0f s", shown);
-    log.line("LINK", text);
-    if (board != nullptr) board->say(text);
-    mailbox.wait(static_cast<int>(std::ceil((seconds - shown + 1) * 1000)), interrupts);
-    look();
-}
-
-// What the phone sent before it went counts; what was to be changed is so from the next start on.
-void Mirror::lost(const std::string& why) {
-    if (!retry.failed(log.seconds())) return fail((options.reconnect ? "gave up: " : "") + why);
-    log.line("LINK", why);
-    if (board != nullptr) board->closed(why);
-    if (isRunning) leftSeconds = log.seconds();
-    isRunning = false;
-    session.close();
-    mailbox.wait(0, interrupts);  // else its signal would cut the countdown short
-    take(mailbox.take());
-    for (; !changes.empty(); changes.pop_front()) apply(changes.front());
-    fence.forget();
-    needsFull = true;
-}
-
-// Updates come before a failure that followed them: what was delivered counts.
 void Mirror::step() {
     mailbox.wait(waitMilliseconds(), interrupts);
     const News news = mailbox.take();
-    if (news.isRunning && !isRunning) becomeRunning();
     take(news);
-    if (!hasEnded && isRunning) {
-        if (!changes.empty()) {
-            applyChanges();
-            requestNext();
-        }
-        runScript();
+    runScript();
+    for (const StateNews& state : news.states) {
+        if (!hasEnded) enter(state);
     }
+    if (!hasEnded && !news.failure.empty()) fail(news.failure);
     serveBoard(news);
-    if (hasEnded) return;
-    if (!news.failure.empty()) return lost(news.failure);
-    look();
+    if (!hasEnded) look();
+}
+
+void Mirror::enter(const StateNews& news) {
+    switch (news.state) {
+        case eSESSIONSTATE_Connecting:
+            isConnected = isPausing = false;
+            if (board != nullptr) board->say(options.listens ? "waiting" : "connecting");
+            break;
+        case eSESSIONSTATE_Connected:
+            isConnected = true;
+            log.line("LINK", options.listens ? "a phone has connected"
+                                             : "connected to " + options.endpoint.text());
+            if (board != nullptr) board->opened(mailbox);
+            break;
+        case eSESSIONSTATE_Running:
+            becomeRunning();
+            break;
+        case eSESSIONSTATE_Waiting:
+            pauseFor(news);
+            break;
+        case eSESSIONSTATE_GivenUp:
+            fail("gave up: " + news.reason);
+            break;
+        case eSESSIONSTATE_Stopped:
+            break;
+    }
+}
+
+void Mirror::pauseFor(const StateNews& news) {
+    if (!options.reconnect) return fail(news.reason);
+    if (!isPausing) lost(news.reason);
+    isPausing = true;
+    const std::string text = format("next try in %u s", (news.remaining + 999) / 1000);
+    log.line("LINK", text);
+    if (board != nullptr) board->say(text);
+}
+
+void Mirror::lost(const std::string& why) {
+    log.line("LINK", why);
+    if (board != nullptr) board->closed(why);
+    if (isRunning) leftSeconds = log.seconds();
+    isRunning = isConnected = false;
+    needsFull = true;
 }
 
 // Whether the user or the clock wants the end.
@@ -134,18 +116,19 @@ bool Mirror::isEndWanted() const {
 void Mirror::serveBoard(const News& news) {
     if (board == nullptr) return;
     for (const Event& event : news.events) board->happened(event);
-    if (!news.updates.empty()) board->show(session.picture());
-    board->count(session.bytesReceived(), session.bytesSent());
+    if (!news.updates.empty()) board->show(host.picture());
+    board->count(host.bytesReceived(), host.bytesSent());
     if (hasEnded || !isRunning) return;
-    for (const Board::Act& act : board->takeActs()) act(*driven, session.extent());
+    for (const Board::Act& act : board->takeActs()) act(*driven, frame.size);
 }
 
+// Updates come before what followed them: what was delivered counts.
 void Mirror::take(const News& news) {
+    for (const FrameNews& change : news.changes) warnOf(change);
     for (const Update& update : news.updates) {
         if (!hasEnded) handle(update);
     }
-    // Updates that came before an acknowledgement are in the same news or in older ones.
-    for (unsigned i = 0; i < news.acknowledgements; ++i) fence.acknowledged();
+    for (const FrameNews& change : news.changes) conclude(change);
     if (runner == nullptr) return;
     for (const Event& event : news.events) runner->happened(event);
 }
@@ -155,7 +138,7 @@ Runner::Time Mirror::now() const {
 }
 
 void Mirror::runScript() {
-    if (runner == nullptr) return;
+    if (runner == nullptr || !isRunning || hasEnded) return;
     runner->run(now());
     if (!runner->isDone() || hasEnded) return;
     if (failure.empty()) failure = runner->failure();
@@ -168,7 +151,6 @@ double Mirror::secondsLeft() const {
 }
 
 int Mirror::waitMilliseconds() const {
-    if (!changes.empty()) return fenceMilliseconds;
     double left = options.seconds == 0 ? 1e6 : secondsLeft();
     const bool isDue = isRunning && runner != nullptr && runner->wake();
     if (isDue) {
@@ -190,22 +172,21 @@ std::string Mirror::endReason() const {
 
 void Mirror::becomeRunning() {
     isRunning = true;
-    retry.succeeded();
     if (hasRun) {
         missedSeconds += log.seconds() - leftSeconds;
     } else {
         hasRun = true;
         runSeconds = log.seconds();
     }
-    session.settle();
     if (board != nullptr) board->running();
-    if (isSuspended) session.change(SetSuspended{true});
+    if (isSuspended) host.suspend(true);
     makeChanges();
+    runScript();
 }
 
 // The next update is on its way while this one's picture is written.
 void Mirror::handle(const Update& update) {
-    const UInt64 whole = session.extent().count();
+    const UInt64 whole = frame.size.count();
     updates = update.number;
     rectangles += update.arrived;
     pixelBytes += update.bytes;
@@ -216,7 +197,7 @@ void Mirror::handle(const Update& update) {
         if (!isSettling()) return fail(problem);
         log.line("HOST", "of the time before the change: " + problem);
     }
-    if (runner != nullptr && changes.empty()) {
+    if (runner != nullptr && pending == 0) {
         runner->updated(update.problem.empty() && covered >= whole);
     }
     if (isComplete()) hasEnded = true;
@@ -241,69 +222,67 @@ void Mirror::change(const Change& change) {
     requestNext();
 }
 
+// In their order; what RUN ends before is for the next one.
 void Mirror::applyChanges() {
-    if (changes.empty()) return;
-    for (; !changes.empty(); changes.pop_front()) {
-        if (waitsForQuiet(changes.front()) && !isQuiet()) return;
-        apply(changes.front());
-    }
-    if (fence.isUp() && !isSuspended) session.change(SetSuspended{false});
-    fence.lower();
+    while (!changes.empty() && apply(changes.front())) changes.pop_front();
 }
 
-// A frame on its way would be decoded by settings that it was not made for.
-bool Mirror::isQuiet() {
-    if (!fence.isUp()) raiseFence();
-    const Fence::Line line = fence.look(log.seconds());
-    if (line == Fence::Line::Overdue) {
-        log.line("HOST", "the phone acknowledges nothing: changed while frames may be under way");
-        settledSeconds = log.seconds() + 1;
-    }
-    return line != Fence::Line::Busy;
-}
-
-// The phone sends no frame that it has not begun, and acknowledges after those that it has.
-void Mirror::raiseFence() {
-    session.change(SetSuspended{true});
-    session.changeNothing();
-    fence.sent();
-    fence.raise(log.seconds());
-}
-
-void Mirror::apply(const Change& change) {
-    session.change(change);
-    if (std::holds_alternative<SetCompression>(change)) fence.sent();
+// The session makes changes of frames one after the other, everything else waits for them.
+bool Mirror::apply(const Change& change) {
     if (const auto* suspended = std::get_if<SetSuspended>(&change)) {
+        if (pending != 0) return false;
         isSuspended = suspended->isSuspended;
-    } else {
-        needsFull = true;
+        host.suspend(isSuspended);
+        return true;
     }
+    const eReturnCode result = host.change(change, wanted);
+    if (result == eRETURN_OKAY) {
+        ++pending;
+    } else if (result != eRETURN_STATE_NOT_RUN && pending == 0) {
+        fail(std::string("frames cannot be changed: ") + nameOf(result));
+    }
+    return result == eRETURN_OKAY;
+}
+
+void Mirror::warnOf(const FrameNews& news) {
+    if (news.phase != eCHANGEPHASE_Changing || news.result != eCHANGERESULT_Unfenced) return;
+    log.line("HOST", "the phone acknowledges nothing: changed while frames may be under way");
+    settledSeconds = log.seconds() + settlingSeconds;
+}
+
+void Mirror::conclude(const FrameNews& news) {
+    if (news.phase != eCHANGEPHASE_Over) return;
+    frame = news.frame;
+    if (--pending == 0) wanted = frame;
+    needsFull = true;
+    applyChanges();
+    requestNext();
 }
 
 void Mirror::ask(bool isFull) {
-    if (changes.empty()) return request(isFull);
+    if (pending == 0) return request(isFull);
     needsFull = needsFull || isFull;
 }
 
 std::string Mirror::screenshot(const std::string& name) {
     const std::string file = name + ".png";
-    const std::string problem = writePng(session.picture(), options.output + "/" + file);
+    const std::string problem = writePng(host.picture(), options.output + "/" + file);
     if (!problem.empty()) return "cannot write " + problem;
     ++pictures;
     log.line("HOST", "written to " + file);
     return {};
 }
 
-// While changes wait, nothing new shall come on its way.
+// While frames are being changed, nothing new shall come on its way.
 void Mirror::requestNext() {
-    if (isSuspended || !isRunning || !changes.empty()) return;
+    if (isSuspended || !isRunning || pending != 0) return;
     request(needsFull || options.full);
     needsFull = false;
 }
 
 void Mirror::request(bool isFull) {
     if (isFull) covered = 0;
-    session.request(isFull);
+    host.request(frame.size, isFull);
 }
 
 void Mirror::save(const Update& update) {
@@ -315,25 +294,25 @@ void Mirror::save(const Update& update) {
 }
 
 void Mirror::fail(const std::string& why) {
-    if (failure.empty()) failure = (session.isOpen() ? "session failed: " : "") + why + progress();
+    if (failure.empty()) failure = (isConnected ? "session failed: " : "") + why + progress();
     hasEnded = true;
 }
 
 std::string Mirror::progress() const {
-    if (!hasRun) return session.isOpen() ? " (before RUN)" : "";
+    if (!hasRun) return isConnected ? " (before RUN)" : "";
     if (options.frames == 0) return format(" (after %u updates)", updates);
     return format(" (after %u of %u updates)", updates, options.frames);
 }
 
 void Mirror::logStatistics() {
-    if (session.bytesSent() == 0) return;
+    if (host.bytesSent() == 0) return;
     const double duration = lastSeconds - runSeconds;
     log.line("STAT", format("%u updates, %llu rectangles, %llu bytes of pixels, %u pictures",
                             updates, static_cast<unsigned long long>(rectangles),
                             static_cast<unsigned long long>(pixelBytes), pictures));
     log.line("STAT", format("%llu bytes received, %llu bytes sent",
-                            static_cast<unsigned long long>(session.bytesReceived()),
-                            static_cast<unsigned long long>(session.bytesSent())));
+                            static_cast<unsigned long long>(host.bytesReceived()),
+                            static_cast<unsigned long long>(host.bytesSent())));
     if (!hasRun) return log.line("STAT", "RUN was not reached");
     log.line("STAT", format("%.1f updates per second, RUN after %.3f s",
                             duration > 0 ? updates / duration : 0.0, runSeconds - beginSeconds));

@@ -1,6 +1,6 @@
 /*
- * The main thread's work: connects and connects again, asks for updates, makes the changes that are
- * due, writes the pictures and decides when and how the session has ended.
+ * The main thread's work: follows the session, asks for updates and for the changes that are due,
+ * writes the pictures and decides when and how it has ended.
  */
 #ifndef HEADUNIT_MIRROR_H
 #define HEADUNIT_MIRROR_H
@@ -9,12 +9,10 @@
 #include <string>
 
 #include "Board.h"
-#include "Fence.h"
+#include "Host.h"
 #include "Mailbox.h"
 #include "Options.h"
-#include "Retry.h"
 #include "Runner.h"
-#include "Session.h"
 #include "common/Log.h"
 
 namespace quarlo::headunit {
@@ -22,7 +20,7 @@ namespace quarlo::headunit {
 class Mirror {
   public:
     /** @param interrupts a descriptor that is readable when the user wants the end */
-    Mirror(const Options& options, Log& log, Mailbox& mailbox, Session& session, int interrupts);
+    Mirror(const Options& options, Log& log, Mailbox& mailbox, Host& host, int interrupts);
     ~Mirror();
     Mirror(const Mirror&) = delete;
     Mirror& operator=(const Mirror&) = delete;
@@ -40,7 +38,7 @@ class Mirror {
     void logStatistics();
 
     /* For the script. */
-    /** Made when nothing is under way that was sent before it. */
+    /** Made after those that were asked for before. */
     void change(const Change& change);
     void ask(bool isFull);
     bool hasFrames() const { return isRunning && !isSuspended; }
@@ -49,22 +47,22 @@ class Mirror {
 
   private:
     bool isComplete() const { return options.frames != 0 && updates >= options.frames; }
-    void redial();
-    void countDown(double seconds);
-    void lost(const std::string& why);
     void step();
     void look();
     void take(const News& news);
+    void enter(const StateNews& news);
+    void becomeRunning();
+    void pauseFor(const StateNews& news);
+    void lost(const std::string& why);
     void runScript();
     void serveBoard(const News& news);
     bool isEndWanted() const;
-    void becomeRunning();
     void handle(const Update& update);
     void makeChanges();
     void applyChanges();
-    void apply(const Change& change);
-    bool isQuiet();
-    void raiseFence();
+    bool apply(const Change& change);
+    void warnOf(const FrameNews& news);
+    void conclude(const FrameNews& news);
     void requestNext();
     void request(bool isFull);
     void save(const Update& update);
@@ -79,7 +77,7 @@ class Mirror {
     const Options& options;
     Log& log;
     Mailbox& mailbox;
-    Session& session;
+    Host& host;
     const int interrupts;
     Runner* runner = nullptr;
     Board* board = nullptr;
@@ -87,14 +85,17 @@ class Mirror {
 
     bool hasEnded = false;
     std::string failure;
-    Retry retry;
-    Fence fence;
-    bool isRunning = false;  // at present
+    bool isConnected = false;
+    bool isRunning = false;
+    bool isPausing = false;  // between two attempts to connect
     bool hasRun = false;
     bool isSuspended = false;
     bool needsFull = true;
     std::size_t nextCommand = 0;
-    std::deque<Change> changes;  // that wait for the frames sent before them
+    Frame frame;                 // of the updates that come
+    Frame wanted;                // when all that was asked for is changed
+    std::deque<Change> changes;  // that wait for those before them
+    unsigned pending = 0;        // that the session has been asked for
     unsigned updates = 0;
     unsigned pictures = 0;
     UInt64 rectangles = 0;

@@ -48,14 +48,32 @@ void addReconnect(CLI::App& app, Options& options) {
         ->check(CLI::Range(0.01, 1e6));
 }
 
+constexpr std::string_view socketPrefix = "unix:";
+const std::string placeWords = std::string(listenWords) + ", or unix:PATH";
+
+std::optional<Endpoint> parsePlace(std::string_view text) {
+    return text.starts_with(socketPrefix) ? parseEndpoint(text) : parseListen(text);
+}
+
 void addConnection(CLI::App& app, Options& options) {
     auto* endpoint = app.add_option_group("Phone", "Where the phone is");
     addParsed(*endpoint, "--connect", options.endpoint, parseEndpoint, endpointWords,
               "Connect to this place");
     addPath(*endpoint, "--unix", options.endpoint.path, "PATH", "Connect to this Unix socket");
+    const auto listen = [&options](const std::string& text) {
+        const auto place = parsePlace(text);
+        if (place) options.endpoint = *place;
+        return options.listens = place.has_value();
+    };
+    auto* waits = addWord(*endpoint, "--listen", listen, placeWords, "Wait there for the phone");
     endpoint->require_option(1);
-    app.add_option("--connect-timeout", options.connectTimeout, "Time for connecting, in seconds")
-        ->check(CLI::Range(0.01, 3600.0));
+    addPath(app, "--port-file", options.portFile, "FILE",
+            "Write the port listened on into this file")
+        ->needs(waits);
+    app.add_option("--connect-timeout", options.connectTimeout,
+                   "Time for connecting, in seconds; without it --listen waits for ever")
+        ->check(CLI::Range(0.01, 3600.0))
+        ->default_str("5");
     addReconnect(app, options);
     addNumber(app, "--init-timeout", options.initTimeout, 0, 255,
               "Seconds from the start to RUN, 0 for no limit");

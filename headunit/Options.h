@@ -22,7 +22,9 @@ enum ExitStatus {
 
 struct Options {
     Endpoint endpoint;
-    double connectTimeout = 5;
+    bool listens = false;  ///< there, for the phone to connect
+    std::string portFile;
+    std::optional<double> connectTimeout;
     /** Nothing: a connection that cannot be made or breaks is the end; 0: tries again for ever,
      * else that many seconds. */
     std::optional<double> reconnect;
@@ -33,6 +35,8 @@ struct Options {
     Size physicalSize{154, 87};
     PixelLayout layout;
     FrameCompression compression = eFRAMECOMPRESSION_None;
+    /** What frames look like at the start. */
+    Frame frame() const { return {size, layout, compression}; }
     std::optional<FrameCompression> supported;
     bool rawOutput = false;
     unsigned watchdog = 0;

@@ -14,75 +14,74 @@ Flag flag(bool isOn) {
 
 }  // namespace
 
-ScriptedUnit::ScriptedUnit(Session& running, Mirror& screen)
-    : session(running), mirror(screen), instance{running} {}
+ScriptedUnit::ScriptedUnit(Host& running, Mirror& screen) : host(running), mirror(screen) {}
 
 eReturnCode ScriptedUnit::touch(const std::vector<TouchEvent>& touches) {
-    quarlo_TouchEvents(instance, const_cast<TouchEvent*>(touches.data()),
+    quarlo_TouchEvents(host.instance(), const_cast<TouchEvent*>(touches.data()),
                        static_cast<UInt8>(touches.size()));
     return eRETURN_OKAY;
 }
 
 eReturnCode ScriptedUnit::key(Softkey key, SoftkeyEventType event) {
-    quarlo_SoftkeyEvent(instance, key, event);
+    quarlo_SoftkeyEvent(host.instance(), key, event);
     return eRETURN_OKAY;
 }
 
 eReturnCode ScriptedUnit::moving(bool isOn) {
-    quarlo_SetMovingStatus(instance, flag(isOn));
+    quarlo_SetMovingStatus(host.instance(), flag(isOn));
     return eRETURN_OKAY;
 }
 
 eReturnCode ScriptedUnit::night(bool isOn) {
-    quarlo_SetNightMode(instance, flag(isOn));
+    quarlo_SetNightMode(host.instance(), flag(isOn));
     return eRETURN_OKAY;
 }
 
 eReturnCode ScriptedUnit::block(BlockMode mode) {
-    quarlo_SetBlockMode(instance, mode);
+    quarlo_SetBlockMode(host.instance(), mode);
     return eRETURN_OKAY;
 }
 
 eReturnCode ScriptedUnit::position(const std::string& sentence) {
-    quarlo_PositionInformation(instance, sentence.c_str());
+    quarlo_PositionInformation(host.instance(), sentence.c_str());
     return eRETURN_OKAY;
 }
 
 eReturnCode ScriptedUnit::language(const std::string& code) {
-    return quarlo_SetISO639LanguageCode(instance,
+    return quarlo_SetISO639LanguageCode(host.instance(),
                                         reinterpret_cast<UInt8*>(const_cast<char*>(code.c_str())));
 }
 
 eReturnCode ScriptedUnit::vehicle(UInt32 key, const std::string& json) {
-    return quarlo_VehicleData(instance, key, eSTRINGENCODING_UTF8, json.c_str());
+    return quarlo_VehicleData(host.instance(), key, eSTRINGENCODING_UTF8, json.c_str());
 }
 
 eReturnCode ScriptedUnit::audio(UInt32 request, AudioStatus status) {
-    const UInt32 named = request == 0 ? session.features().latestAudio() : request;
-    return quarlo_SetAudioStatus(instance, named, status, eAUDIOREQUESTRESULTCODE_NoError);
+    const UInt32 named = request == 0 ? host.features().latestAudio() : request;
+    return quarlo_SetAudioStatus(host.instance(), named, status, eAUDIOREQUESTRESULTCODE_NoError);
 }
 
 eReturnCode ScriptedUnit::call(PhoneCallStatus status) {
-    quarlo_PhoneCallStatusResponse(instance, status);
+    quarlo_PhoneCallStatusResponse(host.instance(), status);
     return eRETURN_OKAY;
 }
 
 eReturnCode ScriptedUnit::voice(VoiceSessionStatus status, VoiceSessionStatusConstraint why) {
-    quarlo_VoiceSessionStatus(instance, status, why);
+    quarlo_VoiceSessionStatus(host.instance(), status, why);
     return eRETURN_OKAY;
 }
 
 eReturnCode ScriptedUnit::voiceSupport(VoiceSupport support, VoiceSupportConstraint how) {
-    quarlo_VoiceSupportInfo(instance, support, how);
+    quarlo_VoiceSupportInfo(host.instance(), support, how);
     return eRETURN_OKAY;
 }
 
 eReturnCode ScriptedUnit::apps() {
-    return session.features().reportApps();
+    return host.features().reportApps(host.instance());
 }
 
 eReturnCode ScriptedUnit::icon(const std::string& url, Size size) {
-    return session.features().requestIcon(url, size);
+    return host.features().requestIcon(host.instance(), url, size);
 }
 
 eReturnCode ScriptedUnit::start(const std::string& url, const Pairs& modes) {
@@ -91,30 +90,31 @@ eReturnCode ScriptedUnit::start(const std::string& url, const Pairs& modes) {
         entries.push_back({const_cast<char*>(key.c_str()), const_cast<char*>(value.c_str())});
     }
     KeyValueList list{static_cast<UInt8>(entries.size()), entries.data()};
-    return quarlo_StartApp(instance, url.c_str(), entries.empty() ? nullptr : &list, nullptr);
+    return quarlo_StartApp(host.instance(), url.c_str(), entries.empty() ? nullptr : &list,
+                           nullptr);
 }
 
 eReturnCode ScriptedUnit::customString(ClientCustomDataStringType type, const std::string& text) {
-    return quarlo_CustomDataString(instance, type, eSTRINGENCODING_UTF8, text.c_str());
+    return quarlo_CustomDataString(host.instance(), type, eSTRINGENCODING_UTF8, text.c_str());
 }
 
 eReturnCode ScriptedUnit::customInt(ClientCustomDataIntType type, const std::vector<UInt8>& bytes) {
-    return quarlo_CustomDataInt(instance, type, static_cast<UInt16>(bytes.size()),
+    return quarlo_CustomDataInt(host.instance(), type, static_cast<UInt16>(bytes.size()),
                                 asArgument(bytes));
 }
 
 eReturnCode ScriptedUnit::customKey(ClientCustomDataKeyType type, ClientCustomDataKeyCode code) {
-    return quarlo_CustomDataKey(instance, type, code);
+    return quarlo_CustomDataKey(host.instance(), type, code);
 }
 
 eReturnCode ScriptedUnit::customCan(ClientCustomDataCanType type, UInt32 identifier,
                                     const std::vector<UInt8>& bytes) {
-    return quarlo_CustomDataCan(instance, type, identifier, static_cast<UInt8>(bytes.size()),
+    return quarlo_CustomDataCan(host.instance(), type, identifier, static_cast<UInt8>(bytes.size()),
                                 asArgument(bytes));
 }
 
 eReturnCode ScriptedUnit::customRaw(UInt16 identifier, const std::vector<UInt8>& bytes) {
-    return quarlo_CustomDataRaw(instance, identifier, static_cast<UInt16>(bytes.size()),
+    return quarlo_CustomDataRaw(host.instance(), identifier, static_cast<UInt16>(bytes.size()),
                                 asArgument(bytes));
 }
 

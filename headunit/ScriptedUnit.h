@@ -5,15 +5,15 @@
 #ifndef HEADUNIT_SCRIPTEDUNIT_H
 #define HEADUNIT_SCRIPTEDUNIT_H
 
+#include "Host.h"
 #include "Mirror.h"
 #include "Script.h"
-#include "Session.h"
 
 namespace quarlo::headunit {
 
 class ScriptedUnit : public HeadUnit {
   public:
-    ScriptedUnit(Session& session, Mirror& mirror);
+    ScriptedUnit(Host& host, Mirror& mirror);
 
     eReturnCode touch(const std::vector<TouchEvent>& touches) override;
     eReturnCode key(Softkey key, SoftkeyEventType event) override;
@@ -42,14 +42,8 @@ class ScriptedUnit : public HeadUnit {
     std::string screenshot(const std::string& name) override;
 
   private:
-    Session& session;
+    Host& host;
     Mirror& mirror;
-    /** The library's instance, which is another after each reconnection. */
-    struct Instance {
-        const Session& session;
-        operator void*() const { return session.handle(); }
-    };
-    const Instance instance;
 };
 
 }  // namespace quarlo::headunit

@@ -111,6 +111,16 @@ std::optional<Command> parseCommand(std::string_view text) {
     return Command{*update, *change, std::string(parts->after)};
 }
 
+Frame with(const Change& change, Frame frame) {
+    if (const auto* size = std::get_if<SetSize>(&change)) frame.size = size->size;
+    if (const auto* format = std::get_if<SetFormat>(&change)) frame.layout.format = format->format;
+    if (const auto* order = std::get_if<SetOrder>(&change)) frame.layout.order = order->order;
+    if (const auto* other = std::get_if<SetCompression>(&change)) {
+        frame.compression = other->compression;
+    }
+    return frame;
+}
+
 const char* nameOf(eProtocolState state) {
     return wordOf(states, state);
 }

@@ -34,6 +34,15 @@ struct SetSuspended {
 struct Refresh {};
 using Change = std::variant<SetFormat, SetOrder, SetSize, SetCompression, SetSuspended, Refresh>;
 
+/** What frames look like. */
+struct Frame {
+    Size size;
+    PixelLayout layout;
+    FrameCompression compression = eFRAMECOMPRESSION_None;
+};
+/** What they look like with the change. */
+Frame with(const Change& change, Frame frame);
+
 /** A change of the running session, made after the update of that number; 0: when RUN is reached.
  */
 struct Command {

@@ -296,7 +296,7 @@ unsigned quarloSession::stayInRun(const quarloLink& link, void* instance) {
 // The first that applies: what this side wanted or noticed, what the phone said, how the link
 // ended.
 void quarloSession::explainEnd(const quarloLink& link, unsigned seen) {
-    if (seen == 0) return setReason(ETIMEDOUT, "the handshake was not finished in time");
+    if (seen == 0) return setLateReason();
     if ((seen & eventReconnect) != 0) return setReason(0, "a new connection was asked for");
     if ((seen & eventSilent) != 0) return setReason(ETIMEDOUT, "no sign of life from the phone");
     if (const char* refused = wordsForRefusal(link.watch->refusal()); refused != nullptr) {
@@ -382,6 +382,12 @@ void quarloSession::report(quarloSessionState state, std::uint32_t remaining) {
     const quarloSessionInfo info = {sizeof info, reason.text, state,
                                     attempts,    remaining,   reason.number};
     if (config.stateCallback != nullptr) config.stateCallback(config.context, this, &info);
+}
+
+void quarloSession::setLateReason() {
+    reason.number = ETIMEDOUT;
+    snprintf(reason.text, sizeof reason.text, "RUN was not reached within %g s",
+             config.handshakeLimit / 1000.0);
 }
 
 void quarloSession::setReason(int number, const char* text) {

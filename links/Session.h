@@ -113,6 +113,7 @@ struct quarloSession {
     bool isEnding() const { return (events.load() & quarlo::links::eventsThatEnd) != 0; }
     void report(quarloSessionState state, std::uint32_t remaining = 0);
     void setReason(int number, const char* text);
+    void setLateReason();
 
     /* SessionChange.cpp */
     void makeChanges(Watch& watch, void* instance);

@@ -1,7 +1,7 @@
 # Tests of the head unit: its parts, and whole sessions with the phone program.
 if(TARGET headunit_parts)
   quarlo_test(headunit_test LABELS headunit threads
-    SOURCES headunit_options_test.cpp headunit_reconnect_test.cpp headunit_reports_test.cpp
+    SOURCES headunit_options_test.cpp headunit_reports_test.cpp
       headunit_script_test.cpp headunit_screen_test.cpp
     LIBRARIES headunit_parts ZLIB::ZLIB)
 endif()
@@ -70,7 +70,7 @@ if(TARGET quarlo-phone AND TARGET quarlo-headunit)
     ${small} --frames 3)
   mirror_test(dropped.frames fails "after 2 of 3" --drop-after-frames 2 -- ${small} --frames 3)
 
-  set(scenarios tcp unix_socket script refused silent interrupted gives_up nobody)
+  set(scenarios tcp unix_socket listening script refused silent interrupted gives_up nobody)
   if(TARGET QUARLO-Decomp01)
     list(APPEND scenarios in_flight_zlib)
   endif()

@@ -93,6 +93,10 @@ done <<'TABLE'
 2 | headunit | --connect ; --unix
 2 | headunit --unix "" | --unix ; a PATH with a name
 2 | headunit --connect h:1 --unix p | --connect ; --unix
+2 | headunit --connect h:1 --listen h:0 | --connect ; --listen
+2 | headunit --listen h:65536 | --listen ; unix:PATH
+2 | headunit --listen unix: | --listen ; unix:PATH
+2 | headunit --connect h:1 --port-file f | --port-file ; --listen
 2 | headunit --connect host | --connect ; 'host' ; HOST:PORT
 2 | headunit --connect :80 | --connect ; HOST:PORT
 2 | headunit --connect h:0 | --connect ; 1 to 65535

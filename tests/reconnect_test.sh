@@ -69,6 +69,36 @@ unix_socket() {
     goes_on
 }
 
+# wire PORT PORT: both ends are connected to, and what one says reaches the other, until one of them leaves.
+wire() (
+    exec 3<>"/dev/tcp/127.0.0.1/$1" 4<>"/dev/tcp/127.0.0.1/$2"
+    cat <&3 >&4 &
+    one=$!
+    cat <&4 >&3 &
+    wait -n
+    kill "$one" $! 2>/dev/null
+)
+
+# The phones come to the head unit, the second when the first has gone.
+listening() {
+    start_unit --listen 127.0.0.1:0 --port-file "$work/unit-port" --reconnect --frames 6
+    eventually "the head unit does not listen" test -s "$work/unit-port"
+    start_phone --drop-after-frames 3
+    wire "$(cat "$work/port")" "$(cat "$work/unit-port")"
+    phone_leaves
+    start_phone
+    wire "$(cat "$work/port")" "$(cat "$work/unit-port")"
+    ends 0
+    says 1 "LINK +waiting on 127.0.0.1:$(cat "$work/unit-port")"
+    says 2 'LINK +a phone has connected'
+    start_unit --listen "unix:$work/unit" --seconds 0.3
+    ends 1 'the time is over'
+    start_unit --listen 127.0.0.1:0 --connect-timeout 0.1
+    ends 1 'no phone accepted on'
+    start_unit --listen 192.0.2.1:0
+    ends 1 'Cannot assign requested address'
+}
+
 # What was changed stays changed, and a step that waits goes on waiting.
 script() {
     printf '%s\n' 'wait-for update' 'size 200x100' 'format rgb565' 'wait-for state STOP timeout 30000' \

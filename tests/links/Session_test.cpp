@@ -119,7 +119,7 @@ TEST(Session, ARefusalASilenceAndAnUnfinishedHandshakeEndTheConnection) {
         {"the phone sent what cannot be read, or memory is exhausted; see the trace",
          inRun(packet(50, u8(1) + u16(9))), 0, false},
         {"the phone closed the connection", inRun({}), 0, false},
-        {"the handshake was not finished in time", silent, 200, false},
+        {"RUN was not reached within 0.2 s", silent, 200, false},
         {"no sign of life from the phone",
          [&](int descriptor) {
              Phone::shakeHands(descriptor);
