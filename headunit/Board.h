@@ -1,6 +1,6 @@
 /*
- * Between the session's thread and the window's: what there is to show goes one way, what the user
- * did the other. Sessions come and go, the board stays. A lock guards everything.
+ * What there is to show of the session beside the phone's screen, and who does what the user wants.
+ * Sessions come and go, the board stays. The main thread's.
  */
 #ifndef HEADUNIT_BOARD_H
 #define HEADUNIT_BOARD_H
@@ -8,10 +8,9 @@
 #include <chrono>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "Mailbox.h"
 #include "Script.h"
@@ -43,43 +42,41 @@ struct Status {
 
 class Board {
   public:
-    /** Something that is done to the running session, whose frame has that size. */
-    using Act = std::function<void(HeadUnit&, Size)>;
+    /** @param operated is told what the user does while a session runs */
+    void operate(HeadUnit& operated) { unit = &operated; }
 
-    /** @param wake is called with news, on any thread; it must not call the board */
-    explicit Board(std::function<void()> wake) : notify(std::move(wake)) {}
-
-    /* The session's thread. */
-    void say(const std::string& state);
-    void opened(Mailbox& mailbox);
-    void running();
+    void say(const std::string& state) { current.state = state; }
+    void opened();
+    void began();
+    void resized(Size frame) { current.frame = frame; }
     void happened(const Event& event);
-    void show(Picture picture);
+    void show(Picture shown);
     void count(UInt64 received, UInt64 sent);
-    std::vector<Act> takeActs();
     /** @param why empty if the session was to end */
     void closed(const std::string& why);
-    /** The user has closed the window: the end is what was wanted. */
-    bool isDone() const;
 
-    /* The window's thread. */
-    /** @return false if there is no session that runs */
-    bool ask(Act act);
-    Status status() const;
+    const Status& status() const { return current; }
+    /** Null if there is no session that runs. */
+    HeadUnit* driven() const { return current.isRunning ? unit : nullptr; }
     /** The phone's screen if it is newer than the last one taken. */
-    std::optional<Picture> takePicture();
-    void finish();
+    std::optional<Picture> takePicture() { return std::exchange(picture, std::nullopt); }
 
   private:
     void remember(const Event& event);
 
-    const std::function<void()> notify;
-    mutable std::mutex lock;
-    Mailbox* recipient = nullptr;
-    std::vector<Act> acts;
+    HeadUnit* unit = nullptr;
     Status current;
     std::optional<Picture> picture;
-    bool hasFinished = false;
+};
+
+/** A window as the session sees it. */
+struct Window {
+    Board board;
+    /** Waits at most for that time and shows what is new. @return false when the user wants the
+     * end */
+    std::function<bool(int milliseconds)> turn;
+    /** Ends the wait; for any thread. */
+    std::function<void()> wake;
 };
 
 }  // namespace quarlo::headunit

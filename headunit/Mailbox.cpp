@@ -15,11 +15,13 @@ constexpr std::size_t maximumEvents = 4096;
 
 }  // namespace
 
-Mailbox::Mailbox() : event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+Mailbox::Mailbox(std::function<void()> given)
+    : wake(std::move(given)), event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 void Mailbox::signal() {
     const std::uint64_t one = 1;
     [[maybe_unused]] const ssize_t written = ::write(event.get(), &one, sizeof one);
+    if (wake) wake();
 }
 
 void Mailbox::tell(StateNews what) {

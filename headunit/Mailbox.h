@@ -8,6 +8,7 @@
 
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <string>
 
@@ -50,7 +51,8 @@ struct News {
 
 class Mailbox {
   public:
-    Mailbox();
+    /** @param wake is called with news, on any thread; it must not call the mailbox */
+    explicit Mailbox(std::function<void()> wake = {});
 
     void tell(StateNews what);
     void tell(FrameNews what);
@@ -58,9 +60,6 @@ class Mailbox {
     void post(Update update);
     /** Of many that are not taken the latest are kept. */
     void happened(Event what);
-
-    /** Ends a wait without news. */
-    void wake() { signal(); }
 
     /** Lets a waiting post() go; later ones do not wait. */
     void close();
@@ -75,6 +74,7 @@ class Mailbox {
   private:
     void signal();
 
+    const std::function<void()> wake;
     const Descriptor event;
     std::mutex lock;  // guards all that follows
     std::condition_variable room;

@@ -10,7 +10,7 @@
 #include "Mirror.h"
 #include "ScriptedUnit.h"
 #ifdef QUARLO_HEADUNIT_HAS_WINDOW
-#include "WindowLoop.h"
+#include "MirrorWindow.h"
 #endif
 
 namespace quarlo::headunit {
@@ -31,10 +31,10 @@ int report(const std::string& problem) {
     return exitFailed;
 }
 
-/** @param board of the window, or null */
-int mirrorPhone(const Options& options, Log& log, int interrupts, Board* board) {
+/** @param window null without one */
+int mirrorPhone(const Options& options, Log& log, int interrupts, Window* window) {
     const Library library;
-    Mailbox mailbox;
+    Mailbox mailbox(window != nullptr ? window->wake : nullptr);
     Host host(options, log, mailbox);
     Mirror mirror(options, log, mailbox, host, interrupts);
     ScriptedUnit unit(host, mirror);
@@ -43,24 +43,24 @@ int mirrorPhone(const Options& options, Log& log, int interrupts, Board* board) 
         const auto note = [&log](const std::string& text) { log.line("STEP", text); };
         mirror.play(runner.emplace(*options.script, unit, note));
     }
-    if (board != nullptr) mirror.showOn(*board, unit);
+    if (window != nullptr) mirror.showIn(*window, unit);
     const std::string failure = mirror.run();
     mirror.logStatistics();
-    return failure.empty() ? exitDone : report(failure);
+    const int status = failure.empty() ? exitDone : report(failure);
+    mirror.linger();
+    return status;
 }
 
 #ifdef QUARLO_HEADUNIT_HAS_WINDOW
-int showPhone(const Options& options, Log& log, int interrupts) {
-    const auto sessions = [&](const Options& adapted, Board& board) {
-        try {
-            return mirrorPhone(adapted, log, interrupts, &board);
-        } catch (const std::exception& unexpected) {
-            return report(unexpected.what());
-        }
-    };
+int showPhone(Options options, Log& log, int interrupts) {
+    Window window;
     std::string problem;
-    const int status = runInWindow(options, log, interrupts, sessions, problem);
-    return problem.empty() ? status : report(problem);
+    const auto shown = MirrorWindow::open(options, log, window.board, problem);
+    if (shown == nullptr) return report(problem);
+    options.largest = shown->largest();
+    window.turn = [&shown](int milliseconds) { return shown->turn(milliseconds); };
+    window.wake = MirrorWindow::wake;
+    return mirrorPhone(options, log, interrupts, &window);
 }
 #else
 int showPhone(const Options&, Log&, int) {

@@ -10,6 +10,8 @@
 namespace quarlo::headunit {
 namespace {
 
+// A window is not woken by an interrupt.
+constexpr int patience = 100;
 // Longer than a session waits for the answers to a change.
 constexpr double settlingSeconds = 4;
 
@@ -25,13 +27,11 @@ Mirror::Mirror(const Options& given, Log& output, Mailbox& receiver, Host& asked
       frame(given.frame()),
       wanted(frame) {}
 
-Mirror::~Mirror() {
-    if (board != nullptr) board->closed(failure);
-}
-
-void Mirror::showOn(Board& shown, HeadUnit& unit) {
-    board = &shown;
-    driven = &unit;
+void Mirror::showIn(Window& shown, HeadUnit& unit) {
+    window = &shown;
+    board = &shown.board;
+    board->operate(unit);
+    board->resized(frame.size);
 }
 
 std::string Mirror::run() {
@@ -39,11 +39,24 @@ std::string Mirror::run() {
     if (const std::string problem = host.start(); !problem.empty()) fail(problem);
     while (!hasEnded) step();
     host.close();
+    if (board != nullptr) board->closed(failure);
     return failure;
 }
 
+void Mirror::wait() {
+    const int limit = waitMilliseconds();
+    if (window == nullptr) return mailbox.wait(limit, interrupts);
+    isClosed = !window->turn(limit < 0 ? patience : std::min(limit, patience));
+}
+
+void Mirror::linger() {
+    const bool endsBySelf = options.frames != 0 || options.seconds != 0 || options.script;
+    if (window == nullptr || endsBySelf) return;
+    while (!isClosed && !isInterrupted()) wait();
+}
+
 void Mirror::step() {
-    mailbox.wait(waitMilliseconds(), interrupts);
+    wait();
     const News news = mailbox.take();
     take(news);
     runScript();
@@ -65,7 +78,7 @@ void Mirror::enter(const StateNews& news) {
             isConnected = true;
             log.line("LINK", options.listens ? "a phone has connected"
                                              : "connected to " + options.endpoint.text());
-            if (board != nullptr) board->opened(mailbox);
+            if (board != nullptr) board->opened();
             break;
         case eSESSIONSTATE_Running:
             becomeRunning();
@@ -109,7 +122,7 @@ void Mirror::look() {
 
 // Without a number of updates asked for, any number is what was asked for.
 bool Mirror::isEndWanted() const {
-    if (board != nullptr && board->isDone()) return true;
+    if (isClosed && board->status().failure.empty()) return true;
     return options.frames == 0 && updates != 0 && runner == nullptr;
 }
 
@@ -118,8 +131,6 @@ void Mirror::serveBoard(const News& news) {
     for (const Event& event : news.events) board->happened(event);
     if (!news.updates.empty()) board->show(host.picture());
     board->count(host.bytesReceived(), host.bytesSent());
-    if (hasEnded || !isRunning) return;
-    for (const Board::Act& act : board->takeActs()) act(*driven, frame.size);
 }
 
 // Updates come before what followed them: what was delivered counts.
@@ -161,11 +172,14 @@ int Mirror::waitMilliseconds() const {
     return static_cast<int>(std::ceil(std::clamp(left, 0.0, 1e6) * 1000));
 }
 
-std::string Mirror::endReason() const {
+bool Mirror::isInterrupted() const {
     pollfd watched{interrupts, POLLIN, 0};
-    if (poll(&watched, 1, 0) > 0) {
-        return board != nullptr && board->isDone() ? "the window was closed" : "interrupted";
-    }
+    return poll(&watched, 1, 0) > 0;
+}
+
+std::string Mirror::endReason() const {
+    if (isClosed) return "the window was closed";
+    if (isInterrupted()) return "interrupted";
     const bool isLate = options.seconds != 0 && secondsLeft() == 0;
     return isLate ? "the time is over" : "";
 }
@@ -178,7 +192,7 @@ void Mirror::becomeRunning() {
         hasRun = true;
         runSeconds = log.seconds();
     }
-    if (board != nullptr) board->running();
+    if (board != nullptr) board->began();
     if (isSuspended) host.suspend(true);
     makeChanges();
     runScript();
@@ -253,6 +267,7 @@ void Mirror::warnOf(const FrameNews& news) {
 void Mirror::conclude(const FrameNews& news) {
     if (news.phase != eCHANGEPHASE_Over) return;
     frame = news.frame;
+    if (board != nullptr) board->resized(frame.size);
     if (--pending == 0) wanted = frame;
     needsFull = true;
     applyChanges();

@@ -21,19 +21,19 @@ class Mirror {
   public:
     /** @param interrupts a descriptor that is readable when the user wants the end */
     Mirror(const Options& options, Log& log, Mailbox& mailbox, Host& host, int interrupts);
-    ~Mirror();
-    Mirror(const Mirror&) = delete;
-    Mirror& operator=(const Mirror&) = delete;
 
     /** From RUN on the script is played, and the session ends with it. */
     void play(Runner& script) { runner = &script; }
 
-    /** Shows the session on the board and does there what the board asks for. */
-    void showOn(Board& shown, HeadUnit& unit);
+    /** Shows the session in a window, from where the user operates the unit. */
+    void showIn(Window& shown, HeadUnit& unit);
 
     /** Runs the session, over all its connections, to its end. @return empty for success, or what
      * went wrong */
     std::string run();
+    /** Keeps a window that has shown how the session ended until the user closes it, unless another
+     * end was asked for. */
+    void linger();
     /** What was received, for the log. */
     void logStatistics();
 
@@ -48,6 +48,7 @@ class Mirror {
   private:
     bool isComplete() const { return options.frames != 0 && updates >= options.frames; }
     void step();
+    void wait();
     void look();
     void take(const News& news);
     void enter(const StateNews& news);
@@ -72,6 +73,7 @@ class Mirror {
     Runner::Time now() const;
     double secondsLeft() const;
     int waitMilliseconds() const;
+    bool isInterrupted() const;
     std::string endReason() const;
 
     const Options& options;
@@ -80,8 +82,9 @@ class Mirror {
     Host& host;
     const int interrupts;
     Runner* runner = nullptr;
-    Board* board = nullptr;
-    HeadUnit* driven = nullptr;
+    Window* window = nullptr;
+    Board* board = nullptr;  // of the window
+    bool isClosed = false;   // the window
 
     bool hasEnded = false;
     std::string failure;

@@ -38,25 +38,6 @@ BlockMode after(BlockMode mode) {
     return mode == eBLOCKMODE_UseWhitelist ? eBLOCKMODE_DenyAll : eBLOCKMODE_AllowAll;
 }
 
-// The frame may change its size between the touch and its sending, so only then are spots pixels.
-Board::Act touching(std::vector<FingerEvent> events) {
-    return [events = std::move(events)](HeadUnit& unit, Size frame) {
-        std::vector<TouchEvent> touches;
-        for (const FingerEvent& event : events) {
-            touches.push_back(
-                {event.type, static_cast<UInt16>(display::pixelAt(event.at.x, frame.width)),
-                 static_cast<UInt16>(display::pixelAt(event.at.y, frame.height)), event.finger});
-        }
-        unit.touch(touches);
-    };
-}
-
-Board::Act resizing(Size size) {
-    return [size](HeadUnit& unit, Size frame) {
-        if (size != frame) unit.change(SetSize{size});
-    };
-}
-
 double perSecond(double now, double before, double seconds) {
     return now < before || seconds <= 0 ? 0 : (now - before) / seconds;
 }
@@ -137,7 +118,7 @@ void MirrorWindow::onKey(const SDL_KeyboardEvent& event) {
     if (event.repeat != 0) return;
     if (const auto key = softkeyOf(event.keysym.sym)) {
         const SoftkeyEventType type = isDown ? eSOFTKEYEVENTTYPE_Press : eSOFTKEYEVENTTYPE_Release;
-        board.ask([key, type](HeadUnit& unit, Size) { unit.key(*key, type); });
+        if (HeadUnit* unit = board.driven()) unit->key(*key, type);
     } else if (isDown) {
         onMode(event.keysym.sym);
     }
@@ -157,18 +138,33 @@ void MirrorWindow::onMode(SDL_Keycode key) {
 
 // @param known what the phone has been told; without it everything
 void MirrorWindow::tellModes(const std::optional<Modes>& known) {
-    board.ask([now = content.modes, known](HeadUnit& unit, Size) {
-        if (!known || known->isNight != now.isNight) unit.night(now.isNight);
-        if (!known || known->isMoving != now.isMoving) unit.moving(now.isMoving);
-        if (!known || known->block != now.block) unit.block(now.block);
-    });
+    HeadUnit* unit = board.driven();
+    if (unit == nullptr) return;
+    const Modes& now = content.modes;
+    if (!known || known->isNight != now.isNight) unit->night(now.isNight);
+    if (!known || known->isMoving != now.isMoving) unit->moving(now.isMoving);
+    if (!known || known->block != now.block) unit->block(now.block);
 }
 
 void MirrorWindow::sendTouches() {
     std::vector<FingerEvent> events = fingers.take();
-    if (events.empty() || board.ask(touching(events))) return;
+    if (events.empty() || touch(events)) return;
     std::erase_if(events, [](const FingerEvent& event) { return event.type != eTOUCHTYPE_Up; });
     owed = std::move(events);
+}
+
+bool MirrorWindow::touch(const std::vector<FingerEvent>& events) {
+    HeadUnit* unit = board.driven();
+    if (unit == nullptr) return false;
+    const Size frame = board.status().frame;
+    std::vector<TouchEvent> touches;
+    for (const FingerEvent& event : events) {
+        touches.push_back(
+            {event.type, static_cast<UInt16>(display::pixelAt(event.at.x, frame.width)),
+             static_cast<UInt16>(display::pixelAt(event.at.y, frame.height)), event.finger});
+    }
+    unit->touch(touches);
+    return true;
 }
 
 void MirrorWindow::resizeFrame() {
@@ -176,15 +172,20 @@ void MirrorWindow::resizeFrame() {
     const Size size = frameOf(room());
     if (size == wanted.value_or(options.size)) return;
     wanted = size;
-    board.ask(resizing(size));
+    resize(size);
+}
+
+void MirrorWindow::resize(Size size) {
+    HeadUnit* unit = board.driven();
+    if (unit != nullptr && size != board.status().frame) unit->change(SetSize{size});
 }
 
 // What a session that has just begun cannot know.
 void MirrorWindow::greet() {
     greeted = content.status.sessions;
-    if (wanted) board.ask(resizing(*wanted));
+    if (wanted) resize(*wanted);
     tellModes({});
-    if (!owed.empty()) board.ask(touching(std::exchange(owed, {})));
+    if (!owed.empty()) touch(std::exchange(owed, {}));
     fingers.liftAll();
 }
 

@@ -1,7 +1,6 @@
 /*
  * The window: the phone's screen with the panel beside it. Mouse, fingers and keys become what a
- * head unit tells its phone. The thread that opened it; sessions are reached through the board
- * only.
+ * head unit tells its phone. The main thread's; the session is reached through the board only.
  */
 #ifndef HEADUNIT_MIRRORWINDOW_H
 #define HEADUNIT_MIRRORWINDOW_H
@@ -46,7 +45,9 @@ class MirrorWindow {
     void onMode(SDL_Keycode key);
     void tellModes(const std::optional<Modes>& known);
     void sendTouches();
+    bool touch(const std::vector<display::FingerEvent>& events);
     void resizeFrame();
+    void resize(Size size);
     void greet();
 
     void refresh();

@@ -22,21 +22,21 @@ class WindowTest : public testing::Test {
         std::string problem;
         window = MirrorWindow::open(options, log, board, problem);
         if (window == nullptr) std::abort();
+        board.operate(unit);
         begin();
         board.show(Picture(frame));
         EXPECT_EQ(told(), (Lines{"night 1", "moving 0", "block AllowAll"}));
     }
 
     void begin() {
-        board.opened(mailbox);
-        board.running();
+        board.opened();
+        board.began();
     }
 
     Lines told(Size extent = frame) {
-        FakeUnit unit;
+        board.resized(extent);
         window->turn(0);
-        for (const Board::Act& act : board.takeActs()) act(unit, extent);
-        return unit.lines;
+        return std::exchange(unit.lines, {});
     }
 
     static void push(SDL_Event event) { SDL_PushEvent(&event); }
@@ -74,8 +74,8 @@ class WindowTest : public testing::Test {
 
     Options options;
     Log log{LogLevel::Quiet};
-    Mailbox mailbox;
-    Board board{MirrorWindow::wake};
+    FakeUnit unit;
+    Board board;
     std::unique_ptr<MirrorWindow> window;
 };
 
