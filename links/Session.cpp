@@ -49,17 +49,18 @@ void errorCallback(void* context, eErrorCode code) {
 
 }  // namespace
 
-void quarlo::links::tellAnswered(quarloSession& session) {
-    session.raise(eventAnswer);
-}
-
 quarloSession::quarloSession(const SessionSettings& wanted)
-    : settings(wanted), config(settings.config), wake(newWake()), random(seed()) {
+    : settings(wanted),
+      config(settings.config),
+      wake(newWake()),
+      frames(settings.frames),
+      random(seed()) {
     reason.size = sizeof reason;
     quarloTransport& transport = settings.transport;
     if (transport.address != nullptr) transport.address = settings.address.c_str();
     settings.config.transport = &transport;
     settings.config.description = settings.description.c_str();
+    settings.config.frames = settings.config.largest = nullptr;  // they are in the settings
     if (settings.config.observer != nullptr) settings.config.observer = &settings.observer;
 }
 
@@ -128,10 +129,7 @@ void quarloSession::note(const char* kind, const char* name) {
 
 void quarloSession::onProtocol(void* context, eProtocolState state) {
     if (config.capture != nullptr) note("state", nameOf(state));
-    if (state == ePROTOCOL_STATE_RUN) {
-        const std::lock_guard<std::mutex> guard(lock);
-        isRunning = true;
-    }
+    if (state == ePROTOCOL_STATE_RUN) beginRun();
     if (config.protocolCallback != nullptr) config.protocolCallback(context, state);
     if (state == ePROTOCOL_STATE_RUN) raise(eventRun);
     if (state == ePROTOCOL_STATE_STOP) raise(eventEnd);
@@ -267,6 +265,9 @@ bool quarloSession::configure(quarloLink& link, void* instance) {
         setReason(ECANCELED, "the host refused to configure the instance");
         return false;
     }
+    coming = frames;
+    declare(frames, instance);
+    declare(settings.largest, instance);
     quarlo_SetProtocolCallback(instance, protocolCallback);
     quarlo_SetErrorCallback(instance, errorCallback);
     if (quarloLink_Attach(&link, instance, config.context) == eRETURN_OKAY) return true;
@@ -296,7 +297,9 @@ unsigned quarloSession::stayInRun(const quarloLink& link, void* instance) {
 // The first that applies: what this side wanted or noticed, what the phone said, how the link
 // ended.
 void quarloSession::explainEnd(const quarloLink& link, unsigned seen) {
-    if (seen == 0) return setLateReason();
+    char text[sizeof reason.text];
+    snprintf(text, sizeof text, "RUN was not reached within %g s", config.handshakeLimit / 1000.0);
+    if (seen == 0) return setReason(ETIMEDOUT, text);
     if ((seen & eventReconnect) != 0) return setReason(0, "a new connection was asked for");
     if ((seen & eventSilent) != 0) return setReason(ETIMEDOUT, "no sign of life from the phone");
     if (const char* refused = wordsForRefusal(link.watch->refusal()); refused != nullptr) {
@@ -305,7 +308,6 @@ void quarloSession::explainEnd(const quarloLink& link, unsigned seen) {
     if (isTypeUnknown.load()) {
         return setReason(EPROTO, "the phone sent a packet of an unknown type");
     }
-    char text[sizeof reason.text];
     quarloLink_GetEndText(&link, text, sizeof text);
     if (text[0] != 0) return setReason(link.error.load(), text);
     setReason(EPROTO, "the phone sent what cannot be read, or memory is exhausted; see the trace");
@@ -382,12 +384,6 @@ void quarloSession::report(quarloSessionState state, std::uint32_t remaining) {
     const quarloSessionInfo info = {sizeof info, reason.text, state,
                                     attempts,    remaining,   reason.number};
     if (config.stateCallback != nullptr) config.stateCallback(config.context, this, &info);
-}
-
-void quarloSession::setLateReason() {
-    reason.number = ETIMEDOUT;
-    snprintf(reason.text, sizeof reason.text, "RUN was not reached within %g s",
-             config.handshakeLimit / 1000.0);
 }
 
 void quarloSession::setReason(int number, const char* text) {

@@ -34,9 +34,14 @@ struct SessionSettings {
     quarloSessionConfig config;
     quarloTransport transport;
     quarloObserver observer;
+    quarloFrameChange frames;   // of what 0 when the host gives none
+    quarloFrameChange largest;  // likewise
     std::string address;
     std::string description;
 };
+
+/** Whether a host may ask for it. */
+bool isChange(const quarloFrameChange& change);
 
 /** @return null, or what of the configuration makes no sense */
 const char* readConfig(const quarloSessionConfig* config, SessionSettings& settings);
@@ -78,6 +83,7 @@ struct quarloSession {
     void release();
     eReturnCode change(const quarloFrameChange& wanted, quarloChangeResult* result);
     void onProtocol(void* context, eProtocolState state);
+    void beginRun();
     void onError(void* context, eErrorCode code);
     /** An event for the capture of the present link. */
     void note(const char* kind, const char* name);
@@ -113,7 +119,6 @@ struct quarloSession {
     bool isEnding() const { return (events.load() & quarlo::links::eventsThatEnd) != 0; }
     void report(quarloSessionState state, std::uint32_t remaining = 0);
     void setReason(int number, const char* text);
-    void setLateReason();
 
     /* SessionChange.cpp */
     void makeChanges(Watch& watch, void* instance);
@@ -128,6 +133,7 @@ struct quarloSession {
     bool await(const Watch& watch, Setting setting);
     void tellChange(const quarloFrameChange& change, quarloChangePhase phase,
                     quarloChangeResult result);
+    void declare(const quarloFrameChange& frames, void* instance);
     void finish(ChangeRequest* request);
     void setChanging(bool isUnderWay);
     void dropChanges();
@@ -148,6 +154,8 @@ struct quarloSession {
     bool isChanging = false;              // guarded by lock; the session thread may be sending
     quarlo::links::ChangeQueue requests;  // guarded by lock
     unsigned waiters = 0;                 // guarded by lock; threads that wait for their change
+    quarloFrameChange frames;             // guarded by lock; what is kept for the next connection
+    quarloFrameChange coming = {};        // with the changes that are under way
     std::condition_variable changed;      // a request is over, or a waiter has left
 
     quarloListener* listener = nullptr;

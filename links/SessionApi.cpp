@@ -54,7 +54,33 @@ void setDefaults(quarloSessionConfig& config) {
     byDefault(config.lastingRun, 10000);
 }
 
-bool isChange(const quarloFrameChange& change) {
+// The largest must be something that can be gone back from.
+const char* wrongFrames(const SessionSettings& read) {
+    constexpr UInt32 all = eFRAMECHANGE_Size | eFRAMECHANGE_PixelFormat | eFRAMECHANGE_Compression;
+    const quarloFrameChange& frames = read.frames;
+    const quarloFrameChange& largest = read.largest;
+    const bool areFrames = frames.what == 0 || ((frames.what & ~all) == 0 && isChange(frames));
+    if (!areFrames) return "the frames make no sense";
+    const UInt32 both = frames.what & ~static_cast<UInt32>(eFRAMECHANGE_Compression);
+    const bool isLargest = largest.what == 0 || ((largest.what & ~both) == 0 && isChange(largest));
+    return isLargest ? nullptr : "the largest frames make no sense";
+}
+
+quarloSession* refuse(quarloLinkFailure* failure, int number, const char* why = nullptr) {
+    describe(failure, number, "cannot start", "session", why);
+    return nullptr;
+}
+
+// On these threads the session, or the library for it, would wait for the caller.
+bool mayWait(quarloSession& session, const char* warning) {
+    const bool isRefused = LibraryThread::isThis();
+    if (isRefused) session.warn(warning);
+    return !isRefused;
+}
+
+}  // namespace
+
+bool quarlo::links::isChange(const quarloFrameChange& change) {
     constexpr UInt32 all = eFRAMECHANGE_Size | eFRAMECHANGE_PixelFormat | eFRAMECHANGE_Compression |
                            eFRAMECHANGE_Fence;
     const auto fits = [](UInt32 value, UInt32 least, UInt32 most) {
@@ -73,20 +99,6 @@ bool isChange(const quarloFrameChange& change) {
             fits(change.physicalHeight, 0, UINT16_MAX));
 }
 
-quarloSession* refuse(quarloLinkFailure* failure, int number, const char* why = nullptr) {
-    describe(failure, number, "cannot start", "session", why);
-    return nullptr;
-}
-
-// On these threads the session, or the library for it, would wait for the caller.
-bool mayWait(quarloSession& session, const char* warning) {
-    const bool isRefused = LibraryThread::isThis();
-    if (isRefused) session.warn(warning);
-    return !isRefused;
-}
-
-}  // namespace
-
 const char* quarlo::links::readConfig(const quarloSessionConfig* config, SessionSettings& read) {
     if (!take(config, read.config)) return "the configuration has no size";
     quarloSessionConfig& known = read.config;
@@ -94,11 +106,18 @@ const char* quarlo::links::readConfig(const quarloSessionConfig* config, Session
     if (known.observer != nullptr && !take(known.observer, read.observer)) {
         return "the observer has no size";
     }
+    if (known.frames != nullptr && !take(known.frames, read.frames)) {
+        return "the frames have no size";
+    }
+    if (known.largest != nullptr && !take(known.largest, read.largest)) {
+        return "the largest frames have no size";
+    }
     if (read.transport.address != nullptr) read.address = read.transport.address;
     if (known.description != nullptr) read.description = known.description;
     setDefaults(known);
-    const char* problem = wrongPlace(read.transport);
-    return problem != nullptr ? problem : wrongLimit(known);
+    if (const char* problem = wrongPlace(read.transport); problem != nullptr) return problem;
+    const char* problem = wrongLimit(known);
+    return problem != nullptr ? problem : wrongFrames(read);
 }
 
 quarloSession* quarloSession_Start(const quarloSessionConfig* config, quarloLinkFailure* failure) {

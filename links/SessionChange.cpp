@@ -35,6 +35,33 @@ bool needsFence(const quarloFrameChange& change) {
     return (change.what & ~static_cast<UInt32>(eFRAMECHANGE_Compression)) != 0;
 }
 
+// Of what the one names, as the other says.
+void merge(const quarloFrameChange& change, quarloFrameChange& into) {
+    const UInt32 what = change.what & into.what;
+    if ((what & eFRAMECHANGE_Size) != 0) {
+        into.width = change.width;
+        into.height = change.height;
+        into.physicalWidth = change.physicalWidth;
+        into.physicalHeight = change.physicalHeight;
+    }
+    if ((what & eFRAMECHANGE_PixelFormat) != 0) {
+        into.bytesPerPixel = change.bytesPerPixel;
+        into.format = change.format;
+        into.order = change.order;
+    }
+    if ((what & eFRAMECHANGE_Compression) != 0) into.compression = change.compression;
+}
+
+// What was lost has yet to come, with the next connection.
+void keep(const quarloFrameChange& change, quarloChangeResult result, quarloFrameChange& frames) {
+    if (result == eCHANGERESULT_Refused) return;
+    quarloFrameChange made = change;
+    if (result == eCHANGERESULT_CompressionRefused) {
+        made.what &= ~static_cast<UInt32>(eFRAMECHANGE_Compression);
+    }
+    merge(made, frames);
+}
+
 void send(unsigned part, const quarloFrameChange& change, void* instance) {
     switch (part) {
         case eFRAMECHANGE_PixelFormat:
@@ -91,6 +118,10 @@ eReturnCode quarloSession::change(const quarloFrameChange& wanted, quarloChangeR
     return eRETURN_OKAY;
 }
 
+void quarlo::links::tellAnswered(quarloSession& session) {
+    session.raise(eventAnswer);
+}
+
 // ---- the session thread
 // ------------------------------------------------------------------------
 
@@ -137,6 +168,7 @@ void quarloSession::suspend(void* instance, bool isSuspended) {
 
 quarloChangeResult quarloSession::make(const quarloFrameChange& change, bool isQuiet, Watch& watch,
                                        void* instance) {
+    merge(change, coming);
     tellChange(change, eCHANGEPHASE_Changing,
                isQuiet ? eCHANGERESULT_Done : eCHANGERESULT_Unfenced);
     settle(watch);
@@ -197,11 +229,45 @@ bool quarloSession::await(const Watch& watch, Setting setting) {
 
 void quarloSession::tellChange(const quarloFrameChange& change, quarloChangePhase phase,
                                quarloChangeResult result) {
-    const quarloFrameChangeInfo info = {sizeof info, &change, phase, result};
+    const bool isOver = phase == eCHANGEPHASE_Over;
+    const quarloFrameChangeInfo info = {sizeof info, &change, phase, result,
+                                        isOver ? &frames : &coming};
     if (config.changeCallback != nullptr) config.changeCallback(config.context, this, &info);
 }
 
+// Before the start, and once more when RUN is reached.
+void quarloSession::declare(const quarloFrameChange& wanted, void* instance) {
+    for (const Part& part : parts) {
+        if ((wanted.what & part.bit) != 0) send(part.bit, wanted, instance);
+    }
+}
+
+// From the largest frames, which the start was made for, to those that are wanted.
+void quarloSession::beginRun() {
+    quarloFrameChange wanted{};
+    void* instance = nullptr;
+    {
+        const std::lock_guard<std::mutex> guard(lock);
+        isRunning = true;
+        wanted = frames;
+        instance = lent;
+    }
+    const quarloFrameChange& largest = settings.largest;
+    wanted.what = largest.what;
+    if (largest.width == wanted.width && largest.height == wanted.height) {
+        wanted.what &= ~static_cast<UInt32>(eFRAMECHANGE_Size);
+    }
+    if (largest.format == wanted.format && largest.order == wanted.order) {
+        wanted.what &= ~static_cast<UInt32>(eFRAMECHANGE_PixelFormat);
+    }
+    if (instance != nullptr) declare(wanted, instance);
+}
+
 void quarloSession::finish(ChangeRequest* request) {
+    {
+        const std::lock_guard<std::mutex> guard(lock);
+        keep(request->change, request->result, frames);
+    }
     tellChange(request->change, eCHANGEPHASE_Over, request->result);
     if (!request->isWaitedFor) {
         delete request;

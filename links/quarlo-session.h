@@ -155,6 +155,9 @@ typedef struct {
     /** Over: how it has ended. Changing: Unfenced, when frames of the time before may still come,
      * or Done. */
     quarloChangeResult result;
+    /** What frames look like with the change, or without it if it was refused: all that the
+     * session's frames name, see quarloSessionConfig. Not null. */
+    const quarloFrameChange* frames;
 } quarloFrameChangeInfo;
 
 /**
@@ -201,6 +204,15 @@ typedef struct {
     UInt32 giveUpAfter;     /**< give up this long after a lasting RUN was left; default: never */
     quarloCapture* capture; /**< of all links of the session, with its states and errors; stays the
                              * host's; may be null */
+    /** What frames look like when RUN is reached, as far as it is named there: set after configure,
+     * for each connection as it was changed since, also by a change that was Lost, but not by one
+     * that was refused. May be null: then configure sets it. */
+    const quarloFrameChange* frames;
+    /** The largest size and the deepest pixel format, of what frames names, that changes will come
+     * to: declared at the start instead, so that the receive buffer is made for it and phones do
+     * not cut what is larger. When RUN is reached the phone is told of frames, before the protocol
+     * callback is. May be null. */
+    const quarloFrameChange* largest;
 } quarloSessionConfig;
 
 /**
@@ -239,8 +251,8 @@ QUARLO_API void quarloSession_Release(quarloSession* session);
  * (its present compression); when it has, and all before that was handled, the change is made, and
  * frames go on. A compression alone needs no such fence. The host asks for no frames meanwhile, and
  * for the whole screen afterwards; frame requests that the host has suspended stay so. Changes that
- * are asked for meanwhile follow, in their order. Each connection begins with what configure sets:
- * a change that was Lost is to be made there.
+ * are asked for meanwhile follow, in their order. Each connection begins with the
+ * configuration's frames as they were changed since, and with what else configure sets.
  * @param session in RUN
  * @param change is copied
  * @param result null: asks for it only, from any thread and from callbacks; the change callback

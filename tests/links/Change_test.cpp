@@ -238,6 +238,60 @@ TEST(ChangeFrames, FollowEachOtherBehindOneFenceAndLeaveTheHostsSuspension) {
     EXPECT_EQ(seen, (Texts{"suspend", "suspend", "compression 2", "27", "27", "21", "suspend"}));
 }
 
+// The start is for the largest frames. Then come those that are wanted: at first the host's, later
+// what was made of them, also by a change that the end overtook, but not by one that was refused.
+TEST(ChangeFrames, AreKeptOverConnections) {
+    const Library library;
+    Log log;
+    std::optional<Phone> phone;
+    phone.emplace([&](int descriptor, int connection) {
+        for (Bytes one = Phone::nextPacket(descriptor); !one.empty();
+             one = Phone::nextPacket(descriptor)) {
+            if (connection == 0 && one[0] == 23) return;  // the fence
+            if (one[0] == 21 || one[0] == 27) log.add(name(one) + " " + std::to_string(one[9]));
+            const bool isRefusal = connection == 1 && one[0] == 27 && one[9] == 3;
+            writeFully(descriptor, isRefusal ? packet(28, u8(0)) : yes(one));
+        }
+    });
+    quarloFrameChange frames = changeOf(eFRAMECHANGE_Size | eFRAMECHANGE_PixelFormat);
+    frames.width = 1;
+    quarloFrameChange largest = frames;
+    largest.width = 9;
+    quarloObserver observer{sizeof observer, &log, nullptr, nullptr, nullptr};
+    observer.piece = [](void* context, const quarloPiece* piece) {
+        if (piece->bytes[0] != eEVENTTYPE_ClientInit) return;
+        const std::size_t width = 12U + piece->bytes[10];
+        static_cast<Log*>(context)->add("start " + std::to_string(piece->bytes[width]));
+    };
+    SessionSetup setup = setupOf(log, phone->port());
+    setup.frames = &frames;
+    setup.largest = &largest;
+    setup.observer = &observer;
+    setup.changeCallback = [](void* context, quarloSession*, const quarloFrameChangeInfo* info) {
+        if (info->phase != eCHANGEPHASE_Over) return;
+        const std::string now = std::to_string(info->frames->width);
+        logOf(context).add("over " + std::to_string(info->result) + ": " + now);
+    };
+    Session session = startSession(setup);
+    for (unsigned run = 1; run <= 3; ++run) {
+        ASSERT_TRUE(log.waitFor(eSESSIONSTATE_Running, run));
+        quarloFrameChange change = changeOf(eFRAMECHANGE_Size);
+        change.width = run + 1;
+        quarloChangeResult result{};
+        EXPECT_EQ(quarloSession_ChangeFrames(session.get(), &change, &result), eRETURN_OKAY);
+    }
+    session.reset();
+    phone.reset();
+    EXPECT_EQ(log.all(), (Texts{"start 9", "27 1", "over 5: 2", "start 9", "27 2", "27 3",
+                                "over 4: 2", "start 9", "27 2", "27 4", "over 0: 4"}));
+    largest.what = eFRAMECHANGE_Size | eFRAMECHANGE_Compression;
+    setup.transport = &setup.place;
+    quarloLinkFailure failure{};
+    EXPECT_EQ(quarloSession_Start(&setup, &failure), nullptr);
+    EXPECT_NE(std::string(failure.text).find("the largest frames make no sense"),
+              std::string::npos);
+}
+
 // A waiting caller gets its result before the session is gone, and a stalled phone delays no end.
 TEST(ChangeFrames, EndsWithTheSession) {
     const Library library;
