@@ -24,8 +24,6 @@ class Features {
 
     /** Before the start; the callbacks' context must be a Host with these features. */
     void attach(void* instanceHandle);
-    /** For the instance's own callbacks. */
-    void* handle() const { return instance; }
 
     /** Logs a callback and makes it known to the script. */
     void tell(const char* callback, const std::string& text);

@@ -51,10 +51,8 @@ Host::Host(const Options& given, Log& output, Mailbox& receiver)
     : options(given),
       log(output),
       mailbox(receiver),
-      largest(largestOf(given)),
-      drawn(given.frame()),
-      settled(given.frame()),
-      screen(drawn.size, drawn.layout, given.output.empty() || given.script ? 0 : given.every),
+      frame(given.frame()),
+      screen(frame.size, frame.layout, given.output.empty() || given.script ? 0 : given.every),
       services(given, output, receiver) {}
 
 std::string Host::start() {
@@ -66,9 +64,14 @@ std::string Host::start() {
     observer.size = sizeof observer;
     observer.context = this;
     observer.piece = carried;
+    const UInt32 surface = eFRAMECHANGE_Size | eFRAMECHANGE_PixelFormat;
+    const quarloFrameChange frames = describe(surface | eFRAMECHANGE_Compression, frame);
+    const quarloFrameChange largest = describe(surface, largestOf(options));
     quarloSessionConfig wanted = config();
     wanted.transport = &place;
     wanted.observer = &observer;
+    wanted.frames = &frames;
+    wanted.largest = &largest;
     quarloLinkFailure failure{};
     session = quarloSession_Start(&wanted, &failure);
     return session != nullptr ? std::string() : failure.text;
@@ -161,9 +164,6 @@ std::string Host::setUp(void* instance) {
                                      reinterpret_cast<UInt8*>(asArgument(options.language)));
     }
     quarlo_SetFrameOutputType(instance, options.rawOutput ? 1 : 0);
-    quarlo_OverrideCompressionFormat(instance, settled.compression);
-    setLayout(instance, largest.layout);
-    setSize(instance, largest.size);
     explainMissing(wantedCompressions());
     if (options.supported &&
         quarlo_SetSupportedCompressions(instance, *options.supported) != eRETURN_OKAY) {
@@ -173,7 +173,7 @@ std::string Host::setUp(void* instance) {
 }
 
 FrameCompression Host::wantedCompressions() const {
-    FrameCompression wanted = settled.compression | options.supported.value_or(0);
+    FrameCompression wanted = frame.compression | options.supported.value_or(0);
     for (const Command& command : options.commands) {
         const auto* other = std::get_if<SetCompression>(&command.change);
         if (other != nullptr) wanted |= other->compression;
@@ -188,17 +188,6 @@ void Host::explainMissing(FrameCompression wanted) {
     for (const std::string& line : missingPlugIns(wanted)) log.line("LIB", line);
 }
 
-void Host::setLayout(void* instance, PixelLayout layout) {
-    quarlo_SetPixelFormat(instance, layout.format, layout.bytesPerPixel(), layout.order);
-}
-
-void Host::setSize(void* instance, Size size) {
-    const auto length = [](int value) { return static_cast<UInt32>(value); };
-    const Size physical = options.physicalSize;
-    quarlo_SetFrameSize(instance, length(size.width), length(size.height), length(physical.width),
-                        length(physical.height));
-}
-
 void Host::request(Size size, bool isFull) {
     quarlo_FramebufferUpdateRequest(instance(), 0, 0, static_cast<UInt16>(size.width),
                                     static_cast<UInt16>(size.height), isFull ? 0 : 1);
@@ -208,20 +197,27 @@ void Host::suspend(bool isSuspended) {
     quarlo_FrameRequestStatus(instance(), isSuspended ? 1 : 0);
 }
 
+quarloFrameChange Host::describe(UInt32 what, const Frame& described) const {
+    const auto length = [](int value) { return static_cast<UInt32>(value); };
+    const auto& [size, layout, compression] = described;
+    quarloFrameChange change{};
+    change.size = sizeof change;
+    change.what = what;
+    change.width = length(size.width);
+    change.height = length(size.height);
+    change.physicalWidth = length(options.physicalSize.width);
+    change.physicalHeight = length(options.physicalSize.height);
+    change.bytesPerPixel = layout.bytesPerPixel();
+    change.format = layout.format;
+    change.order = layout.order;
+    change.compression = compression;
+    return change;
+}
+
 eReturnCode Host::change(const Change& change, Frame& wanted) {
     const Frame next = with(change, wanted);
     if (std::holds_alternative<SetCompression>(change)) explainMissing(next.compression);
-    quarloFrameChange asked{};
-    asked.size = sizeof asked;
-    asked.what = bitOf(change);
-    asked.width = static_cast<UInt32>(next.size.width);
-    asked.height = static_cast<UInt32>(next.size.height);
-    asked.physicalWidth = static_cast<UInt32>(options.physicalSize.width);
-    asked.physicalHeight = static_cast<UInt32>(options.physicalSize.height);
-    asked.bytesPerPixel = next.layout.bytesPerPixel();
-    asked.format = next.layout.format;
-    asked.order = next.layout.order;
-    asked.compression = next.compression;
+    const quarloFrameChange asked = describe(bitOf(change), next);
     // The frames under way may need this thread to be taken from the mailbox: so it must not wait.
     const eReturnCode result = quarloSession_ChangeFrames(session, &asked, nullptr);
     if (result == eRETURN_OKAY) wanted = next;

@@ -102,8 +102,7 @@ class Host {
     std::string setUp(void* instance);
     FrameCompression wantedCompressions() const;
     void explainMissing(FrameCompression wanted);
-    static void setLayout(void* instance, PixelLayout layout);
-    void setSize(void* instance, Size size);
+    quarloFrameChange describe(UInt32 what, const Frame& described) const;
     void logRectangle(unsigned index, const Area& area, UInt32 length, const std::string& remark);
     std::string reasonOf(const quarloSessionInfo& info);
     std::string lastErrorText();
@@ -116,9 +115,7 @@ class Host {
     const Options& options;
     Log& log;
     Mailbox& mailbox;
-    const Frame largest;  // that the session may come to
-    Frame drawn;          // what the screen is for; session thread
-    Frame settled;        // what the next connection begins with; session thread, constant in RUN
+    Frame frame;  // what the session keeps; its thread's
     MirroredScreen screen;
     Features services;
     std::atomic<UInt64> received{0};

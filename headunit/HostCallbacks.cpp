@@ -10,15 +10,10 @@ Host& hostOf(void* context) {
     return *static_cast<Host*>(context);
 }
 
-void merge(const quarloFrameChange& change, Frame& frame) {
-    if ((change.what & eFRAMECHANGE_Size) != 0) {
-        frame.size = {static_cast<int>(change.width), static_cast<int>(change.height)};
-    }
-    if ((change.what & eFRAMECHANGE_PixelFormat) != 0) {
-        frame.layout = {static_cast<PixelFormat>(change.format),
-                        static_cast<PixelEndianess>(change.order)};
-    }
-    if ((change.what & eFRAMECHANGE_Compression) != 0) frame.compression = change.compression;
+Frame frameOf(const quarloFrameChange& frames) {
+    return {{static_cast<int>(frames.width), static_cast<int>(frames.height)},
+            {static_cast<PixelFormat>(frames.format), static_cast<PixelEndianess>(frames.order)},
+            frames.compression};
 }
 
 }  // namespace
@@ -41,8 +36,7 @@ std::string Host::reasonOf(const quarloSessionInfo& info) {
 
 eReturnCode Host::configure(void* context, quarloSession* session, void* instance) {
     Host& host = hostOf(context);
-    host.drawn = host.settled;
-    host.screen.reshape(host.drawn.size, host.drawn.layout);
+    host.screen.reshape(host.frame.size, host.frame.layout);
     host.setLastError({});
     host.registerCallbacks(instance);
     const std::string problem = host.setUp(instance);
@@ -52,17 +46,12 @@ eReturnCode Host::configure(void* context, quarloSession* session, void* instanc
     return eRETURN_NOT_SUPPORTED;
 }
 
-// Also what was lost is kept, for the next connection; but not what the phone has refused.
 void Host::frameChanged(void* context, quarloSession*, const quarloFrameChangeInfo* info) {
     Host& host = hostOf(context);
-    const quarloChangeResult result = info->result;
-    if (info->phase == eCHANGEPHASE_Changing) {
-        merge(*info->change, host.drawn);
-        host.screen.reshape(host.drawn.size, host.drawn.layout);
-    } else if (result != eCHANGERESULT_Refused && result != eCHANGERESULT_CompressionRefused) {
-        merge(*info->change, host.settled);
-    }
-    host.mailbox.tell({info->phase, result, host.settled});
+    const Frame frame = frameOf(*info->frames);
+    if (info->phase == eCHANGEPHASE_Changing) host.screen.reshape(frame.size, frame.layout);
+    if (info->phase == eCHANGEPHASE_Over) host.frame = frame;
+    host.mailbox.tell({info->phase, info->result, frame});
 }
 
 /* ---- the library's threads ---- */
@@ -82,19 +71,12 @@ void Host::traced(void* context, eTraceClass traceClass, char* text) {
     if (traceClass == eTRACECLASS_ERROR && !isReport) host.setLastError(printable(line));
 }
 
-// Before anything is asked for: to the frame that is wanted now.
 void Host::protocolChanged(void* context, eProtocolState state) {
     Host& host = hostOf(context);
     host.log.line("CALL", format("protocol state %s", nameOf(state)));
     host.mailbox.happened({"state", nameOf(state)});
-    if (state != ePROTOCOL_STATE_RUN) {
-        host.stopError = host.lastErrorText();
-        return;
-    }
-    void* instance = host.services.handle();
-    if (host.settled.layout != host.largest.layout) setLayout(instance, host.settled.layout);
-    if (host.settled.size != host.largest.size) host.setSize(instance, host.settled.size);
-    host.services.reportPhone();
+    if (state == ePROTOCOL_STATE_RUN) return host.services.reportPhone();
+    host.stopError = host.lastErrorText();
 }
 
 void Host::errorReported(void* context, eErrorCode code) {
