@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <fstream>
 
-#include "PlugIns.h"
-
 namespace quarlo::headunit {
 namespace {
 
@@ -185,7 +183,10 @@ FrameCompression Host::wantedCompressions() const {
 void Host::explainMissing(FrameCompression wanted) {
     if (options.rawOutput) return;
     if (options.supported) wanted &= *options.supported;
-    for (const std::string& line : missingPlugIns(wanted)) log.line("LIB", line);
+    const auto say = [](void* context, const char* line) {
+        static_cast<const Log*>(context)->line("LIB", line);
+    };
+    quarloPlugIns_Explain(wanted, say, &log);
 }
 
 void Host::request(Size size, bool isFull) {

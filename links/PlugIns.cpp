@@ -1,19 +1,24 @@
-#include "PlugIns.h"
-
+// What became of plug-ins that the library did not load, as the loader tells it when it is asked
+// once more. Stateless; any thread.
 #include <dlfcn.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <bit>
 #include <cstddef>
+#include <string>
+#include <vector>
 
 #include "QUARLO-Core-Engineering-Types.h"
-#include "QUARLO-Core.h"
-#include "Values.h"
-#include "common/Log.h"
+#include "quarlo-plugins.h"
 
-namespace quarlo::headunit {
 namespace {
+
+struct Named {
+    FrameCompression compression;
+    const char* name;
+};
+constexpr Named explained[] = {{eFRAMECOMPRESSION_JPEG, "jpeg"}, {eFRAMECOMPRESSION_ZLIB, "zlib"}};
 
 /** An opened library; closed at the end. */
 class Opened {
@@ -59,29 +64,29 @@ std::string faultOf(const std::string& path) {
     return plugIn ? path + ": opens, but is no plug-in for it" : dlerror();
 }
 
-void describe(FrameCompression compression, std::vector<std::string>& lines) {
-    const auto number = static_cast<unsigned>(std::countr_zero(compression));
-    const std::string file = format("libQUARLO-Decomp%02u.so", number);
-    lines.push_back("no plug-in decodes " + nameOfCompressions(compression) + ": " + file +
-                    " cannot be used; tried were:");
+void explain(const Named& missing, quarloLineCallback line, void* context) {
+    const auto number = static_cast<unsigned>(std::countr_zero(missing.compression));
+    const std::string file =
+        std::string("libQUARLO-Decomp") + (number < 10 ? "0" : "") + std::to_string(number) + ".so";
+    const std::string head = std::string("no plug-in decodes ") + missing.name + ": " + file;
+    line(context, (head + " cannot be used; tried were:").c_str());
     // Like the loader: the first file of that name decides.
-    for (std::string path : searchPath()) {
-        path.append("/").append(file);
+    for (const std::string& folder : searchPath()) {
+        const std::string path = folder + "/" + file;
         const bool exists = access(path.c_str(), F_OK) == 0;
-        lines.push_back("  " + faultOf(path));
+        line(context, ("  " + faultOf(path)).c_str());
         if (exists) return;
     }
 }
 
 }  // namespace
 
-std::vector<std::string> missingPlugIns(FrameCompression wanted) {
-    std::vector<std::string> lines;
-    const FrameCompression loaded = quarlo_Eng_GetSupportedCompressions();
-    for (const auto one : {eFRAMECOMPRESSION_JPEG, eFRAMECOMPRESSION_ZLIB}) {
-        if ((wanted & ~loaded & one) != 0) describe(one, lines);
+FrameCompression quarloPlugIns_Explain(FrameCompression wanted, quarloLineCallback line,
+                                       void* context) {
+    const FrameCompression missing =
+        wanted & ~(quarlo_Eng_GetSupportedCompressions() | eFRAMECOMPRESSION_Uncompressed);
+    for (const Named& one : explained) {
+        if (line != nullptr && (missing & one.compression) != 0) explain(one, line, context);
     }
-    return lines;
+    return missing;
 }
-
-}  // namespace quarlo::headunit
