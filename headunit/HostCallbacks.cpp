@@ -73,14 +73,14 @@ void Host::traced(void* context, eTraceClass traceClass, char* text) {
 
 void Host::protocolChanged(void* context, eProtocolState state) {
     Host& host = hostOf(context);
-    host.log.line("CALL", format("protocol state %s", nameOf(state)));
-    host.mailbox.happened({"state", nameOf(state)});
+    host.log.line("CALL", format("protocol state %s", quarloName_OfState(state)));
+    host.mailbox.happened({"state", quarloName_OfState(state)});
     if (state == ePROTOCOL_STATE_RUN) return host.services.reportPhone();
     host.stopError = host.lastErrorText();
 }
 
 void Host::errorReported(void* context, eErrorCode code) {
-    hostOf(context).services.tell("error", nameOf(code));
+    hostOf(context).services.tell("error", quarloName_OfError(code));
 }
 
 void Host::threadStarted(void* context) {

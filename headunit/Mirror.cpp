@@ -253,7 +253,7 @@ bool Mirror::apply(const Change& change) {
     if (result == eRETURN_OKAY) {
         ++pending;
     } else if (result != eRETURN_STATE_NOT_RUN && pending == 0) {
-        fail(std::string("frames cannot be changed: ") + nameOf(result));
+        fail(std::string("frames cannot be changed: ") + quarloName_OfResult(result));
     }
     return result == eRETURN_OKAY;
 }

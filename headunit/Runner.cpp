@@ -1,5 +1,7 @@
 #include "Runner.h"
 
+#include "quarlo-names.h"
+
 namespace quarlo::headunit {
 namespace {
 
@@ -57,7 +59,8 @@ bool Runner::perform(const Act& act, Time now) {
     if (!hasBegun) due = now + Time(act.calls.front().afterMilliseconds);
     while (isOver(now)) {
         const eReturnCode result = act.calls[nextCall].make(unit);
-        if (result != eRETURN_OKAY) return fail(std::string("refused: ") + nameOf(result));
+        if (result != eRETURN_OKAY)
+            return fail(std::string("refused: ") + quarloName_OfResult(result));
         if (++nextCall == act.calls.size()) return true;
         *due += Time(act.calls[nextCall].afterMilliseconds);
     }
@@ -97,7 +100,8 @@ bool Runner::perform(const Screenshot& screenshot, Time now) {
     if (!hasBegun && unit.hasFrames()) {
         due = now + screenshotPatience;
         const eReturnCode result = unit.change(Refresh{});
-        if (result != eRETURN_OKAY) return fail(std::string("refused: ") + nameOf(result));
+        if (result != eRETURN_OKAY)
+            return fail(std::string("refused: ") + quarloName_OfResult(result));
     }
     if (due && !sawWhole && !isOver(now)) return false;
     const std::string problem = unit.screenshot(screenshot.name);

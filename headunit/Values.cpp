@@ -15,43 +15,6 @@ constexpr Word<int> traces[] = {
      eTRACECLASS_ERROR | eTRACECLASS_WARNING | eTRACECLASS_INFORMATION | eTRACECLASS_VERBOSE},
     {"all", everyTraceClass},
 };
-constexpr Word<eProtocolState> states[] = {
-    {"NONE", ePROTOCOL_STATE_NONE},
-    {"HANDSHAKE", ePROTOCOL_STATE_HANDSHAKE},
-    {"INIT_CLIENT", ePROTOCOL_STATE_INIT_CLIENT},
-    {"INIT_SERVER", ePROTOCOL_STATE_INIT_SERVER},
-    {"INIT_DONE", ePROTOCOL_STATE_INIT_DONE},
-    {"RUN", ePROTOCOL_STATE_RUN},
-    {"STOP", ePROTOCOL_STATE_STOP},
-};
-constexpr Word<eErrorCode> errors[] = {
-    {"NONE", eERRORCODE_NONE},
-    {"CONNECTION_TIMEOUT", eERRORCODE_CONNECTION_TIMEOUT},
-    {"CONNECTION_EOF_ZERO", eERRORCODE_CONNECTION_EOF_ZERO},
-    {"PROTOCOL_STOP", eERRORCODE_PROTOCOL_STOP},
-    {"Z_DATA_ERROR", eERRORCODE_Z_DATA_ERROR},
-    {"MEM_ALLOC", eERRORCODE_MEM_ALLOC},
-    {"FRAME_SIZE_MISMATCH", eERRORCODE_FRAME_SIZE_MISMATCH},
-    {"INITIALIZATION_TIMEOUT", eERRORCODE_INITIALIZATION_TIMEOUT},
-    {"RECEIVER_START_FAILED", eERRORCODE_RECEIVER_START_FAILED},
-    {"MESSAGE_PROCESSING_FAILED", eERRORCODE_MESSAGE_PROCESSING_FAILED},
-    {"JPEG_ERROR", eERRORCODE_JPEG_ERROR},
-    {"INITIALIZATION_ABORT", eERRORCODE_INITIALIZATION_ABORT},
-};
-
-constexpr Word<eReturnCode> results[] = {
-    {"OKAY", eRETURN_OKAY},
-    {"NULL_PARAM", eRETURN_NULL_PARAM},
-    {"PACKET_MEMORY", eRETURN_PACKET_MEMORY},
-    {"STATE_NOT_RUN", eRETURN_STATE_NOT_RUN},
-    {"NULL_HANDLE", eRETURN_NULL_HANDLE},
-    {"PARAM_VALUE", eRETURN_PARAM_VALUE},
-    {"NOT_FOUND", eRETURN_NOT_FOUND},
-    {"MEM_ALLOC", eRETURN_MEM_ALLOC},
-    {"NOT_SUPPORTED", eRETURN_NOT_SUPPORTED},
-    {"ALREADY_IN_LIST", eRETURN_ALREADY_IN_LIST},
-    {"NOT_ALLOWED", eRETURN_NOT_ALLOWED},
-};
 
 template <typename Type, typename Value>
 std::optional<Change> asChange(std::optional<Value> value) {
@@ -119,16 +82,6 @@ Frame with(const Change& change, Frame frame) {
         frame.compression = other->compression;
     }
     return frame;
-}
-
-const char* nameOf(eProtocolState state) {
-    return wordOf(states, state);
-}
-const char* nameOf(eErrorCode code) {
-    return wordOf(errors, code);
-}
-const char* nameOf(eReturnCode code) {
-    return wordOf(results, code);
 }
 
 }  // namespace quarlo::headunit

@@ -60,10 +60,6 @@ std::optional<FrameCompression> parseSupported(std::string_view text);
 std::optional<eTraceClass> parseTrace(std::string_view text);
 std::optional<Command> parseCommand(std::string_view text);
 
-const char* nameOf(eProtocolState state);
-const char* nameOf(eErrorCode code);
-const char* nameOf(eReturnCode code);
-
 }  // namespace quarlo::headunit
 
 #endif

@@ -128,7 +128,7 @@ void quarloSession::note(const char* kind, const char* name) {
 }
 
 void quarloSession::onProtocol(void* context, eProtocolState state) {
-    if (config.capture != nullptr) note("state", nameOf(state));
+    if (config.capture != nullptr) note("state", quarloName_OfState(state));
     if (state == ePROTOCOL_STATE_RUN) beginRun();
     if (config.protocolCallback != nullptr) config.protocolCallback(context, state);
     if (state == ePROTOCOL_STATE_RUN) raise(eventRun);
@@ -137,7 +137,7 @@ void quarloSession::onProtocol(void* context, eProtocolState state) {
 
 void quarloSession::onError(void* context, eErrorCode code) {
     if (code == eERRORCODE_INITIALIZATION_TIMEOUT) return;  // the session's own limit is longer
-    if (config.capture != nullptr) note("error", nameOf(code));
+    if (config.capture != nullptr) note("error", quarloName_OfError(code));
     if (code == eERRORCODE_MESSAGE_PROCESSING_FAILED) isTypeUnknown.store(true);
     if (config.errorCallback != nullptr) config.errorCallback(context, code);
     if (code == eERRORCODE_CONNECTION_TIMEOUT) raise(eventSilent);

@@ -1,8 +1,8 @@
 /**
  * @file
  * Ready-made transports for the quarlo protocol stack: quarlo-link.h, quarlo-session.h,
- * quarlo-capture.h and quarlo-framing.h; and quarlo-plugins.h, which says why a compression cannot
- * be decoded.
+ * quarlo-capture.h and quarlo-framing.h; and for the logs of hosts quarlo-names.h and
+ * quarlo-plugins.h, which say what errors are called and why a compression cannot be decoded.
  *
  * A quarloLink is a byte stream to one phone: any file descriptor, a TCP or Unix socket, a serial
  * line. It supplies the receiver link, the sender link and the end-receiver request of an instance;
@@ -52,6 +52,7 @@
 #include "quarlo-capture.h"
 #include "quarlo-framing.h"
 #include "quarlo-link.h"
+#include "quarlo-names.h"
 #include "quarlo-plugins.h"
 #include "quarlo-session.h"
 

@@ -276,14 +276,14 @@ TEST(Capture, StandsTwoHundredDeletionsInMidTransfer) {
     EXPECT_EQ(reader.connections.size(), 200U);
 }
 
-TEST(Capture, CallsStatesAndErrorsAsTheLibraryDoes) {
+TEST(Names, OfStatesAndErrorsAreTheLibrarys) {
     for (int state = ePROTOCOL_STATE_NONE; state <= ePROTOCOL_STATE_STOP; ++state) {
         const auto known = static_cast<eProtocolState>(state);
-        EXPECT_STREQ(links::nameOf(known), _quarlo_getStateName(known));
+        EXPECT_STREQ(quarloName_OfState(known), _quarlo_getStateName(known));
     }
     for (int error = eERRORCODE_NONE; error <= eERRORCODE_INITIALIZATION_ABORT; ++error) {
         const auto known = static_cast<eErrorCode>(error);
-        EXPECT_STREQ(links::nameOf(known), _quarlo_getErrorName(known));
+        EXPECT_STREQ(quarloName_OfError(known), _quarlo_getErrorName(known));
     }
 }
 
