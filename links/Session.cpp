@@ -320,6 +320,7 @@ void quarloSession::lend(quarloLink* link, void* instance) {
 }
 
 // Who is inside a call gets a moment to end it; then the link is stopped, which ends blocked sends.
+// Otherwise the deletion stops it, once the receiver knows that it is to end and reports no failure.
 void quarloSession::takeBack(quarloLink& link) {
     events.fetch_and(~static_cast<unsigned>(eventRelease));
     bool isFree = false;
@@ -328,9 +329,9 @@ void quarloSession::takeBack(quarloLink& link) {
         lent = nullptr;
         isFree = users == 0;
     }
-    if (!isFree && (wait(eventRelease, after(releaseTime)) & eventRelease) != 0) isFree = true;
+    if (isFree || (wait(eventRelease, after(releaseTime)) & eventRelease) != 0) return;
     quarloLink_Stop(&link);
-    if (!isFree) wait(eventRelease, never);
+    wait(eventRelease, never);
 }
 
 // ---- between two attempts
