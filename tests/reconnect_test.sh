@@ -69,28 +69,28 @@ unix_socket() {
     goes_on
 }
 
-# wire PORT PORT: both ends are connected to, and what one says reaches the other, until one of them leaves.
-wire() (
-    exec 3<>"/dev/tcp/127.0.0.1/$1" 4<>"/dev/tcp/127.0.0.1/$2"
-    cat <&3 >&4 &
-    one=$!
-    cat <&4 >&3 &
-    wait -n
-    kill "$one" $! 2>/dev/null
-)
+# come_phone PLACE OPTIONS...: to the head unit, which may listen later.
+come_phone() {
+    "$build/phone/quarlo-phone" --connect "$1" --once --max-seconds 60 "${@:2}" >>"$work/phone.log" 2>&1 &
+    phone=$!
+}
 
 # The phones come to the head unit, the second when the first has gone.
 listening() {
-    start_unit --listen 127.0.0.1:0 --port-file "$work/unit-port" --reconnect --frames 6
-    eventually "the head unit does not listen" test -s "$work/unit-port"
-    start_phone --drop-after-frames 3
-    wire "$(cat "$work/port")" "$(cat "$work/unit-port")"
+    start_unit --listen 127.0.0.1:0 --port-file "$work/port" --reconnect --frames 6
+    eventually "the head unit does not listen" test -s "$work/port"
+    place=127.0.0.1:$(cat "$work/port")
+    come_phone "$place" --drop-after-frames 3
     phone_leaves
-    start_phone
-    wire "$(cat "$work/port")" "$(cat "$work/unit-port")"
+    come_phone "$place"
     ends 0
-    says 1 "LINK +waiting on 127.0.0.1:$(cat "$work/unit-port")"
+    phone_leaves
+    says 1 "LINK +waiting on $place"
     says 2 'LINK +a phone has connected'
+    come_phone "unix:$work/unit"
+    start_unit --listen "unix:$work/unit" --frames 2
+    ends 0
+    phone_leaves
     start_unit --listen "unix:$work/unit" --seconds 0.3
     ends 1 'the time is over'
     start_unit --listen 127.0.0.1:0 --connect-timeout 0.1
