@@ -22,8 +22,8 @@ Frame frameOf(const quarloFrameChange& frames) {
 
 void Host::stateChanged(void* context, quarloSession* session, const quarloSessionInfo* info) {
     Host& host = hostOf(context);
-    if (info->state == eSESSIONSTATE_Waiting && !host.options.reconnect)
-        quarloSession_Stop(session);
+    const bool isOver = info->state == eSESSIONSTATE_Waiting && !host.options.reconnect;
+    if (isOver) quarloSession_Stop(session);
     host.mailbox.tell({info->state, host.reasonOf(*info), info->remaining});
 }
 
@@ -90,6 +90,7 @@ void Host::threadStarted(void* context) {
 void Host::threadEnded(void* context) {
     hostOf(context).log.line("CALL", "receiver thread ended");
 }
+
 void Host::updateStarted(void* context, UInt8 rectangles) {
     Host& host = hostOf(context);
     host.log.line("CALL", format("update of %u rectangles", unsigned{rectangles}));

@@ -320,7 +320,8 @@ void quarloSession::lend(quarloLink* link, void* instance) {
 }
 
 // Who is inside a call gets a moment to end it; then the link is stopped, which ends blocked sends.
-// Otherwise the deletion stops it, once the receiver knows that it is to end and reports no failure.
+// Otherwise the deletion stops it, when the receiver knows that it is to end: it reports no
+// failure.
 void quarloSession::takeBack(quarloLink& link) {
     events.fetch_and(~static_cast<unsigned>(eventRelease));
     bool isFree = false;
