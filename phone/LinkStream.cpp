@@ -93,7 +93,8 @@ long LinkStream::read(std::span<std::uint8_t> room) {
 
 long LinkStream::write(std::span<const std::uint8_t> bytes) {
     const std::lock_guard guard(lock);
-    if (isOver) return -1;
+    // What goes nowhere is no reason to forget what came before the end, which reading tells.
+    if (isOver) return static_cast<long>(bytes.size());
     const std::size_t count = std::min(bytes.size(), mostHeld - outgoing.size());
     outgoing.insert(outgoing.end(), bytes.data(), bytes.data() + count);
     changed.notify_all();

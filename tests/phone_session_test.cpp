@@ -1,10 +1,14 @@
 // A whole phone session against a scripted head unit: handshake, frames, settings, faults and bad
 // input.
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <array>
 #include <filesystem>
 
 #include "Compression.h"
 #include "Hash.h"
+#include "LinkStream.h"
 #include "phone_rig.h"
 
 using namespace quarlo::common;
@@ -571,6 +575,20 @@ TEST(PhoneBadInput, RandomPacketsDoNoHarm) {
         }
         EXPECT_TRUE(rig.isAlive);
     }
+}
+
+TEST(PhoneBadInput, WhatCameBeforeTheEndIsReadThoughNothingCanBeSent) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+    ASSERT_EQ(write(ends[1], "last", 4), 4);
+    ASSERT_EQ(close(ends[1]), 0);
+    const Bell bell;
+    LinkStream stream(Link(quarloLink_FromDescriptors(ends[0], ends[0], nullptr)), bell);
+    while (!stream.hasEnded()) bell.wait(TimePoint::max());
+    std::array<std::uint8_t, 8> bytes{};
+    EXPECT_EQ(stream.write(bytes), 8);
+    EXPECT_EQ(stream.read(bytes), 4);
+    EXPECT_EQ(stream.read(bytes), -1);
 }
 
 TEST(PhoneBadInput, AVanishedHeadUnitEndsTheSession) {
