@@ -71,8 +71,8 @@ void explain(const Named& missing, quarloLineCallback line, void* context) {
     const std::string head = std::string("no plug-in decodes ") + missing.name + ": " + file;
     line(context, (head + " cannot be used; tried were:").c_str());
     // Like the loader: the first file of that name decides.
-    for (const std::string& folder : searchPath()) {
-        const std::string path = folder + "/" + file;
+    for (std::string path : searchPath()) {
+        path.append("/").append(file);
         const bool exists = access(path.c_str(), F_OK) == 0;
         line(context, ("  " + faultOf(path)).c_str());
         if (exists) return;
