@@ -75,63 +75,81 @@ void converse(Wire& wire, Bytes& echoed) {
     far.join();
 }
 
-TEST(Capture, HoldsWhatEachTransportHasCarriedInTrueOrder) {
+struct Carried {
+    Kind kind;
+    const char* opened;
+    std::unique_ptr<Wire> wire = {};
+    Bytes echoed = {};
+};
+
+// The last one is ended by the host, the others by the phone.
+void use(std::vector<Carried>& all, quarloCapture* capture) {
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        Wire& wire = *(all[i].wire = std::make_unique<Wire>(all[i].kind));
+        EXPECT_EQ(quarloLink_Note(wire.link, "early"), eRETURN_NOT_SUPPORTED);
+        EXPECT_EQ(quarloLink_SetCapture(wire.link, capture), eRETURN_OKAY);
+        EXPECT_EQ(quarloLink_SetCapture(wire.link, capture), eRETURN_ALREADY_IN_LIST);
+        EXPECT_EQ(quarloLink_Note(wire.link, "before"), eRETURN_OKAY);
+        send(wire.link, packet(static_cast<unsigned>(i)));
+        EXPECT_EQ(readFully(wire.farInput, 9).size(), 9U);
+    }
+    std::vector<std::thread> conversations;
+    for (Carried& each : all) {
+        conversations.emplace_back([&each] { converse(*each.wire, each.echoed); });
+    }
+    for (std::thread& each : conversations) each.join();
+    for (const Carried& each : all) {
+        quarloLink_Note(each.wire->link, "after");
+        if (&each == &all.back()) break;
+        each.wire->closeFar();
+        Bytes none;
+        while (receive(each.wire->link, none, 1) >= 0) continue;
+    }
+    EXPECT_EQ(quarloLink_GetCaptureFailure(all[0].wire->link, nullptr, 0), 0U);
+    for (Carried& each : all) each.wire.reset();
+}
+
+void captureAll(std::vector<Carried> all) {
     const Directory directory;
     const std::string path = directory / "all";
     quarloCapture* capture = openCapture(path);
-    const Kind kinds[] = {Kind::Pair, Kind::Tcp, Kind::Unix, Kind::Pipes, Kind::Serial};
-    const char* opened[] = {"quarlo open descriptor ",
-                            "quarlo open tcp 127.0.0.1:", "quarlo open unix ",
-                            "quarlo open descriptor pipe:", "quarlo open serial /dev/pts/"};
-    Bytes echoed[std::size(kinds)];
-    Wire silent(Kind::Pair);
-    EXPECT_EQ(quarloLink_SetCapture(silent.link, capture), eRETURN_OKAY);
     {
-        std::vector<std::unique_ptr<Wire>> wires;
-        std::vector<std::thread> conversations;
-        for (std::size_t i = 0; i < std::size(kinds); ++i) {
-            Wire& wire = *wires.emplace_back(std::make_unique<Wire>(kinds[i]));
-            EXPECT_EQ(quarloLink_Note(wire.link, "early"), eRETURN_NOT_SUPPORTED);
-            EXPECT_EQ(quarloLink_SetCapture(wire.link, capture), eRETURN_OKAY);
-            EXPECT_EQ(quarloLink_SetCapture(wire.link, capture), eRETURN_ALREADY_IN_LIST);
-            EXPECT_EQ(quarloLink_Note(wire.link, "before"), eRETURN_OKAY);
-            send(wire.link, packet(static_cast<unsigned>(i)));
-            EXPECT_EQ(readFully(wire.farInput, 9).size(), 9U);
-        }
-        for (std::size_t i = 0; i < std::size(kinds); ++i) {
-            conversations.emplace_back([&, i] { converse(*wires[i], echoed[i]); });
-        }
-        for (std::thread& each : conversations) each.join();
-        for (const auto& wire : wires) {
-            quarloLink_Note(wire->link, "after");
-            if (wire != wires.back()) wire->closeFar();
-            Bytes none;
-            if (wire != wires.back()) {
-                while (receive(wire->link, none, 1) >= 0) continue;
-            }
-        }
-        EXPECT_EQ(quarloLink_GetCaptureFailure(wires[0]->link, nullptr, 0), 0U);
+        Wire silent(Kind::Pair);
+        EXPECT_EQ(quarloLink_SetCapture(silent.link, capture), eRETURN_OKAY);
+        use(all, capture);
     }
-    silent.closeLink();
     EXPECT_EQ(quarloCapture_Close(capture, nullptr), eRETURN_OKAY);
-
     Reader reader(Reader::contents(path), true);
-    ASSERT_EQ(reader.connections.size(), std::size(kinds));
-    for (unsigned i = 0; i < std::size(kinds); ++i) {
+    ASSERT_EQ(reader.connections.size(), all.size());
+    for (unsigned i = 0; i < all.size(); ++i) {
         const Connection& connection = reader.connections[49152 + i];
-        SCOPED_TRACE(opened[i]);
-        EXPECT_EQ(connection.streams[ToPhone], packet(i) + echoed[i]);
-        EXPECT_EQ(connection.streams[FromPhone], echoed[i]);
+        SCOPED_TRACE(all[i].opened);
+        EXPECT_EQ(connection.streams[ToPhone], packet(i) + all[i].echoed);
+        EXPECT_EQ(connection.streams[FromPhone], all[i].echoed);
         ASSERT_EQ(connection.comments.size(), 4U);
-        EXPECT_EQ(connection.comments[0].rfind(opened[i], 0), 0U) << connection.comments[0];
+        EXPECT_EQ(connection.comments[0].rfind(all[i].opened, 0), 0U) << connection.comments[0];
         EXPECT_EQ(connection.comments[1], "quarlo note before");
         EXPECT_EQ(connection.comments[2], "quarlo note after");
-        // The last one is ended by the host, the others by the phone.
-        const bool isHosts = i == std::size(kinds) - 1;
+        const bool isHosts = i + 1 == all.size();
         EXPECT_EQ(connection.comments[3], isHosts ? "quarlo end the host closed the connection"
                                                   : "quarlo end the phone closed the connection");
         EXPECT_EQ(connection.closing, isHosts ? "1:17 0:17 1:16 " : "0:17 1:17 0:16 ");
     }
+}
+
+TEST(Capture, HoldsWhatEachTransportHasCarriedInTrueOrder) {
+    std::vector<Carried> all;
+    all.push_back({Kind::Pair, "quarlo open descriptor "});
+    all.push_back({Kind::Tcp, "quarlo open tcp 127.0.0.1:"});
+    all.push_back({Kind::Unix, "quarlo open unix "});
+    all.push_back({Kind::Pipes, "quarlo open descriptor pipe:"});
+    captureAll(std::move(all));
+}
+
+TEST(Capture, HoldsWhatASerialLineHasCarried) {
+    std::vector<Carried> one;
+    one.push_back({Kind::Serial, "quarlo open serial /dev/pts/"});
+    captureAll(std::move(one));
 }
 
 TEST(Capture, ShowsAResetAndATimeOutAsSuch) {
