@@ -45,6 +45,10 @@ inline Bytes packet(unsigned type, const Bytes& payload = {}) {
     return u8(type) + u32(0) + u32(payload.size()) + payload;
 }
 
+inline Bytes part(const Bytes& whole, std::size_t from, std::size_t to) {
+    return {whole.begin() + static_cast<long>(from), whole.begin() + static_cast<long>(to)};
+}
+
 /** Bytes as upper-case hexadecimal pairs, for readable failures. */
 inline std::string hex(const Bytes& bytes) {
     static constexpr char digits[] = "0123456789ABCDEF";
