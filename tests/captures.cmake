@@ -9,3 +9,29 @@ elseif(TARGET quarlo-dissector)
     QUARLO_DISSECTOR="${PROJECT_BINARY_DIR}/tools/quarlo.lua")
   add_dependencies(dissector_test quarlo-dissector)
 endif()
+
+# Captures played back. A sanitizer opens plug-ins itself, and does not find those of the program.
+if(TARGET quarlo-replay AND TARGET quarlo_link_rig)
+  find_package(ZLIB REQUIRED)
+  find_package(nlohmann_json REQUIRED)
+  quarlo_test(replay_test LABELS links threads TIMEOUT 240
+    SOURCES replay_test.cpp ${PROJECT_SOURCE_DIR}/tools/replay/Callbacks.cpp
+      ${PROJECT_SOURCE_DIR}/tools/replay/Lines.cpp
+    LIBRARIES quarlo_link_rig quarlo_test_wire quarlo_common ZLIB::ZLIB
+      nlohmann_json::nlohmann_json)
+  target_include_directories(replay_test PRIVATE ${PROJECT_SOURCE_DIR}/tools/replay)
+  target_compile_definitions(replay_test PRIVATE QUARLO_REPLAY="$<TARGET_FILE:quarlo-replay>")
+  add_dependencies(replay_test quarlo-replay)
+endif()
+
+# Captures that are kept, and what a host gets of them.
+if(TARGET quarlo-replay AND TARGET QUARLO-Decomp00 AND TARGET QUARLO-Decomp01)
+  file(GLOB kept CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/captures/*.pcapng)
+  foreach(capture IN LISTS kept)
+    get_filename_component(name ${capture} NAME_WE)
+    string(REGEX REPLACE "pcapng$" "jsonl" output ${capture})
+    add_test(NAME replay.${name} COMMAND bash -c
+      "$<TARGET_FILE:quarlo-replay> --pace 10 ${capture} | diff - ${output} && $<TARGET_FILE:quarlo-replay> --compare ${capture}")
+    set_tests_properties(replay.${name} PROPERTIES LABELS links TIMEOUT 60)
+  endforeach()
+endif()

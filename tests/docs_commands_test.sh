@@ -32,6 +32,7 @@ promised() {
         *"fuzz_packet --random"*) echo 'no findings' ;;
         *statistics.lua*) echo '^FramebufferUpdate ' ;;
         *lua_script*) echo ' quarlo .* ServerInitAcknowledge, ServerInit$' ;;
+        *quarlo-replay*) echo '"capture ended"' ;;
         *make-seeds*) echo '' ;;
         quarlo-phone\ *) echo '^listening on' ;;
         *) return 1 ;;
