@@ -122,6 +122,7 @@ quarloSessionConfig Host::config() {
     wanted.protocolCallback = protocolChanged;
     wanted.errorCallback = errorReported;
     wanted.changeCallback = frameChanged;
+    wanted.capture = options.captured;
     wanted.connectLimit = milliseconds(options.connectTimeout.value_or(0));
     wanted.handshakeLimit = options.initTimeout == 0 ? UINT32_MAX : options.initTimeout * 1000;
     wanted.giveUpAfter = milliseconds(options.reconnect.value_or(0));

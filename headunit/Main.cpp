@@ -7,6 +7,7 @@
 #include <exception>
 #include <iostream>
 
+#include "Capture.h"
 #include "Mirror.h"
 #include "ScriptedUnit.h"
 #ifdef QUARLO_HEADUNIT_HAS_WINDOW
@@ -71,8 +72,18 @@ int showPhone(const Options&, Log&, int) {
 int runProgram(int argc, const char* const* argv) {
     Options options;
     if (const auto status = readOptions(argc, argv, options)) return *status;
+    Capture capture;
+    if (!options.capture.empty()) {
+        const std::string problem = capture.open(options.capture);
+        if (capture.get() == nullptr) {
+            report(problem);
+            return exitUsage;
+        }
+        options.captured = capture.get();
+    }
     const Descriptor interrupts = catchInterrupts();
-    Log log(options.quiet ? LogLevel::Quiet : LogLevel::Normal);
+    Log log(options.quiet ? LogLevel::Quiet : LogLevel::Normal,
+            options.capture == "-" ? stderr : stdout);
     if (options.window) return showPhone(options, log, interrupts.get());
     return mirrorPhone(options, log, interrupts.get(), nullptr);
 }

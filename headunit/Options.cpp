@@ -121,6 +121,8 @@ void addRun(CLI::App& app, Options& options) {
         ->default_str("warning");
     addPath(app, "--dump", options.dump, "FILE",
             "Append every byte sent and received to this file");
+    addPath(app, "--capture", options.capture, "FILE",
+            "Capture there, for Wireshark, what the connections carry; - for the standard output");
     addPath(app, "--store", options.store, "FILE",
             "Keep there what the phone parks for good; without it, it lasts as long as the "
             "program; a file that is something else is left alone");

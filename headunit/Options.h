@@ -11,6 +11,8 @@
 #include "Script.h"
 #include "Values.h"
 
+struct quarloCapture;
+
 namespace quarlo::headunit {
 
 /** Exit statuses. */
@@ -52,7 +54,9 @@ struct Options {
     unsigned every = 1;
     eTraceClass trace = eTRACECLASS_ERROR | eTRACECLASS_WARNING;
     std::string dump;
-    std::string store;  ///< the file of what the phone parks for good
+    std::string capture;
+    quarloCapture* captured = nullptr;  ///< when it is open
+    std::string store;                  ///< the file of what the phone parks for good
     bool quiet = false;
 
     bool window = false;

@@ -12,7 +12,7 @@ cd "$directory"
 printf 'no store at all, but a letter\n' >letter
 printf 'quarlo store' >almost
 printf 'ab\0\0' >without-mark
-declare -A at=([phone]=phone [headunit]=headunit [info]=tools [soak]=tools)
+declare -A at=([phone]=phone [headunit]=headunit [info]=tools [replay]=tools [soak]=tools)
 problems=0
 
 # line STATUS WHAT SAID: SAID holds texts with " ; " between them.
@@ -45,6 +45,7 @@ done <<'TABLE'
 0 | phone --version | quarlo-phone %V
 0 | headunit --version | quarlo-headunit %V
 0 | info --version | quarlo-info %V
+0 | replay --version | quarlo-replay %V
 0 | soak --version | quarlo-soak %V
 
 0 | phone --help | --listen=127.0.0.1:5910 ; --app-name TEXT=quarlo phone ; --softkeys=4 ; --seed=1 ; --fps=30
@@ -54,6 +55,7 @@ done <<'TABLE'
 0 | headunit --help | --endian=little ; --compression=none ; --init-timeout=60 ; --watchdog=0 ; --every=1
 0 | headunit --help | =5 ; --trace=warning ; Exit status: 0
 0 | info --help | --found ; Exit status: 0
+0 | replay --help | --pace=max ; --port=5910 ; --size=1280x720 ; Exit status: 0
 0 | soak --help | =600 ; =4 ; =60 ; --report
 
 2 | phone --unix "" | --unix ; a PATH with a name
@@ -98,6 +100,8 @@ done <<'TABLE'
 2 | headunit --listen unix: | --listen ; unix:PATH
 2 | headunit --connect h:1 --port-file f | --port-file ; --listen
 2 | headunit --connect host | --connect ; 'host' ; HOST:PORT
+2 | headunit --connect h:1 --capture %D/no/where | cannot open %D/no/where: No such file or directory
+2 | replay /nowhere | /nowhere: No such file or directory
 2 | headunit --connect :80 | --connect ; HOST:PORT
 2 | headunit --connect h:0 | --connect ; 1 to 65535
 2 | headunit --connect h:65536 | --connect ; 1 to 65535

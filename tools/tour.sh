@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # tour.sh BUILD DIR [HEADUNIT-OPTIONS]: a head unit plays tools/tour.script with a phone, over TCP. Leaves in DIR its screenshots,
-# tour.png with all of them on one page, headunit.log, phone.log with every packet, and in DIR/phone the
+# tour.png with all of them on one page, tour.pcapng, headunit.log, phone.log with every packet, and in DIR/phone the
 # screen after each update as the phone drew it.
 set -euo pipefail
 tools=$(cd "$(dirname "$0")" && pwd)
@@ -16,7 +16,8 @@ phone=
 trap '[ -z "$phone" ] || kill "$phone" 2>/dev/null || true' EXIT
 start_phone "$build" "$out" --verbose --dump-frames "$out/phone" --fps 10 --max-seconds 300
 "$build/headunit/quarlo-headunit" --connect "$address" --size 1280x720 --output "$out" \
-    --script "$tools/tour.script" --watchdog 30 "$@" >"$out/headunit.log" 2>"$out/errors.log" || {
+    --script "$tools/tour.script" --watchdog 30 --capture "$out/tour.pcapng" "$@" \
+    >"$out/headunit.log" 2>"$out/errors.log" || {
     tail -n 30 "$out/headunit.log" >&2
     cat "$out/errors.log" >&2
     exit 1
