@@ -14,6 +14,7 @@
 #include <string_view>
 #include <utility>
 
+#include "Steps.h"
 #include "Values.h"
 
 namespace quarlo {
@@ -80,6 +81,15 @@ CLI::Option* addParsed(CLI::App& app, const std::string& name, Target& target,
         return value.has_value();
     };
     return addWord(app, name, take, allowed, description);
+}
+
+/** --steps: what scripts can say. */
+inline void addSteps(CLI::App& app, const StepList& steps) {
+    // What is thrown is printed, and the program ends well.
+    app.add_flag_callback(
+           "--steps", [&steps] { throw CLI::CallForVersion(steps.text(), 0); },
+           "Print the steps of scripts with what is allowed in them, and exit")
+        ->trigger_on_parse();
 }
 
 /** An option that names a file, a directory or a socket. */

@@ -64,6 +64,18 @@ bool Words::isOn() {
     return word == "on";
 }
 
+std::optional<unsigned> Words::timeoutBehind(std::string& text) {
+    constexpr std::string_view keyword = "timeout ";
+    text = rest();
+    const std::size_t at = text.rfind(keyword);
+    if (at == std::string::npos || (at != 0 && text[at - 1] != ' ')) return {};
+    Words timeout{std::string_view(text).substr(at + keyword.size())};
+    const unsigned time = timeout.milliseconds();
+    if (!timeout.areRight()) refuse();
+    text = trimmed(std::string_view(text).substr(0, at));
+    return time;
+}
+
 std::vector<UInt8> Words::bytes(std::size_t maximum) {
     std::vector<UInt8> bytes;
     if (isEmpty()) return bytes;

@@ -34,6 +34,11 @@ class Words {
     unsigned milliseconds();
     UInt16 coordinate();
     bool isOn();
+    /**
+     * All that is left as a text, which may have blanks, and the time of a "timeout MS" behind it.
+     * @return nothing where no time is said
+     */
+    std::optional<unsigned> timeoutBehind(std::string& text);
     /** Pairs of hexadecimal digits; no word gives no bytes. */
     std::vector<UInt8> bytes(std::size_t maximum);
 

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "ScriptSteps.h"
 #include "Store.h"
 #include "common/CommandLine.h"
 
@@ -33,6 +34,7 @@ void addScript(CLI::App& app, Options& options) {
         ->type_name("FILE")
         ->excludes("--frames")
         ->excludes("--at");
+    addSteps(app, scriptSteps());
 }
 
 void addReconnect(CLI::App& app, Options& options) {

@@ -1,8 +1,6 @@
 #include "Script.h"
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
 
 #include "ScriptSteps.h"
 
@@ -29,36 +27,16 @@ void foresee(const std::string& line, Script& script) {
 
 std::string parseScript(const std::string& file, const std::string& text, Script& script) {
     script.file = file;
-    std::istringstream lines(text);
-    std::string line;
-    for (unsigned number = 1; std::getline(lines, line); ++number) {
-        line = Words(line).rest();
-        if (line.empty() || line.starts_with('#')) continue;
-        Step step{number, line, Pause{0}};
-        const std::string allowed = readStep(Words(line), step.what);
-        if (!allowed.empty()) {
-            std::string complaint = file;
-            complaint += ":";
-            complaint += std::to_string(number);
-            complaint += ": '";
-            complaint += line;
-            complaint += "' is not allowed here; allowed: ";
-            complaint += allowed;
-            return complaint;
-        }
-        foresee(line, script);
-        script.steps.push_back(std::move(step));
-    }
+    std::string problem = readSteps(scriptSteps(), file, text, script.steps);
+    if (!problem.empty()) return problem;
+    for (const Step& step : script.steps) foresee(step.text, script);
     return {};
 }
 
 std::string readScript(const std::string& file, Script& script) {
-    std::ifstream input(file, std::ios::binary);
-    std::ostringstream content;
-    if (!input || !(content << input.rdbuf())) {
-        return "'" + file + "' cannot be read; allowed: a text file with steps";
-    }
-    return parseScript(file, content.str(), script);
+    std::string text;
+    const std::string problem = readScriptFile(file, text);
+    return problem.empty() ? parseScript(file, text, script) : problem;
 }
 
 }  // namespace quarlo::headunit

@@ -14,6 +14,7 @@
 
 #include "QUARLO-Core-Types.h"
 #include "Values.h"
+#include "common/Steps.h"
 
 namespace quarlo::headunit {
 
@@ -89,11 +90,8 @@ struct Screenshot {
     std::string name;
 };
 
-struct Step {
-    unsigned line;
-    std::string text;
-    std::variant<Act, Pause, WaitFor, Expect, Screenshot> what;
-};
+using What = std::variant<Act, Pause, WaitFor, Expect, Screenshot>;
+using Step = common::Step<What>;
 
 struct Script {
     std::string file;
