@@ -13,19 +13,12 @@
 #include <string>
 
 #include "MirroredScreen.h"
+#include "Script.h"
 #include "Values.h"
 #include "common/Descriptor.h"
 #include "quarlo-links.h"
 
 namespace quarlo::headunit {
-
-/** A callback as it was made: its name and what it said. */
-struct Event {
-    std::string callback;
-    std::string text;
-
-    friend bool operator==(const Event&, const Event&) = default;
-};
 
 /** What a session does now; see quarloSessionInfo. */
 struct StateNews {

@@ -25,6 +25,11 @@ void foresee(const std::string& line, Script& script) {
 
 }  // namespace
 
+void Scene::begin(unsigned line, const std::string& text) {
+    note(std::to_string(line) + ": " + text);
+    sawUpdate = sawWhole = false;
+}
+
 std::string parseScript(const std::string& file, const std::string& text, Script& script) {
     script.file = file;
     std::string problem = readSteps(scriptSteps(), file, text, script.steps);

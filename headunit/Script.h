@@ -9,12 +9,11 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <variant>
 #include <vector>
 
 #include "QUARLO-Core-Types.h"
 #include "Values.h"
-#include "common/Steps.h"
+#include "common/Player.h"
 
 namespace quarlo::headunit {
 
@@ -64,6 +63,26 @@ class HeadUnit {
     virtual std::string screenshot(const std::string& name) = 0;
 };
 
+/** A callback as it was made: its name and what it said. */
+struct Event {
+    std::string callback;
+    std::string text;
+
+    friend bool operator==(const Event&, const Event&) = default;
+};
+
+/** What the steps of one script have to do with: the head unit, and what has happened. */
+struct Scene {
+    HeadUnit& unit;
+    std::function<void(const std::string&)> note;  ///< is told of each step as it begins
+    History<Event> history;
+    History<Event>::Number unheard = 0;  ///< the events before it were waited for, or passed over
+    bool sawUpdate = false;              ///< since the step began
+    bool sawWhole = false;
+
+    void begin(unsigned line, const std::string& text);
+};
+
 /** Calls one after the other, each some time after the one before. */
 struct Act {
     struct Call {
@@ -72,25 +91,8 @@ struct Act {
     };
     std::vector<Call> calls;
 };
-struct Pause {
-    unsigned milliseconds;
-};
-/** A callback that has not been waited for yet, at the latest when the time is over. */
-struct WaitFor {
-    std::string callback;
-    std::string text;  ///< part of what it says
-    unsigned milliseconds;
-};
-/** A callback that has been made before. */
-struct Expect {
-    std::string callback;
-    std::string text;
-};
-struct Screenshot {
-    std::string name;
-};
 
-using What = std::variant<Act, Pause, WaitFor, Expect, Screenshot>;
+using What = Deed<Scene>;
 using Step = common::Step<What>;
 
 struct Script {

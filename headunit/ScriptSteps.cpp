@@ -4,6 +4,7 @@
 
 #include "Gestures.h"
 #include "common/WordTable.h"
+#include "quarlo-names.h"
 
 namespace quarlo::headunit {
 namespace {
@@ -12,12 +13,95 @@ using namespace common::argument;
 using Table = Steps<What>;
 
 constexpr unsigned defaultPatience = 15000;
+// A phone that does not answer in that time has nothing newer to show.
+constexpr unsigned screenshotPatience = 15000;
+
+/* ---- what steps do ---- */
+
+Outcome resultOf(eReturnCode code) {
+    return code == eRETURN_OKAY ? std::string() : std::string("refused: ") + quarloName_OfResult(code);
+}
+
+What perform(const Act& act) {
+    return [act, next = std::size_t{0}, due = 0U](Scene& scene, Turn& turn) mutable -> Outcome {
+        for (; next < act.calls.size(); ++next) {
+            const unsigned at = due + act.calls[next].afterMilliseconds;
+            if (!turn.isOver(at)) return goesOn;
+            due = at;
+            Outcome result = resultOf(act.calls[next].make(scene.unit));
+            if (!result->empty()) return result;
+        }
+        return isWellDone;
+    };
+}
 
 /** A step that is one call. */
-template <typename... Given, typename... Values>
-auto once(eReturnCode (HeadUnit::*call)(Given...), Values... fixed) {
-    return [=](const auto&... values) -> What {
-        return Act{{{0, [=](HeadUnit& unit) { return (unit.*call)(fixed..., values...); }}}};
+template <typename... Given>
+auto once(eReturnCode (HeadUnit::*call)(Given...)) {
+    return [call](const auto&... values) -> What {
+        return [=](Scene& scene, Turn&) { return resultOf((scene.unit.*call)(values...)); };
+    };
+}
+
+/** Changes one after the other. */
+What change(const std::vector<Change>& changes) {
+    Act act;
+    for (const Change& one : changes) {
+        act.calls.push_back({0, [one](HeadUnit& unit) { return unit.change(one); }});
+    }
+    return perform(act);
+}
+
+std::string wanted(const Event& event) {
+    return "'" + event.callback + "'" + (event.text.empty() ? "" : " with '" + event.text + "'");
+}
+
+std::optional<History<Event>::Number> find(const Scene& scene, History<Event>::Number from,
+                                           const Event& wanted) {
+    return scene.history.find(from, [&wanted](const Event& event) {
+        return event.callback == wanted.callback &&
+               event.text.find(wanted.text) != std::string::npos;
+    });
+}
+
+What waitForUpdate(unsigned milliseconds) {
+    return [milliseconds](Scene& scene, Turn& turn) -> Outcome {
+        if (scene.sawUpdate) return isWellDone;
+        if (!turn.isOver(milliseconds)) return goesOn;
+        return "no update within " + std::to_string(milliseconds) + " ms";
+    };
+}
+
+What waitFor(const Event& event, unsigned milliseconds) {
+    return [event, milliseconds](Scene& scene, Turn& turn) -> Outcome {
+        if (const auto found = find(scene, scene.unheard, event)) {
+            scene.unheard = *found + 1;
+            return isWellDone;
+        }
+        if (!turn.isOver(milliseconds)) return goesOn;
+        return "no callback " + wanted(event) + " within " + std::to_string(milliseconds) + " ms";
+    };
+}
+
+// What the step before made happen at once is known only after this round: so a miss is judged in
+// the next.
+What expect(const Event& event) {
+    return [event](Scene& scene, Turn& turn) -> Outcome {
+        if (find(scene, 0, event)) return isWellDone;
+        if (turn.isFirst && turn.isOver(0)) return goesOn;
+        return "there was no callback " + wanted(event);
+    };
+}
+
+What screenshot(const std::string& name) {
+    return [name, isAwaited = false](Scene& scene, Turn& turn) mutable -> Outcome {
+        if (turn.isFirst && scene.unit.hasFrames()) {
+            isAwaited = true;
+            const Outcome result = resultOf(scene.unit.change(Refresh{}));
+            if (!result->empty()) return result;
+        }
+        if (isAwaited && !scene.sawWhole && !turn.isOver(screenshotPatience)) return goesOn;
+        return scene.unit.screenshot(name);
     };
 }
 
@@ -51,14 +135,13 @@ Argument<std::string> callback() {
     return {"CALLBACK", "CALLBACK: " + callbackNames(), callbackAmong};
 }
 
-Argument<WaitFor> waitedFor() {
+Argument<What> waitedFor() {
     const auto read = [](Words& words) {
         const bool isUpdate = Words(words).next() == "update";
-        WaitFor wait;
-        wait.callback = isUpdate ? std::string(words.next()) : callbackAmong(words);
-        wait.milliseconds = words.timeoutBehind(wait.text).value_or(defaultPatience);
-        if (isUpdate && !wait.text.empty()) words.refuse();
-        return wait;
+        Event event{isUpdate ? std::string(words.next()) : callbackAmong(words), {}};
+        const unsigned time = words.timeoutBehind(event.text).value_or(defaultPatience);
+        if (isUpdate && !event.text.empty()) words.refuse();
+        return isUpdate ? waitForUpdate(time) : waitFor(event, time);
     };
     return {"CALLBACK [TEXT] [timeout MS]",
             "CALLBACK: update (without TEXT), " + callbackNames() + "; MS: up to 600000", read};
@@ -147,26 +230,26 @@ void addFingers(Table& table) {
     table.add(
         "touch", "one touch of one finger, 1 if none is named",
         [](TouchType type, UInt16 x, UInt16 y, UInt32 finger) {
-            return touchOnce(type, {x, y}, finger);
+            return perform(touchOnce(type, {x, y}, finger));
         },
         finger(), coordinate("X"), coordinate("Y"),
         optional(identifier("FINGER", 0xFFFFFFFF), UInt32{1}));
     table.add(
         "tap", "down, and up after 60 ms",
         [](UInt16 x, UInt16 y) {
-            return tap({x, y});
+            return perform(tap({x, y}));
         },
         coordinate("X"), coordinate("Y"));
     table.add(
         "swipe", "one finger from here to there in that time, a touch every 20 ms",
         [](UInt16 x, UInt16 y, UInt16 toX, UInt16 toY, unsigned time) {
-            return swipe({x, y}, {toX, toY}, time);
+            return perform(swipe({x, y}, {toX, toY}, time));
         },
         coordinate("X1"), coordinate("Y1"), coordinate("X2"), coordinate("Y2"), duration("MS"));
     table.add(
         "pinch", "two fingers around a point, FROM and TO pixels apart",
         [](UInt16 x, UInt16 y, UInt16 from, UInt16 to, unsigned time) {
-            return pinch({x, y}, from, to, time);
+            return perform(pinch({x, y}, from, to, time));
         },
         coordinate("X"), coordinate("Y"), coordinate("FROM"), coordinate("TO"), duration("MS"));
     table.add(
@@ -175,8 +258,9 @@ void addFingers(Table& table) {
             const auto send = [key](SoftkeyEventType type) {
                 return [key, type](HeadUnit& unit) { return unit.key(key, type); };
             };
-            if (event) return Act{{{0, send(*event)}}};
-            return Act{{{0, send(eSOFTKEYEVENTTYPE_Press)}, {60, send(eSOFTKEYEVENTTYPE_Release)}}};
+            if (event) return perform({{{0, send(*event)}}});
+            return perform(
+                {{{0, send(eSOFTKEYEVENTTYPE_Press)}, {60, send(eSOFTKEYEVENTTYPE_Release)}}});
         },
         named<Softkey>("KEY"), optional(pressOrRelease()));
 }
@@ -247,57 +331,45 @@ void addCustomData(Table& table) {
         identifier("IDENTIFIER", 0xFFF), bytes(0xFFFF));
 }
 
-Act changeTo(const std::vector<Change>& changes) {
-    Act act;
-    for (const Change& change : changes) {
-        act.calls.push_back({0, [change](HeadUnit& unit) { return unit.change(change); }});
-    }
-    return act;
-}
-
 void addScreen(Table& table) {
     table.section("The screen");
-    table.add(
-        "screenshot",
-        "writes NAME.png to the output directory: the screen as it is after all steps before",
-        [](const std::string& name) { return Screenshot{name}; }, pictureName());
+    table.add("screenshot",
+              "writes NAME.png to the output directory: the screen as it is after all steps before",
+              screenshot, pictureName());
     table.add("update", "asks for an update beside those that are asked for anyway",
               once(&HeadUnit::update), isFull());
     table.add(
         "format", "another pixel format, and byte order",
         [](PixelFormat format, std::optional<PixelEndianess> order) {
-            if (!order) return changeTo({SetFormat{format}});
-            return changeTo({SetFormat{format}, SetOrder{*order}});
+            if (!order) return change({SetFormat{format}});
+            return change({SetFormat{format}, SetOrder{*order}});
         },
         parsed("FORMAT", parseFormat, formatWords),
         optional(parsed("ORDER", parseOrder, orderWords)));
     table.add(
         "size", "another size of the screen",
-        [](const Size& size) { return changeTo({SetSize{size}}); }, size());
+        [](const Size& size) { return change({SetSize{size}}); }, size());
     table.add(
         "compression", "the compression that the phone is asked for",
-        [](FrameCompression asked) { return changeTo({SetCompression{asked}}); },
+        [](FrameCompression asked) { return change({SetCompression{asked}}); },
         parsed("NAME", parseCompression, compressionWords));
-    table.add("suspend", "the phone sends no frames",
-              [] { return changeTo({SetSuspended{true}}); });
+    table.add("suspend", "the phone sends no frames", [] { return change({SetSuspended{true}}); });
     table.add("resume", "the phone sends frames again",
-              [] { return changeTo({SetSuspended{false}}); });
+              [] { return change({SetSuspended{false}}); });
 }
 
 void addWaiting(Table& table) {
     table.section("Waiting and checking");
-    table.add(
-        "wait", "lets time pass, up to ten minutes", [](unsigned time) { return Pause{time}; },
-        duration("MS"));
+    table.add("wait", "lets time pass, up to ten minutes", common::pause<Scene>, duration("MS"));
     table.add(
         "wait-for",
         "waits until a callback comes whose line contains TEXT, or for the next update of "
         "the screen; 15000 ms if no time is given",
-        [](const WaitFor& wait) { return wait; }, waitedFor());
+        [](const What& wait) { return wait; }, waitedFor());
     table.add(
         "expect", "such a callback must have come since the start",
         [](const std::string& callback, const std::string& text) {
-            return Expect{callback, text};
+            return expect({callback, text});
         },
         callback(), textIfAny("TEXT"));
 }

@@ -16,14 +16,17 @@ using Time = Runner::Time;
 
 using Lines = std::vector<std::string>;
 
-struct Play {
-    explicit Play(const std::string& text) {
-        const std::string problem = parseScript("s", text, script);
-        EXPECT_EQ(problem, "");
-    }
+Script parsed(const std::string& text) {
     Script script;
+    EXPECT_EQ(parseScript("s", text, script), "");
+    return script;
+}
+
+struct Play {
+    explicit Play(const std::string& text)
+        : runner(parsed(text), unit, [](const std::string&) {}) {}
     FakeUnit unit;
-    Runner runner{script, unit, [](const std::string&) {}};
+    Runner runner;
 };
 
 TEST(Script, EachLineDoesWhatItSays) {
