@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "QUARLO-WirePackets.h"
+#include "NamedFields.h"
 #include "QUARLO.Connector.IVI-API_C.h"
 #include "common/Text.h"
 
@@ -40,77 +40,58 @@ requires std::is_integral_v<T> std::string nameOf(T value) {
 #undef QUARLO_NAME_OWN
 #undef QUARLO_NAME_NONE
 
-template <class R>
-std::string fieldsOf(const R& record);
-
 std::string bytesText(const UInt8* bytes, std::uint64_t count) {
     return "\"" + printable({reinterpret_cast<const char*>(bytes), count}, longestText) + "\"";
 }
 
-template <Scalar T>
-std::string shown(const T& value) {
-    return nameOf(value);
-}
-template <std::size_t N>
-std::string shown(const UInt8 (&bytes)[N]) {
-    return bytesText(bytes, N);
-}
-template <class R>
-std::string shown(R* const& member) {
-    if constexpr (std::is_same_v<R, qrString>) return bytesText(member->pContent, member->Length);
-    return "{" + fieldsOf(*member) + "}";
-}
-
-template <Scalar C, Scalar T>
-std::string shown(const C& count, T* const& run) {
-    constexpr std::uint64_t most = 16;
-    if (sizeof(T) == 1 && count > most) return std::to_string(count) + " bytes";
+/// Collects the fields of a record as "Name=value".
+struct Describe {
     std::string text;
-    for (std::uint64_t i = 0; i < count && i < most; ++i)
-        text += (i == 0 ? "" : ", ") + nameOf(run[i]);
-    return "[" + text + (count > most ? ", ..." : "") + "]";
-}
-template <Scalar C, class R>
-std::string shown(const C& count, R** const& list) {
-    std::string text;
-    for (std::uint64_t i = 0; i < count; ++i) {
-        if (list[i] != nullptr) text += (i == 0 ? "{" : ", {") + fieldsOf(*list[i]) + "}";
-    }
-    return "[" + text + "]";
-}
 
-void add(std::string& text, const char* name, const std::string& value) {
-    text += (text.empty() ? "" : ", ") + std::string(name) + "=" + value;
-}
+    template <class R>
+    static std::string fieldsOf(const R& record) {
+        Describe describe;
+        Named<R>::each(record, describe);
+        return describe.text;
+    }
 
-#define QUARLO_TELL(Kind, ...) QUARLO_TELL_##Kind(__VA_ARGS__)
-#define QUARLO_TELL_VALUE(Type, Name, unit, meaning) add(text, #Name, shown(record.Name));
-#define QUARLO_TELL_BYTES(Name, N, unit, meaning) add(text, #Name, shown(record.Name));
-#define QUARLO_TELL_MEMBER(Record, Name, unit, meaning) add(text, #Name, shown(record.Name));
-#define QUARLO_TELL_RUN(Count, Length, Type, Name, unit, meaning) \
-    add(text, #Name, shown(record.Length, record.Name));
-#define QUARLO_TELL_LIST(Count, Length, Record, Name, unit, meaning) \
-    add(text, #Name, shown(record.Length, record.Name));
-#define QUARLO_RECORD(Shape, Name, ...)                             \
-    template <>                                                     \
-    [[maybe_unused]] std::string fieldsOf(const qr##Name& record) { \
-        std::string text;                                           \
-        QUARLO_EACH_FIELD(QUARLO_TELL, __VA_ARGS__)                 \
-        return text;                                                \
+    template <Scalar T>
+    void operator()(const char* name, const T& value) {
+        add(name, nameOf(value));
     }
-#define QUARLO_PACKET(Event, Direction, Name, ...)                      \
-    template <>                                                         \
-    [[maybe_unused]] std::string fieldsOf(const packet##Name& record) { \
-        std::string text;                                               \
-        QUARLO_EACH_FIELD(QUARLO_TELL, __VA_ARGS__)                     \
-        return text;                                                    \
+    template <std::size_t N>
+    void operator()(const char* name, const UInt8 (&bytes)[N]) {
+        add(name, bytesText(bytes, N));
     }
-#define QUARLO_EMPTY_PACKET(Event, Direction, Name)              \
-    template <>                                                  \
-    [[maybe_unused]] std::string fieldsOf(const packet##Name&) { \
-        return {};                                               \
+    template <class R>
+    void operator()(const char* name, R* const& member) {
+        if constexpr (std::is_same_v<R, qrString>)
+            return add(name, bytesText(member->pContent, member->Length));
+        add(name, "{" + fieldsOf(*member) + "}");
     }
-#include "QUARLO.Connector.IVI-API-Catalogue.def"
+    template <Scalar T, Scalar C>
+    void operator()(const char* name, T* const& run, const char*, const C& count) {
+        constexpr std::uint64_t most = 16;
+        if (sizeof(T) == 1 && count > most) return add(name, std::to_string(count) + " bytes");
+        std::string values;
+        for (std::uint64_t i = 0; i < count && i < most; ++i)
+            values += (i == 0 ? "" : ", ") + nameOf(run[i]);
+        add(name, "[" + values + (count > most ? ", ..." : "") + "]");
+    }
+    template <class R, Scalar C>
+    void operator()(const char* name, R** const& list, const char*, const C& count) {
+        std::string records;
+        for (std::uint64_t i = 0; i < count; ++i) {
+            if (list[i] != nullptr) records += (i == 0 ? "{" : ", {") + fieldsOf(*list[i]) + "}";
+        }
+        add(name, "[" + records + "]");
+    }
+
+  private:
+    void add(const char* name, const std::string& value) {
+        text += (text.empty() ? "" : ", ") + std::string(name) + "=" + value;
+    }
+};
 
 template <class P>
 std::string decodedFields(std::span<const std::uint8_t> bytes) {
@@ -118,7 +99,7 @@ std::string decodedFields(std::span<const std::uint8_t> bytes) {
     wire::Heap heap;
     P* packet = wire::decodePacket<P>(input, heap);
     if (packet == nullptr) return "malformed";
-    std::string text = fieldsOf(*packet);
+    std::string text = Describe::fieldsOf(*packet);
     wire::deletePacket(packet);
     return text;
 }
