@@ -14,6 +14,7 @@
 #include <string_view>
 #include <utility>
 
+#include "ControlSocket.h"
 #include "Steps.h"
 #include "Values.h"
 
@@ -83,15 +84,6 @@ CLI::Option* addParsed(CLI::App& app, const std::string& name, Target& target,
     return addWord(app, name, take, allowed, description);
 }
 
-/** --steps: what scripts can say. */
-inline void addSteps(CLI::App& app, const StepList& steps) {
-    // What is thrown is printed, and the program ends well.
-    app.add_flag_callback(
-           "--steps", [&steps] { throw CLI::CallForVersion(steps.text(), 0); },
-           "Print the steps of scripts with what is allowed in them, and exit")
-        ->trigger_on_parse();
-}
-
 /** An option that names a file, a directory or a socket. */
 inline CLI::Option* addPath(CLI::App& app, const std::string& name, std::string& target,
                             const std::string& kind, const std::string& description) {
@@ -100,6 +92,24 @@ inline CLI::Option* addPath(CLI::App& app, const std::string& name, std::string&
         target = path;
     };
     return app.add_option_function<std::string>(name, read, description)->type_name(kind);
+}
+
+/** --control and --steps: who gives steps, and which there are. */
+inline void addControl(CLI::App& app, std::string& path, const StepList& steps) {
+    addPath(app, "--control", path, "PATH",
+            "Take the steps of scripts from other programs, too, on a Unix socket at this path: a "
+            "line is a step, and answered by a line");
+    // What is thrown is printed, and the program ends well.
+    app.add_flag_callback(
+           "--steps", [&steps] { throw CLI::CallForVersion(steps.text(), 0); },
+           "Print the steps of scripts with what is allowed in them, and exit")
+        ->trigger_on_parse();
+}
+
+/** Throws for a path that cannot be a control socket; an empty one is none. */
+inline void checkControl(const std::string& path) {
+    const std::string problem = path.empty() ? "" : ControlSocket::problemWith(path);
+    if (!problem.empty()) throw CLI::ValidationError("--control", problem);
 }
 
 /** An option that takes a whole number; a lenient conversion would bend others into one. */

@@ -48,6 +48,10 @@ struct Turn {
 template <class Stage>
 using Deed = std::function<Outcome(Stage&, Turn&)>;
 
+inline std::optional<StepTime> earlier(std::optional<StepTime> one, std::optional<StepTime> other) {
+    return !one || (other && *other < *one) ? other : one;
+}
+
 /** Lets time pass. */
 template <class Stage>
 Deed<Stage> pause(unsigned milliseconds) {
@@ -119,8 +123,10 @@ class Player {
     }
 
     bool isDone() const { return !problem.empty() || steps.empty(); }
-    /** Empty, or the line and what went wrong there. */
-    const std::string& failure() const { return problem; }
+    /** Empty, or what went wrong in the step that was under way. */
+    const std::string& problemOfStep() const { return problem; }
+    /** Empty, or the same with the step before it. */
+    std::string failure() const { return problem.empty() ? problem : place() + ": " + problem; }
     /** The step that is under way or comes next: "tour.script:7: 'tap 1 2'". */
     std::string place() const {
         const Step<What>& step = steps.front();
@@ -141,7 +147,7 @@ class Player {
         const Outcome outcome = step.what(stage, turn);
         due = turn.wake;
         if (!outcome) return false;
-        if (!outcome->empty()) problem = place() + ": " + *outcome;
+        problem = *outcome;
         due.reset();
         begun.reset();
         if (!problem.empty()) return false;

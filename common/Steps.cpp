@@ -24,9 +24,13 @@ void addOnce(std::vector<std::string>& names, const std::string& name) {
 
 namespace argument {
 
-Argument<UInt64> number(const std::string& name, UInt64 maximum) {
-    return {name, name + ": up to " + std::to_string(maximum),
-            [maximum](Words& words) { return words.number(maximum); }};
+Argument<UInt64> number(const std::string& name, UInt64 minimum, UInt64 maximum) {
+    return {name, name + ": " + std::to_string(minimum) + " to " + std::to_string(maximum),
+            [minimum, maximum](Words& words) {
+                const UInt64 value = words.number(maximum);
+                if (value < minimum) words.refuse();
+                return value;
+            }};
 }
 
 Argument<UInt32> identifier(const std::string& name, UInt32 maximum) {
@@ -105,9 +109,10 @@ std::optional<std::size_t> StepList::find(Words& words, std::string& allowed) co
     return {};
 }
 
-std::string StepList::expected(std::size_t place) const {
+std::string StepList::expected(std::size_t place, const std::string& allowed) const {
     const Entry& entry = entries[place];
-    return entry.allowed.empty() ? entry.usage : entry.usage + "; " + entry.allowed;
+    const std::string& words = allowed.empty() ? entry.allowed : allowed;
+    return words.empty() ? entry.usage : entry.usage + "; " + words;
 }
 
 std::string StepList::text() const {

@@ -31,7 +31,7 @@ struct Argument {
 /* The kinds of arguments. */
 namespace argument {
 
-Argument<UInt64> number(const std::string& name, UInt64 maximum);
+Argument<UInt64> number(const std::string& name, UInt64 minimum, UInt64 maximum);
 /** A number that people write in hexadecimal. */
 Argument<UInt32> identifier(const std::string& name, UInt32 maximum);
 Argument<UInt16> coordinate(const std::string& name);
@@ -97,8 +97,8 @@ class StepList {
     void begin(const std::string& name, const std::string& meaning);
     /** Adds an argument to the step that was begun last. */
     void describe(const std::string& usage, const std::string& allowed);
-    /** The usage, and what is allowed in it. */
-    std::string expected(std::size_t place) const;
+    /** The usage, and what is allowed in it: all, or what is said instead. */
+    std::string expected(std::size_t place, const std::string& allowed) const;
 
   private:
     struct Entry {
@@ -136,7 +136,7 @@ class Steps : public StepList {
         const auto place = find(words, allowed);
         if (!place) return allowed;
         what = readers[*place](words);
-        return words.areRight() ? std::string() : expected(*place);
+        return words.areRight() ? std::string() : expected(*place, words.allowed());
     }
 
   private:

@@ -22,6 +22,13 @@ class Words {
     /** Whether every word was right and none is left. */
     bool areRight() const { return !isWrong && left.empty(); }
     void refuse() { isWrong = true; }
+    /** @param allowed what is allowed where the wrong word stands */
+    void refuse(const std::string& allowed) {
+        if (!isWrong) reason = allowed;
+        isWrong = true;
+    }
+    /** What is allowed instead, as far as was said. */
+    const std::string& allowed() const { return reason; }
 
     /** Wrong when there is none. */
     std::string_view next();
@@ -67,6 +74,7 @@ class Words {
 
     std::string_view left;
     bool isWrong = false;
+    std::string reason;
 };
 
 }  // namespace common

@@ -54,6 +54,9 @@ class Mailbox {
     /** Of many that are not taken the latest are kept. */
     void happened(Event what);
 
+    /** Ends a wait; without news, too. */
+    void signal();
+
     /** Lets a waiting post() go; later ones do not wait. */
     void close();
 
@@ -65,8 +68,6 @@ class Mailbox {
     News take();
 
   private:
-    void signal();
-
     const std::function<void()> wake;
     const Descriptor event;
     std::mutex lock;  // guards all that follows

@@ -40,9 +40,12 @@ int mirrorPhone(const Options& options, Log& log, int interrupts, Window* window
     Mirror mirror(options, log, mailbox, host, interrupts);
     ScriptedUnit unit(host, mirror);
     std::optional<Runner> runner;
-    if (options.script) {
+    if (options.script || !options.control.empty()) {
         const auto note = [&log](const std::string& text) { log.line("STEP", text); };
-        mirror.play(runner.emplace(*options.script, unit, note));
+        mirror.play(runner.emplace(unit, note));
+        if (options.script) runner->play(*options.script);
+        const auto wake = [&mailbox] { mailbox.signal(); };
+        if (!options.control.empty()) runner->listen(options.control, wake);
     }
     if (window != nullptr) mirror.showIn(*window, unit);
     const std::string failure = mirror.run();

@@ -123,7 +123,7 @@ void Mirror::look() {
 // Without a number of updates asked for, any number is what was asked for.
 bool Mirror::isEndWanted() const {
     if (isClosed && board->status().failure.empty()) return true;
-    return options.frames == 0 && updates != 0 && runner == nullptr;
+    return options.frames == 0 && updates != 0 && (runner == nullptr || !runner->hasScript());
 }
 
 void Mirror::serveBoard(const News& news) {

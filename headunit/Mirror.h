@@ -22,8 +22,8 @@ class Mirror {
     /** @param interrupts a descriptor that is readable when the user wants the end */
     Mirror(const Options& options, Log& log, Mailbox& mailbox, Host& host, int interrupts);
 
-    /** From RUN on the script is played, and the session ends with it. */
-    void play(Runner& script) { runner = &script; }
+    /** From RUN on steps are performed; with a script the session ends when that does. */
+    void play(Runner& steps) { runner = &steps; }
 
     /** Shows the session in a window, from where the user operates the unit. */
     void showIn(Window& shown, HeadUnit& unit);

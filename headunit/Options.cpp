@@ -34,7 +34,7 @@ void addScript(CLI::App& app, Options& options) {
         ->type_name("FILE")
         ->excludes("--frames")
         ->excludes("--at");
-    addSteps(app, scriptSteps());
+    addControl(app, options.control, scriptSteps());
 }
 
 void addReconnect(CLI::App& app, Options& options) {
@@ -154,6 +154,7 @@ void preparePlaces(const Options& options) {
     if (options.script && options.script->writesPictures && options.output.empty()) {
         throw CLI::ValidationError("--script", "screenshots need --output DIR");
     }
+    checkControl(options.control);
     if (!HostStore::canUse(options.store)) {
         throw CLI::ValidationError("--store", "'" + options.store +
                                                   "' is no store and left alone; allowed: a new "

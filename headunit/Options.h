@@ -50,6 +50,7 @@ struct Options {
     std::vector<Command> commands;  ///< in the order in which they are due
 
     std::optional<Script> script;  ///< of a scripted session
+    std::string control;           ///< the socket from which other programs give steps
     std::string output;
     unsigned every = 1;
     eTraceClass trace = eTRACECLASS_ERROR | eTRACECLASS_WARNING;

@@ -26,7 +26,7 @@ void foresee(const std::string& line, Script& script) {
 }  // namespace
 
 void Scene::begin(unsigned line, const std::string& text) {
-    note(std::to_string(line) + ": " + text);
+    note(line == 0 ? text : std::to_string(line) + ": " + text);
     sawUpdate = sawWhole = false;
 }
 

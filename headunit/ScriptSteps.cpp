@@ -19,7 +19,8 @@ constexpr unsigned screenshotPatience = 15000;
 /* ---- what steps do ---- */
 
 Outcome resultOf(eReturnCode code) {
-    return code == eRETURN_OKAY ? std::string() : std::string("refused: ") + quarloName_OfResult(code);
+    return code == eRETURN_OKAY ? std::string()
+                                : std::string("refused: ") + quarloName_OfResult(code);
 }
 
 What perform(const Act& act) {

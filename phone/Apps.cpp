@@ -21,6 +21,12 @@ int findApp(const std::string& id) {
     return -1;
 }
 
+std::string appNames() {
+    std::string names;
+    for (const AppEntry& app : apps) names += (names.empty() ? "" : ", ") + std::string(app.id);
+    return names;
+}
+
 std::string titleOf(const char* id, const Phone& phone) {
     return apps[static_cast<std::size_t>(findApp(id))].label(phone);
 }

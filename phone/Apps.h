@@ -45,6 +45,9 @@ extern const std::array<AppEntry, appCount> apps;
 /** The app's place in the table, -1 if there is none of this name. */
 int findApp(const std::string& id);
 
+/** The names that it finds, with commas between them. */
+std::string appNames();
+
 /** What an app of the table is called. */
 std::string titleOf(const char* id, const Phone& phone);
 

@@ -6,16 +6,10 @@
 namespace quarlo::phone {
 namespace {
 
-constexpr int stop = 3;
-constexpr int query = 4;
-
 struct Sound {
     AudioType type;
     UInt16 mostSeconds;
 };
-constexpr Sound sounds[] = {
-    {eAUDIOTYPE_Main, 0}, {eAUDIOTYPE_Main, 10}, {eAUDIOTYPE_Announcement, 5}};
-
 class Audio : public Feature {
   public:
     explicit Audio(Session& owner) : session(owner) {
@@ -31,12 +25,12 @@ class Audio : public Feature {
     void say(const std::string& text) { session.phone().status["music"] = text; }
 
     void play(int which) {
-        if (which == query) {
+        if (which == whichSoundWish) {
             session.send<packetRequestAudioType>([](auto&) {});
-        } else if (which == stop) {
+        } else if (which == noSoundWish) {
             release();
         } else {
-            request(sounds[which]);
+            request({static_cast<AudioType>(which >> 16), static_cast<UInt16>(which & 0xFFFF)});
         }
     }
 

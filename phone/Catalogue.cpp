@@ -2,6 +2,7 @@
 // starts. Session thread.
 #include <cstring>
 #include <deque>
+#include <numeric>
 
 #include "Apps.h"
 #include "Compression.h"
@@ -37,22 +38,10 @@ class Catalogue : public Feature {
         session.on<packetClientStartApp>([this](const auto& p) { onStart(p); });
     }
 
-    void begin(TimePoint) override {
-        session.send<packetServerAppInfo>([](auto& packet) {
-            qrAppInformationList& list = *packet.Info;
-            list.paInfo = wire::Heap::make<qrAppInformation*>(appCount);
-            if (list.paInfo == nullptr) return;
-            for (const AppEntry& entry : apps) {
-                auto* info = wire::Heap::make<qrAppInformation>();
-                list.paInfo[list.NumberOfApps++] = info;
-                wire::Populate populate;
-                if (info != nullptr && wire::Layout<qrAppInformation>::each(*info, populate))
-                    describe(*info, entry, list.NumberOfApps);
-            }
-        });
-    }
+    void begin(TimePoint) override { tellApps(); }
 
     void tick(TimePoint) override {
+        if (told != toldApps()) tellApps();
         for (; !requests.empty() && session.hasRoom(); requests.pop_front())
             serve(requests.front());
     }
@@ -61,6 +50,30 @@ class Catalogue : public Feature {
     }
 
   private:
+    std::vector<int> toldApps() const {
+        if (session.options().toldApps) return *session.options().toldApps;
+        std::vector<int> all(appCount);
+        std::iota(all.begin(), all.end(), 0);
+        return all;
+    }
+
+    void tellApps() {
+        told = toldApps();
+        session.send<packetServerAppInfo>([this](auto& packet) {
+            qrAppInformationList& list = *packet.Info;
+            list.paInfo = wire::Heap::make<qrAppInformation*>(told.size());
+            if (list.paInfo == nullptr) return;
+            for (const int app : told) {
+                auto* info = wire::Heap::make<qrAppInformation>();
+                list.paInfo[list.NumberOfApps++] = info;
+                wire::Populate populate;
+                if (info != nullptr && wire::Layout<qrAppInformation>::each(*info, populate))
+                    describe(*info, apps[static_cast<std::size_t>(app)],
+                             static_cast<UInt32>(app + 1));
+            }
+        });
+    }
+
     static int appOf(const qrString* url) {
         const std::string text = textOf(url);
         if (text.compare(0, urlPrefix.size(), urlPrefix) != 0) return -1;
@@ -109,18 +122,28 @@ class Catalogue : public Feature {
         answer(request.url, static_cast<UInt32>(request.app + 1), compression, bytes);
     }
 
-    static std::vector<std::uint8_t> drawn(int app, int width, int height,
-                                           const PixelLayout& layout) {
+    std::vector<std::uint8_t> drawn(int app, int width, int height,
+                                    const PixelLayout& layout) const {
         Picture picture(width, height, 0xFF000000);
         {
             Canvas canvas(picture);
-            const double side = std::min(width, height);
-            drawIcon(canvas, {(width - side) / 2, (height - side) / 2, side, side},
-                     apps[static_cast<std::size_t>(app)]);
+            drawInto(canvas, app, width, height);
         }
         std::vector<std::uint8_t> bytes(picture.pixels.size() * layout.bytesPerPixel());
         packPixels(picture, picture.area(), layout, bytes.data());
         return bytes;
+    }
+
+    void drawInto(Canvas& canvas, int app, int width, int height) const {
+        const double side = std::min(width, height);
+        const Box box{(width - side) / 2, (height - side) / 2, side, side};
+        const std::shared_ptr<const Icons> given = session.options().icons;
+        const auto found = given ? given->find(app) : Icons::const_iterator{};
+        if (!given || found == given->end()) {
+            return drawIcon(canvas, box, apps[static_cast<std::size_t>(app)]);
+        }
+        Picture own = found->second;
+        canvas.photo(box, 0, own);
     }
 
     /// A head unit that leaves the choice gets the smallest that it understands.
@@ -151,6 +174,7 @@ class Catalogue : public Feature {
 
     Session& session;
     ZlibCodec codec;
+    std::vector<int> told;
     std::deque<IconRequest> requests;  ///< wait until what is queued has left
 };
 

@@ -1,5 +1,7 @@
 // The phone's side of the handshake: acknowledges the protocol version and the head unit's
 // description, describes the phone and completes the initialisation. Session thread.
+#include <algorithm>
+
 #include "Session.h"
 
 namespace quarlo::phone {
@@ -9,7 +11,6 @@ constexpr UInt16 protocolMajor = 1;
 constexpr int longestSide = 8192;
 constexpr long long mostPixels = 16LL * 1024 * 1024;
 constexpr std::size_t receiveBufferSlack = std::size_t{64} * 1024;
-constexpr Softkey knownSoftkeys[] = {eSOFTKEY_Home, eSOFTKEY_Back, eSOFTKEY_Menu, eSOFTKEY_Search};
 constexpr const char* operatingSystem = "Linux";
 constexpr const char* launcherUuid = "6f1c7a52-3d0e-4b8e-9a54-0c2b7de1f3a8";
 
@@ -77,13 +78,13 @@ class Handshake : public Feature {
         setText(*answer.ServerOSName, operatingSystem);
         setText(*answer.PhoneLauncherUUID, launcherUuid);
         answer.IsAllowedWhileMoving = eFLAG_TRUE;
-        answer.Capabilities = session.capabilities();
-        if (options.softkeys == 0) return;
-        answer.SupportedSoftkeys->pSoftkeys = wire::Heap::make<Softkey>(options.softkeys);
+        answer.Capabilities = options.capabilities.value_or(session.capabilities());
+        const std::vector<Softkey>& keys = options.softkeys;
+        if (keys.empty()) return;
+        answer.SupportedSoftkeys->pSoftkeys = wire::Heap::make<Softkey>(keys.size());
         if (answer.SupportedSoftkeys->pSoftkeys == nullptr) return;
-        answer.SupportedSoftkeys->Length = static_cast<UInt8>(options.softkeys);
-        for (unsigned i = 0; i < options.softkeys; ++i)
-            answer.SupportedSoftkeys->pSoftkeys[i] = knownSoftkeys[i % std::size(knownSoftkeys)];
+        answer.SupportedSoftkeys->Length = static_cast<UInt8>(keys.size());
+        std::copy(keys.begin(), keys.end(), answer.SupportedSoftkeys->pSoftkeys);
     }
 
     void onInitDone(const packetClientInitDone& packet) {

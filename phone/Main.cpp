@@ -40,16 +40,25 @@ std::unique_ptr<Display> makeWindow(const Options& options, [[maybe_unused]] Scr
 #endif
 }
 
+int report(const std::string& problem) {
+    std::fprintf(stderr, "quarlo-phone: %s\n", printable(problem).c_str());
+    return 1;
+}
+
 int serve(const Options& options) {
     static const Bell bell;
     catchSignals(bell);
     const Log log(options.verbose ? LogLevel::Verbose : LogLevel::Normal, stderr);
     Screen screen(makeHomeApp(options.appName, options.seed));
     screen.open(findApp(options.app));
-    Server server(options, log, bell, screen);
+    std::optional<Director> director;
+    if (options.script || !options.control.empty()) director.emplace(options, log, bell);
+    Server server(options, log, bell, screen, director ? &*director : nullptr);
     const auto window = makeWindow(options, screen);
     server.begin();
-    return server.run([] { return isStopRequested != 0; }, window.get());
+    const int status = server.run([] { return isStopRequested != 0; }, window.get());
+    const std::string verdict = director ? director->verdict() : "";
+    return verdict.empty() ? status : report(verdict);
 }
 
 int renderOnly(const Options& options) {
@@ -74,7 +83,6 @@ int main(int argc, char** argv) {
         return parsed.options->renderOnly.empty() ? serve(*parsed.options)
                                                   : renderOnly(*parsed.options);
     } catch (const std::exception& problem) {
-        std::fprintf(stderr, "quarlo-phone: %s\n", problem.what());
-        return 1;
+        return report(problem.what());
     }
 }

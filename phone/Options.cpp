@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "Apps.h"
+#include "ScriptSteps.h"
 #include "common/CommandLine.h"
 #include "common/WordTable.h"
 
@@ -27,12 +28,6 @@ constexpr Word<FrameCompression> compressions[] = {{"auto", eFRAMECOMPRESSION_No
                                                    {"zlib", eFRAMECOMPRESSION_ZLIB},
                                                    {"jpeg", eFRAMECOMPRESSION_JPEG}};
 
-std::optional<Stage> parseStage(std::string_view text) {
-    return valueOf(stages, text);
-}
-std::optional<Refusal> parseRefusal(std::string_view text) {
-    return valueOf(refusals, text);
-}
 std::optional<FrameCompression> parseSending(std::string_view text) {
     return valueOf(compressions, text);
 }
@@ -40,12 +35,6 @@ std::optional<FrameCompression> parseSending(std::string_view text) {
 std::optional<std::string> parseApp(std::string_view text) {
     if (findApp(std::string(text)) < 0) return {};
     return std::string(text);
-}
-
-std::string appNames() {
-    std::string names;
-    for (const AppEntry& app : apps) names += (names.empty() ? "" : ", ") + std::string(app.id);
-    return names;
 }
 
 /// In milliseconds since midnight.
@@ -135,8 +124,14 @@ void addConnection(CLI::App& app, Options& options) {
 void addScreen(CLI::App& app, Options& options) {
     app.add_option("--app-name", options.appName, "Name that the phone gives in its ServerInit")
         ->type_name("TEXT");
-    addNumber(app, "--softkeys", options.softkeys, 0, 255,
-              "Number of softkeys that the phone announces");
+    const auto takeSoftkeys = [&options](const std::string& word) {
+        const auto count = parseNumber(word, 255);
+        if (count) options.softkeys = firstSoftkeys(*count);
+        return count.has_value();
+    };
+    addWord(app, "--softkeys", takeSoftkeys, "a whole number from 0 to 255",
+            "Number of softkeys that the phone announces")
+        ->default_str(std::to_string(options.softkeys.size()));
     addNumber(app, "--seed", options.seed, 0, 0xFFFFFFFF, "Seed of all that is drawn at random");
     addParsed(
         app, "--clock", options.clockMilliseconds, parseClock,
@@ -175,18 +170,35 @@ void addFaults(CLI::App& app, Options& options) {
         if (refusal) options.refusals.insert(*refusal);
         return refusal.has_value();
     };
-    addWord(app, "--refuse", refuse, wordsOf(refusals),
+    addWord(app, "--refuse", refuse, refusalWords(),
             "Answer this negatively; may be given several times")
         ->trigger_on_parse();
-    addParsed(app, "--stall", options.stallAt, parseStage, wordsOf(stages),
+    addParsed(app, "--stall", options.stallAt, parseStage, stageWords(),
               "Say nothing more from this point of the session on");
-    addParsed(app, "--drop-at-stage", options.dropAt, parseStage, wordsOf(stages),
+    addParsed(app, "--drop-at-stage", options.dropAt, parseStage, stageWords(),
               "Close the connection at this point of the session");
     addNumber(app, "--drop-after-frames", options.dropAfterFrames, 1, 1'000'000'000,
               "Close the connection after this many updates");
 }
 
+void addScript(CLI::App& app, Options& options) {
+    const auto read = [&options](const std::string& file) {
+        const auto script = std::make_shared<Script>();
+        const std::string problem = readScript(file, *script);
+        if (!problem.empty()) throw CLI::ValidationError("--script", problem);
+        options.script = script;
+    };
+    app.add_option_function<std::string>(
+           "--script", read,
+           "Do what the lines of this file say, then end: 0 if every step was done and every "
+           "expectation held, else 1")
+        ->type_name("FILE")
+        ->excludes("--once");
+    addControl(app, options.control, scriptSteps());
+}
+
 void checkPlaces(const Options& options) {
+    checkControl(options.control);
     if (options.appName.size() > 65535)
         throw CLI::ValidationError("--app-name", "longer than 65535 bytes");
     std::error_code failure;
@@ -201,6 +213,26 @@ void checkPlaces(const Options& options) {
 
 }  // namespace
 
+std::vector<Softkey> firstSoftkeys(unsigned count) {
+    constexpr Softkey known[] = {eSOFTKEY_Home, eSOFTKEY_Back, eSOFTKEY_Menu, eSOFTKEY_Search};
+    std::vector<Softkey> keys;
+    for (unsigned i = 0; i < count; ++i) keys.push_back(known[i % std::size(known)]);
+    return keys;
+}
+
+std::optional<Stage> parseStage(std::string_view text) {
+    return valueOf(stages, text);
+}
+std::optional<Refusal> parseRefusal(std::string_view text) {
+    return valueOf(refusals, text);
+}
+std::string stageWords() {
+    return wordsOf(stages);
+}
+std::string refusalWords() {
+    return wordsOf(refusals);
+}
+
 ParsedOptions parseOptions(int argc, char** argv) {
     Options options;
     CommandLine app("A simulated phone: waits for a head unit and mirrors a moving screen to it.",
@@ -208,6 +240,7 @@ ParsedOptions parseOptions(int argc, char** argv) {
     addConnection(app, options);
     addScreen(app, options);
     addFaults(app, options);
+    addScript(app, options);
     const auto status = app.read(argc, argv, [&] { checkPlaces(options); });
     if (status) return {std::nullopt, *status};
     return {options, 0};

@@ -6,9 +6,13 @@
 #define PHONE_OPTIONS_H
 
 #include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "common/Values.h"
 
@@ -20,6 +24,14 @@ enum class Stage { Protocol, Init, ServerInit, Done, Frames };
 /** What can be answered with a negative acknowledgement. */
 enum class Refusal { Protocol, Init, Done, FrameSize, PixelFormat, Compression };
 
+/** The keys that phones have, over and over. */
+std::vector<Softkey> firstSoftkeys(unsigned count);
+
+/** Pictures by the number of their app. */
+using Icons = std::map<int, Picture>;
+
+struct Script;
+
 struct Options {
     /** Where head units come from: an address or socket to listen on, or a serial line. */
     Endpoint place = Endpoint::tcp("127.0.0.1", 5910);
@@ -30,7 +42,13 @@ struct Options {
     unsigned pingLimit = 10;
 
     std::string appName = "quarlo phone";
-    unsigned softkeys = 4;
+    std::vector<Softkey> softkeys = firstSoftkeys(4);
+    /** What the phone says that it can do; without them what it can. */
+    std::optional<ServerCapabilities> capabilities;
+    /** The numbers of the apps that the head unit is told of; without them all. */
+    std::optional<std::vector<int>> toldApps;
+    /** Shown instead of those that are drawn; never null inside. */
+    std::shared_ptr<const Icons> icons;
     std::uint32_t seed = 1;
     /** The time of day at which the first frame is drawn; without it the screen shows the real
      * time. */
@@ -54,10 +72,22 @@ struct Options {
 
     /** The head unit listens at the place, and the phone connects. */
     bool connects = false;
+    std::shared_ptr<const Script> script;
+    std::string control;
+
     bool once = false;
     std::optional<double> maxSeconds;
     bool verbose = false;
 };
+
+/** A change of the options while the program runs. */
+using Setting = std::function<void(Options&)>;
+
+/* Nothing for a text that is not allowed; the words say what is. */
+std::optional<Stage> parseStage(std::string_view text);
+std::optional<Refusal> parseRefusal(std::string_view text);
+std::string stageWords();
+std::string refusalWords();
 
 /** The options, or the exit status if there is nothing further to do. */
 struct ParsedOptions {

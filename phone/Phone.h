@@ -21,6 +21,13 @@ namespace quarlo::phone {
 /** What an app can ask for; the number beside it says which of several. */
 enum class Wish { Open, Dial, HangUp, Navigate, Voice, Audio, Custom };
 
+/** The number of Wish::Audio: which sound is wanted, and for how many seconds at most. */
+constexpr int soundWish(AudioType type, UInt16 mostSeconds) {
+    return type << 16 | mostSeconds;
+}
+constexpr int noSoundWish = -1;
+constexpr int whichSoundWish = -2;
+
 struct Phone {
     bool isNight = true;
     bool isMoving = false;

@@ -46,6 +46,7 @@ void ServedUnit::run(Link link) {
     try {
         LinkStream stream(std::move(link), bell);
         serve(stream);
+        report(Event::Closed);
         // A head unit that comes again as soon as it hears of the end finds this place free.
         hasEnded.store(true);
         finish(stream);
@@ -70,8 +71,10 @@ void ServedUnit::serve(LinkStream& stream) {
     screen.open(place.app);
     Session session(stream, screen, place.options, place.log, place.number);
     session.note("connected");
+    session.tell(witness());
+    report(Event::Connected);
     while (!isStopping.load() && session.step(now())) {
-        hasRun.store(session.isRunning());
+        if (session.isRunning() && !hasRun.exchange(true)) report(Event::Running);
         perform(session);
         publish(screen);
         bell.wait(session.nextWake());
@@ -79,6 +82,17 @@ void ServedUnit::serve(LinkStream& stream) {
     hasRun.store(session.isRunning());
     const std::lock_guard guard(lock);
     appLeft = screen.front();
+}
+
+void ServedUnit::report(Event event, std::span<const std::uint8_t> packet,
+                        const std::string& text) const {
+    if (place.tell) place.tell({place.number, event, {packet.begin(), packet.end()}, text});
+}
+
+Witness ServedUnit::witness() const {
+    if (!place.tell) return {};
+    return {[this](std::span<const std::uint8_t> packet) { report(Event::Packet, packet); },
+            [this](const std::string& fault) { report(Event::Fault, {}, fault); }};
 }
 
 std::optional<int> ServedUnit::takeAppLeft() {

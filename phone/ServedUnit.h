@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "Happening.h"
 #include "LinkStream.h"
 #include "Session.h"
 
@@ -24,11 +25,12 @@ class ServedUnit {
     using Task = std::function<void(Session&)>;
     /** What a head unit has to do with others and with the program. */
     struct Place {
-        const Options& options;
+        Options options;
         const Log& log;
         const Bell& owner;  ///< is rung when the head unit is gone
         int number;         ///< from 1 on; of those connected at one time no two are equal
         int app;            ///< in front at the beginning
+        Teller tell;        ///< hears what becomes of the head unit, if there is one
     };
 
     ServedUnit(Link link, const Place& where);
@@ -59,6 +61,9 @@ class ServedUnit {
     void serve(LinkStream& stream);
     bool isAwaited(const LinkStream& stream) const;
     void perform(Session& session);
+    void report(Event event, std::span<const std::uint8_t> packet = {},
+                const std::string& text = {}) const;
+    Witness witness() const;
     void publish(const Screen& screen);
     void finish(LinkStream& stream) const;
 

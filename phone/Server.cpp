@@ -35,8 +35,14 @@ void writePortFile(const std::string& path, unsigned port) {
 
 }  // namespace
 
-Server::Server(const Options& options, const Log& log, const Bell& wake, Screen& own)
-    : given(options), output(log), bell(wake), ownScreen(own) {}
+Server::Server(const Options& options, const Log& log, const Bell& wake, Screen& own,
+               Director* steps)
+    : given(options),
+      newcomers(options),
+      output(log),
+      bell(wake),
+      ownScreen(own),
+      director(steps) {}
 
 void Server::begin() {
     arrivals = std::make_unique<Arrivals>(given, output, [this](Link link) {
@@ -53,9 +59,13 @@ int Server::run(const std::function<bool()>& isStopRequested, Display* window) {
     const TimePoint end = endOf(given.maxSeconds);
     while (!isStopRequested() && now() < end) {
         dismiss();
+        // Before others come in: the first steps may be about how they are received.
+        if (director != nullptr) director->run(*this);
         admit();
         if (isDone() || !turn(window)) break;
-        bell.wait(window != nullptr ? std::min(end, now() + windowTurn) : end);
+        TimePoint wake = director != nullptr ? std::min(end, director->wake()) : end;
+        if (window != nullptr) wake = std::min(wake, now() + windowTurn);
+        bell.wait(wake);
     }
     return close();
 }
@@ -76,18 +86,36 @@ void Server::welcome(Link link) {
         return;
     }
     hasCome = true;
+    Teller teller;
+    if (director != nullptr) {
+        teller = [this](Happening happening) { director->tell(std::move(happening)); };
+    }
     units.push_back(std::make_unique<ServedUnit>(
-        std::move(link), ServedUnit::Place{given, output, bell, freeNumber(), ownScreen.front()}));
+        std::move(link),
+        ServedUnit::Place{newcomers, output, bell, freeNumber(), ownScreen.front(), teller}));
+}
+
+ServedUnit* Server::find(int number) const {
+    const auto found = std::find_if(units.begin(), units.end(), [number](const auto& unit) {
+        return unit->number() == number && !unit->isLeaving();
+    });
+    return found == units.end() ? nullptr : found->get();
+}
+
+void Server::post(int number, ServedUnit::Task task) {
+    if (ServedUnit* unit = find(number)) unit->post(std::move(task));
+}
+
+void Server::change(const Setting& setting) {
+    setting(newcomers);
+    for (const auto& unit : units) {
+        unit->post([setting](Session& session) { session.change(setting); });
+    }
 }
 
 int Server::freeNumber() const {
-    const auto isTaken = [this](int number) {
-        return std::any_of(units.begin(), units.end(), [number](const auto& unit) {
-            return unit->number() == number && !unit->isLeaving();
-        });
-    };
     int number = 1;
-    while (isTaken(number)) ++number;
+    while (find(number) != nullptr) ++number;
     return number;
 }
 
@@ -114,6 +142,7 @@ bool Server::turn(Display* window) {
 }
 
 bool Server::isDone() const {
+    if (director != nullptr && director->isDone()) return true;
     return given.once && hasCome && units.empty();
 }
 

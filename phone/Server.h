@@ -11,6 +11,7 @@
 #include <mutex>
 
 #include "Arrivals.h"
+#include "Director.h"
 #include "ServedUnit.h"
 
 namespace quarlo::phone {
@@ -24,11 +25,12 @@ class Display {
     virtual bool turn(ServedUnit* unit) = 0;
 };
 
-class Server {
+class Server : private Ensemble {
   public:
     /** @param wake ends the waiting of `run`
-     * @param own the phone's screen while no head unit is there: it keeps what is in front */
-    Server(const Options& options, const Log& log, const Bell& wake, Screen& own);
+     * @param own the phone's screen while no head unit is there: it keeps what is in front
+     * @param steps has the head units do what it says, until it is done; may be null */
+    Server(const Options& options, const Log& log, const Bell& wake, Screen& own, Director* steps);
 
     /** Throws std::runtime_error with a text for the user if it cannot begin. */
     void begin();
@@ -50,13 +52,19 @@ class Server {
     bool isDone() const;
     int close();
 
+    ServedUnit* find(int number) const;
+    void post(int number, ServedUnit::Task task) override;
+    void change(const Setting& setting) override;
+
     const Options& given;
+    Options newcomers;  ///< what holds for the head units to come
     const Log& output;
     const Bell& bell;
     Screen& ownScreen;
     std::mutex lock;
     std::deque<Link> arrived;                       ///< guarded by the lock
     std::deque<std::unique_ptr<ServedUnit>> units;  ///< the first to come is the first
+    Director* director = nullptr;
     bool hasCome = false;
     bool wasCompleted = false;
     std::unique_ptr<Arrivals> arrivals;

@@ -48,25 +48,25 @@ std::unique_ptr<App> makePlayerApp() {
             {{"Play", "Abspielen", "Lecture"},
              {"music, without end", "Musik ohne Ende", "musique sans fin"},
              Wish::Audio,
-             0},
+             soundWish(eAUDIOTYPE_Main, 0)},
             {{"Play a sample", "Hörprobe", "Extrait"},
              {"music, at most 10 seconds", "Musik, höchstens 10 Sekunden",
               "musique, 10 secondes au plus"},
              Wish::Audio,
-             1},
+             soundWish(eAUDIOTYPE_Main, 10)},
             {{"Announcement", "Durchsage", "Annonce"},
              {"at most 5 seconds", "höchstens 5 Sekunden", "5 secondes au plus"},
              Wish::Audio,
-             2},
+             soundWish(eAUDIOTYPE_Announcement, 5)},
             {{"Stop", "Halt", "Arrêt"},
              {"gives the last channel back", "gibt den letzten Kanal zurück",
               "rend le dernier canal"},
              Wish::Audio,
-             3},
+             noSoundWish},
             {{"What is on?", "Was läuft?", "Qu'entend-on ?"},
              {"asks for the audio type", "fragt nach der Art des Tons", "demande le type de son"},
              Wish::Audio,
-             4}});
+             whichSoundWish}});
 }
 
 std::unique_ptr<App> makeVoiceApp() {

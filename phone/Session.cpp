@@ -121,7 +121,11 @@ void Session::handlePackets() {
 
 void Session::handle(Bytes packet) {
     if (output.isVerbose()) output.detail("RECV", label + "<- " + describePacket(packet));
-    for (const std::string& fault : judgement.judge(packet, unit.width, unit.height)) note(fault);
+    if (witness.heard) witness.heard(packet);
+    for (const std::string& fault : judgement.judge(packet, unit.width, unit.height)) {
+        note(fault);
+        if (witness.found) witness.found(fault);
+    }
     if (isMuted) return;
     if (hasRun) beginAt = std::min(beginAt, roundTime);
     const auto found = handlers.find(static_cast<EventType>(packet[0]));
@@ -152,11 +156,13 @@ void Session::transmit() {
 
 bool Session::arriveAt(Stage stage) {
     if (given.dropAt == stage) endAfterSending("dropping the connection as told");
-    if (given.stallAt == stage && !isMuted) {
-        note("falling silent as told");
-        isMuted = true;
-    }
+    if (given.stallAt == stage) fallSilent();
     return !isMuted && !isClosing;
+}
+
+void Session::fallSilent() {
+    if (!isMuted) note("falling silent as told");
+    isMuted = true;
 }
 
 void Session::run() {

@@ -36,11 +36,23 @@ struct HeadUnit {
     std::size_t largestPacket = 0;
 };
 
+/** Who wants to know what a head unit says; on the session's thread. */
+struct Witness {
+    std::function<void(std::span<const std::uint8_t>)> heard;  ///< a whole packet
+    std::function<void(const std::string&)> found;             ///< what is wrong about it
+};
+
 class Session {
   public:
     /** @param number tells head units apart that are connected at one time; from 1 on */
     Session(Stream& stream, Screen& screen, const Options& options, const Log& log, int number = 1);
     ~Session();
+
+    void tell(Witness who) { witness = std::move(who); }
+    /** Features look at the options whenever they need them. */
+    void change(const Setting& setting) { setting(given); }
+    /** Says nothing any more. */
+    void fallSilent();
 
     /** One round: receive, handle, act, send. False when the session is over. */
     bool step(TimePoint now);
@@ -106,7 +118,8 @@ class Session {
 
     Stream& connection;
     Screen& shown;
-    const Options& given;
+    Options given;
+    Witness witness;
     const Log& output;
     const int place;
     const std::string label;  ///< of log lines: empty for the first head unit

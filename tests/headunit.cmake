@@ -1,7 +1,7 @@
 # Tests of the head unit: its parts, and whole sessions with the phone program.
 if(TARGET headunit_parts)
   quarlo_test(headunit_test LABELS headunit threads
-    SOURCES headunit_options_test.cpp headunit_reports_test.cpp
+    SOURCES common_control_test.cpp headunit_options_test.cpp headunit_reports_test.cpp
       headunit_script_test.cpp headunit_screen_test.cpp
     LIBRARIES headunit_parts ZLIB::ZLIB)
 endif()
@@ -85,6 +85,15 @@ if(TARGET quarlo-phone AND TARGET quarlo-headunit)
     add_test(NAME reconnect.${scenario} COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/reconnect_test.sh
       ${PROJECT_BINARY_DIR} ${scenario})
     set_tests_properties(reconnect.${scenario} PROPERTIES LABELS e2e TIMEOUT 120)
+  endforeach()
+endif()
+
+# Scripts and control sockets of both programs.
+if(TARGET quarlo-phone AND TARGET quarlo-headunit)
+  foreach(scenario holds fails ends_early control)
+    add_test(NAME script.${scenario} COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/script_test.sh
+      ${PROJECT_BINARY_DIR} ${scenario})
+    set_tests_properties(script.${scenario} PROPERTIES LABELS e2e TIMEOUT 300)
   endforeach()
 endif()
 

@@ -23,10 +23,9 @@ Script parsed(const std::string& text) {
 }
 
 struct Play {
-    explicit Play(const std::string& text)
-        : runner(parsed(text), unit, [](const std::string&) {}) {}
+    explicit Play(const std::string& text) { runner.play(parsed(text)); }
     FakeUnit unit;
-    Runner runner;
+    Runner runner{unit, [](const std::string&) {}};
 };
 
 TEST(Script, EachLineDoesWhatItSays) {

@@ -311,10 +311,10 @@ TEST(PhoneAudio, ChannelsAreAskedForAndGivenBack) {
         EXPECT_EQ(audio->Type, type);
         EXPECT_EQ(audio->MaximumDuration, seconds);
     };
-    drive.ask(Wish::Audio, 3);  // nothing to stop
-    drive.ask(Wish::Audio, 1);
+    drive.ask(Wish::Audio, noSoundWish);  // nothing to stop
+    drive.ask(Wish::Audio, soundWish(eAUDIOTYPE_Main, 10));
     expect(1, eAUDIOCONTROL_Request, eAUDIOTYPE_Main, 10);
-    drive.ask(Wish::Audio, 2);
+    drive.ask(Wish::Audio, soundWish(eAUDIOTYPE_Announcement, 5));
     expect(1, eAUDIOCONTROL_Release, eAUDIOTYPE_Main, 10);
     expect(2, eAUDIOCONTROL_Request, eAUDIOTYPE_Announcement, 5);
     const auto answer = [&](UInt32 id, AudioStatus status) {
@@ -330,8 +330,8 @@ TEST(PhoneAudio, ChannelsAreAskedForAndGivenBack) {
     answer(2, eAUDIOSTATUS_Open);
     EXPECT_NE(drive.pixels(), waiting);
     answer(2, eAUDIOSTATUS_Close);
-    drive.ask(Wish::Audio, 3);  // closed already
-    drive.ask(Wish::Audio, 4);
+    drive.ask(Wish::Audio, noSoundWish);  // closed already
+    drive.ask(Wish::Audio, whichSoundWish);
     EXPECT_EQ(drive.heardTypes(), std::vector<int>{eEVENTTYPE_RequestAudioType});
 }
 

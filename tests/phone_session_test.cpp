@@ -21,7 +21,7 @@ using Types = std::vector<int>;
 TEST(PhoneHandshake, CompletesFromSinglesBytesAndDescribesThePhone) {
     Options options;
     options.appName = "Hänsel";
-    options.softkeys = 5;
+    options.softkeys = firstSoftkeys(5);
     Rig rig(options);
     rig.stream.readPiece = 1;
     rig.stream.writePiece = 3;
