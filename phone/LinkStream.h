@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "Bell.h"
+#include "Faults.h"
 #include "Stream.h"
 #include "quarlo-link.h"
 
@@ -27,8 +28,9 @@ using Link = std::unique_ptr<quarloLink, CloseLink>;
 class LinkStream : public Stream {
   public:
     /** @param bell is rung when something can be read, something was sent, or the connection has
-     * ended; outlives the stream */
-    LinkStream(Link opened, const Bell& bell);
+     * ended; outlives the stream
+     * @param output decides what is sent; is used, and notes its faults, on the sending thread */
+    LinkStream(Link opened, const Bell& bell, FaultyWire output);
     /** Ends the connection without waiting for what is not sent. */
     ~LinkStream() override;
 
@@ -48,18 +50,26 @@ class LinkStream : public Stream {
   private:
     void receive();
     void send();
+    bool awaitOutput(std::unique_lock<std::mutex>& guard);
+    void transmit(std::unique_lock<std::mutex>& guard);
+    void endAsTold(std::unique_lock<std::mutex>& guard);
     void markEnded();
+    /** Nothing can be sent any more. */
+    bool isDone() const { return isOver || isStopped; }
 
     const Link link;
     const Bell& news;
+    FaultyWire wire;  ///< the sending thread's
     mutable std::mutex lock;
     std::condition_variable changed;
     std::vector<std::uint8_t> incoming;
     std::vector<std::uint8_t> outgoing;
-    bool isSending = false;  ///< a piece was taken from `outgoing` and is under way
+    bool isSending = false;  ///< something was taken from `outgoing` and is under way
     bool isIgnoring = false;
-    bool isOver = false;     ///< the connection has ended
-    bool isStopped = false;  ///< by the destructor
+    bool isCut = false;       ///< by a fault: only what the head unit does is still awaited
+    bool isHalfOpen = false;  ///< by a fault
+    bool isOver = false;      ///< the connection has ended
+    bool isStopped = false;   ///< by the destructor
     std::thread receiver;
     std::thread sender;
 };

@@ -179,6 +179,11 @@ void addFaults(CLI::App& app, Options& options) {
               "Close the connection at this point of the session");
     addNumber(app, "--drop-after-frames", options.dropAfterFrames, 1, 1'000'000'000,
               "Close the connection after this many updates");
+    for (const FaultOption& fault : faultOptions) {
+        addNumber(app, fault.name, options.faults.*fault.setting, fault.least, fault.most,
+                  fault.effect)
+            ->type_name(fault.argument);
+    }
 }
 
 void addScript(CLI::App& app, Options& options) {
@@ -243,6 +248,8 @@ ParsedOptions parseOptions(int argc, char** argv) {
     addScript(app, options);
     const auto status = app.read(argc, argv, [&] { checkPlaces(options); });
     if (status) return {std::nullopt, *status};
+    // Whoever is told to fall silent drops nobody for being so.
+    if (options.faults.halfOpenAt) options.handshakeLimit = 0;
     return {options, 0};
 }
 

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "Faults.h"
 #include "common/Values.h"
 
 namespace quarlo::phone {
@@ -69,6 +70,7 @@ struct Options {
     std::optional<Stage> stallAt;
     std::optional<Stage> dropAt;
     std::optional<unsigned> dropAfterFrames;
+    Faults faults;
 
     /** The head unit listens at the place, and the phone connects. */
     bool connects = false;

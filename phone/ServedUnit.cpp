@@ -42,16 +42,22 @@ void ServedUnit::stop() {
     bell.ring();
 }
 
+void ServedUnit::note(const std::string& text) const {
+    place.log.line("UNIT", labelOf(place.number) + text);
+}
+
 void ServedUnit::run(Link link) {
     try {
-        LinkStream stream(std::move(link), bell);
+        const auto noteFault = [this](const std::string& what) { note("fault: " + what); };
+        LinkStream stream(std::move(link), bell,
+                          {place.options.faults, place.options.seed, noteFault});
         serve(stream);
         report(Event::Closed);
         // A head unit that comes again as soon as it hears of the end finds this place free.
         hasEnded.store(true);
         finish(stream);
     } catch (const std::exception& problem) {
-        place.log.line("UNIT", std::string("given up: ") + problem.what());
+        note(std::string("given up: ") + problem.what());
     }
     hasEnded.store(true);
     hasGone.store(true);

@@ -57,6 +57,7 @@ class ServedUnit {
     void copyPicture(Picture& into, unsigned& seen) const;
 
   private:
+    void note(const std::string& text) const;
     void run(Link link);
     void serve(LinkStream& stream);
     bool isAwaited(const LinkStream& stream) const;

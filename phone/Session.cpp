@@ -34,13 +34,17 @@ void setText(qrString& string, const std::string& text) {
     string.Length = static_cast<UInt16>(text.size());
 }
 
+std::string labelOf(int number) {
+    return number > 1 ? std::to_string(number) + ": " : "";
+}
+
 Session::Session(Stream& stream, Screen& screen, const Options& options, const Log& log, int number)
     : connection(stream),
       shown(screen),
       given(options),
       output(log),
       place(number),
-      label(number > 1 ? std::to_string(number) + ": " : ""),
+      label(labelOf(number)),
       features(makeFeatures(*this)) {}
 
 Session::~Session() = default;

@@ -122,7 +122,7 @@ class Session {
     Witness witness;
     const Log& output;
     const int place;
-    const std::string label;  ///< of log lines: empty for the first head unit
+    const std::string label;  ///< of log lines
     HeadUnit unit;
     Judgement judgement;
     ServerCapabilities offered = eSERVERCAPABILITIES_None;
@@ -141,6 +141,9 @@ class Session {
     bool isClosing = false;  ///< ends as soon as everything queued is sent
     bool isOver = false;
 };
+
+/** What log lines of a head unit begin with: nothing for the first one. */
+std::string labelOf(int number);
 
 /** Whether the phone draws screens of this size. */
 bool isDrawable(int width, int height);

@@ -68,9 +68,17 @@ if(TARGET quarlo-phone AND TARGET quarlo-headunit)
   mirror_test(late fails "the time is over" --stall frames -- ${small} --seconds 0.5 --frames 3)
   mirror_test(dropped.init fails "closed the connection" --drop-at-stage init --
     ${small} --frames 3)
+  # In the smallest pieces, and slower than pictures are drawn.
+  mirror_test(fault.fragment pictures 2 --compression raw --fragment 3 -- ${small} --frames 2)
+  mirror_test(fault.slow pictures 2 --compression raw --slow 500000 -- ${small} --frames 2)
+  # Struck for the first time in the handshake.
+  foreach(fault duplicate=30 reorder=30 damage=3 damage=30)
+    mirror_test(fault.${fault} survives "fault: packet" --${fault} --
+      ${small} --frames 10 --watchdog 3 --seconds 30)
+  endforeach()
   mirror_test(dropped.frames fails "after 2 of 3" --drop-after-frames 2 -- ${small} --frames 3)
 
-  set(scenarios tcp unix_socket listening script refused silent interrupted gives_up nobody)
+  set(scenarios tcp unix_socket listening script cut refused silent half_open interrupted gives_up nobody)
   if(TARGET QUARLO-Decomp01)
     list(APPEND scenarios in_flight_zlib)
   endif()

@@ -5,6 +5,8 @@
 #       every one of COUNT pictures is on both sides the same
 #   mirror_test.sh BUILD TRANSPORT fails TEXT PHONE-OPTIONS -- HEADUNIT-OPTIONS
 #       the head unit ends with status 1 and one line on standard error that has TEXT
+#   mirror_test.sh BUILD TRANSPORT survives TEXT PHONE-OPTIONS -- HEADUNIT-OPTIONS
+#       the phone's log has TEXT, and the head unit ends with status 0, or with 1 and one line
 #   mirror_test.sh BUILD TRANSPORT attaches PROGRAM PHONE-OPTIONS -- ARGUMENTS
 #       the program comes to RUN, and to its end when the phone leaves
 #
@@ -110,6 +112,10 @@ case $mode in
         [ "$status" -eq 1 ] || fail "the head unit ended with status $status instead of 1"
         [ "$(wc -l <"$work/errors.log")" -eq 1 ] || fail "not one line on standard error"
         grep -qF -- "$expected" "$work/errors.log" || fail "nothing says '$expected'"
+        ;;
+    survives)
+        [ "$(wc -l <"$work/errors.log")" -eq "$status" ] || fail "it ended with status $status"
+        grep -qF -- "$expected" "$work/phone.log" || fail "the phone does not say '$expected'"
         ;;
     *) fail "no mode '$mode'" ;;
 esac

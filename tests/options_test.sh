@@ -84,6 +84,9 @@ done <<'TABLE'
 2 | phone --seed -1 | --seed ; 4294967295
 2 | phone --render-percent 101 | --render-percent ; 100
 2 | phone --drop-after-frames 2.5 | --drop-after-frames ; whole number
+2 | phone --cut-at 4294967296 | --cut-at ; 0 to 4294967295
+2 | phone --fragment 0 | --fragment ; 1 to 65536
+2 | phone --damage 101 | --damage ; 1 to 100
 2 | phone --max-seconds soon | --max-seconds ; 1000000
 2 | phone --size 640 | --size ; WIDTHxHEIGHT
 2 | phone --dump-frames /proc/none | --dump-frames ; /proc/none

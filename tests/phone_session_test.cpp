@@ -583,7 +583,8 @@ TEST(PhoneBadInput, WhatCameBeforeTheEndIsReadThoughNothingCanBeSent) {
     ASSERT_EQ(write(ends[1], "last", 4), 4);
     ASSERT_EQ(close(ends[1]), 0);
     const Bell bell;
-    LinkStream stream(Link(quarloLink_FromDescriptors(ends[0], ends[0], nullptr)), bell);
+    LinkStream stream(Link(quarloLink_FromDescriptors(ends[0], ends[0], nullptr)), bell,
+                      {{}, 1, nullptr});
     while (!stream.hasEnded()) bell.wait(TimePoint::max());
     std::array<std::uint8_t, 8> bytes{};
     EXPECT_EQ(stream.write(bytes), 8);

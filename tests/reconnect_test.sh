@@ -50,9 +50,9 @@ counts_down() {
     eventually "no countdown" grep -qE 'LINK +next try in [1-9][0-9]* s' "$work/headunit.log"
 }
 
-# The pictures and the count go on where they stood.
+# goes_on FAULT...: the pictures and the count go on where they stood.
 goes_on() {
-    start_phone --drop-after-frames 3
+    start_phone "$@"
     start_unit --connect "$place" --reconnect --frames 6 --output "$work/pictures"
     phone_leaves
     counts_down
@@ -63,10 +63,15 @@ goes_on() {
     says 2 'protocol state RUN'
     [ "$(find "$work/pictures" -name 'frame-000[1-6].png' | wc -l)" -eq 6 ] || fail "not 6 pictures"
 }
-tcp() { goes_on; }
+tcp() { goes_on --drop-after-frames 3; }
 unix_socket() {
     listen=(--unix "$work/socket")
-    goes_on
+    goes_on --drop-after-frames 3
+}
+# Soon after the first picture, which is whole.
+cut() {
+    goes_on --compression raw --cut-at 265000
+    grep -qF 'fault: the connection is cut after 265000 bytes' "$work/phone.log" || fail "no cut"
 }
 
 # come_phone PLACE OPTIONS...: to the head unit, which may listen later.
@@ -129,6 +134,17 @@ silent() {
     phone_leaves
     counts_down
     says 1 'LINK +no sign of life'
+    start_phone
+    ends 0
+}
+
+# In the first picture; nobody but the one who waits can know.
+half_open() {
+    start_phone --compression raw --half-open-at 100000
+    start_unit --connect "$place" --reconnect --watchdog 1 --frames 2
+    eventually "the watchdog is silent" grep -qE 'LINK +no sign of life' "$work/headunit.log"
+    kill "$phone"
+    phone_leaves
     start_phone
     ends 0
 }
