@@ -48,7 +48,9 @@ int startWithoutSignals(pthread_t& thread, void* (*body)(void*), void* argument)
 // What is captured is the driver's: nobody else may read it.
 int openFile(const char* path) {
     if (strcmp(path, "-") == 0) return fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
-    return open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    // A day of pictures is more than 32 bits count.
+    constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_LARGEFILE;
+    return open(path, flags, S_IRUSR | S_IWUSR);
 }
 
 const char* explain(int error) {
