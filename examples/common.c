@@ -10,6 +10,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -90,6 +91,7 @@ static int hasStopped(void) {
 
 static void connectTo(const char* address, const char* port) {
     struct sockaddr_in phone = {.sin_family = AF_INET};
+    const struct timeval limit = {.tv_sec = 5};
     const int yes = 1;
     phone.sin_port = htons((UInt16)atoi(port));
     connection.socket = socket(AF_INET, SOCK_STREAM, 0);
@@ -99,6 +101,7 @@ static void connectTo(const char* address, const char* port) {
         exit(1);
     }
     setsockopt(connection.socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+    setsockopt(connection.socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
 }
 
 void* openSession(int argc, char** argv) {

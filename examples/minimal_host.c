@@ -10,6 +10,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 enum { WIDTH = 1280, HEIGHT = 720 };
@@ -108,6 +109,7 @@ static void configure(Host* host) {
 int main(int argc, char** argv) {
     Host host = {.sending = PTHREAD_MUTEX_INITIALIZER};
     struct sockaddr_in phone = {.sin_family = AF_INET};
+    const struct timeval limit = {.tv_sec = 5};
     const int yes = 1;
     Int32 errorNumber = 0;
     if (argc != 3 || inet_pton(AF_INET, argv[1], &phone.sin_addr) != 1) {
@@ -121,6 +123,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     setsockopt(host.socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+    setsockopt(host.socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
     sem_init(&ended, 0, 0);
     signal(SIGINT, onInterrupt);
 

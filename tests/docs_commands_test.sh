@@ -26,6 +26,7 @@ promised() {
         *minimal_host*) echo '^minimal_host: 100 updates' ;;
         *links_attach*) echo '^links_attach: the phone closed the connection' ;;
         *links_host*) echo '^running' ;;
+        *several_phones*) echo '^phone 0 is there' ;;
         *guide_audio*) echo '^channel of request 1 closed' ;;
         *phone.script*) echo 'STEP .*no-faults' ;;
         *socat*) echo '^ok' ;;
