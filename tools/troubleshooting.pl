@@ -26,7 +26,7 @@ print <<'END';
      tools/troubleshooting.sh > docs/troubleshooting.md -->
 
 All errors (ERR) and warnings (WRN) that the library traces. A host sees them with `quarlo_SetTraceOutput`; which
-classes are traced, `quarlo_SetTraceClass` says. `%d` and the like stand for what is filled in. `quarlo-headunit --trace warning` shows
+classes are traced, `quarlo_SetTraceClass` says: warnings alone until it is called. `%d` and the like stand for what is filled in. `quarlo-headunit --trace warning` shows
 them for a phone at hand. Failures of links are told in words by `quarloLink_GetEndText`.
 END
 for my $part (@parts) {
