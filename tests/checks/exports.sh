@@ -28,6 +28,10 @@ awk -v node="$version" '!($2 == "A" && $3 ~ "^" node) { print $3 }' "$work/nm" |
 sed "s/\$/@@$version/" "$work/map.sorted" | sort >"$work/expected"
 same "exported by ${1##*/}" "$work/exported" "libquarlo.map" "$work/expected"
 
+# Debian's packages tell by it which version a host needs.
+sed -n "s/^ \(.*\)@$version .*/\1/p" debian/libquarlo1.symbols | grep -vx "$version" >"$work/debian"
+same "debian/libquarlo1.symbols" "$work/debian" "libquarlo.map" "$work/map.sorted"
+
 soname=$(readelf -d "$1" | sed -n 's/.*(SONAME).*\[\(.*\)\]$/\1/p')
 if [ "$soname" != libquarlo.so.1 ]; then
     echo "SONAME is \"$soname\", not libquarlo.so.1"

@@ -33,7 +33,7 @@ while read -r page; do
     while read -r link; do
         [[ $link =~ ^(https?|mailto): ]] || check "$page" "$link"
     done < <(awk '/^```/ { code = !code } !code' "$page" | grep -oE '\]\([^) ]+\)' | sed -E 's/^\]\(//; s/\)$//')
-done < <(git ls-files --cached --others --exclude-standard -- '*.md')
+done < <(find . \( -name build -o -name "build-*" -o -name out -o -name .git \) -prune -o -name "*.md" -print | sed "s:^\./::")
 
 echo "links: $links followed, $problems problems"
 [ "$links" -gt 0 ] && [ "$problems" -eq 0 ]
