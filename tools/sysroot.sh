@@ -1,6 +1,6 @@
 #!/bin/sh
 # tools/sysroot.sh ARCHITECTURE: lays out the Debian packages that the library's tests and plug-ins need of
-# another processor (armhf, s390x) in build/sysroot/ARCHITECTURE. Uses package lists of its own, so that the
+# another processor (armhf, arm64, s390x) in build/sysroot/ARCHITECTURE. Uses package lists of its own, so that the
 # packages of this machine, and what its apt knows, stay as they are. Does nothing when all are there.
 set -eu
 cd "$(dirname "$0")/.."
