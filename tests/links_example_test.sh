@@ -12,7 +12,7 @@ said() { [ "$(grep -cE -- "$2" "$work/$3")" -ge "$1" ]; }
 until_said() { eventually "$3 does not say '$2' $1 times" said "$@"; }
 
 start_phone() {
-    rm -f "$work/socket"
+    rm -f "$work/socket" "$work/phone.log"
     "$build/phone/quarlo-phone" --unix "$work/socket" --once --max-seconds 60 "$@" \
         >"$work/phone.log" 2>&1 &
     phone=$!
