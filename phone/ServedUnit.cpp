@@ -1,5 +1,7 @@
 #include "ServedUnit.h"
 
+#include <utility>
+
 #include "Apps.h"
 #include "HomeApp.h"
 
@@ -79,8 +81,10 @@ void ServedUnit::serve(LinkStream& stream) {
     session.note("connected");
     session.tell(witness());
     report(Event::Connected);
+    bool isTold = false;
     while (!isStopping.load() && session.step(now())) {
-        if (session.isRunning() && !hasRun.exchange(true)) report(Event::Running);
+        hasRun.store(session.isRunning());
+        if (session.isHeard() && !std::exchange(isTold, true)) report(Event::Running);
         perform(session);
         publish(screen);
         bell.wait(session.nextWake());

@@ -61,6 +61,8 @@ class Session {
     TimePoint nextWake() const;
     /** The handshake was completed. */
     bool isRunning() const { return hasRun; }
+    /** The head unit is in RUN, too: nothing that it is sent from now on is lost. */
+    bool isHeard() const { return hasBegun; }
 
     // For the features.
     const Options& options() const { return given; }
