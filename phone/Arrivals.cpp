@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
 namespace quarlo::phone {
@@ -106,6 +108,16 @@ Link Arrivals::connect(quarloLinkFailure& failure) const {
     if (!place.path.empty()) return Link(quarloLink_ConnectUnix(place.path.c_str(), &failure));
     return Link(quarloLink_ConnectTcpInterruptibly(place.host.c_str(), place.port, connectLimit,
                                                    bell.descriptor(), &failure));
+}
+
+void writePortFile(const std::string& path, unsigned port) {
+    const std::string draft = path + ".new";
+    std::ofstream file(draft);
+    file << port << "\n";
+    file.close();
+    std::error_code failure;
+    if (file) std::filesystem::rename(draft, path, failure);
+    if (!file || failure) throw std::runtime_error("cannot write " + path);
 }
 
 }  // namespace quarlo::phone

@@ -57,6 +57,10 @@ class Arrivals {
     std::thread thread;
 };
 
+/** Another process that waits for the file finds it either absent or complete. Throws
+ * std::runtime_error if it cannot be written. */
+void writePortFile(const std::string& path, unsigned port);
+
 }  // namespace quarlo::phone
 
 #endif

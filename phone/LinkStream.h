@@ -37,14 +37,13 @@ class LinkStream : public Stream {
     long read(std::span<std::uint8_t> room) override;
     long write(std::span<const std::uint8_t> bytes) override;
     bool isAllSent() const override;
+    void endSending() override;
     std::string end() const override;
 
     /** Something was received that nobody has read, or the connection has ended. */
     bool hasNews() const;
     /** What is received is of no interest any more: it is read and thrown away. */
     void ignoreInput();
-    /** Tells the head unit that nothing more comes. */
-    void endSending();
     bool hasEnded() const;
 
   private:

@@ -7,6 +7,8 @@
 #include "HomeApp.h"
 #include "Options.h"
 #include "Server.h"
+#include "check/Program.h"
+#include "check/Verdicts.h"
 #include "common/PngWriter.h"
 #ifdef QUARLO_PHONE_HAS_WINDOW
 #include "PhoneWindow.h"
@@ -61,6 +63,17 @@ int serve(const Options& options) {
     return verdict.empty() ? status : report(verdict);
 }
 
+int check(const Options& options) {
+    static const Bell bell;
+    catchSignals(bell);
+    return runCheck(options, bell, [] { return isStopRequested != 0; });
+}
+
+int listRules() {
+    std::fputs(listOfRules().c_str(), stdout);
+    return 0;
+}
+
 int renderOnly(const Options& options) {
     Screen screen(makeHomeApp(options.appName, options.seed));
     screen.open(findApp(options.app));
@@ -80,6 +93,8 @@ int main(int argc, char** argv) {
     const auto parsed = parseOptions(argc, argv);
     if (!parsed.options) return parsed.exitStatus;
     try {
+        if (parsed.options->rules) return listRules();
+        if (parsed.options->check) return check(*parsed.options);
         return parsed.options->renderOnly.empty() ? serve(*parsed.options)
                                                   : renderOnly(*parsed.options);
     } catch (const std::exception& problem) {

@@ -202,6 +202,31 @@ void addScript(CLI::App& app, Options& options) {
     addControl(app, options.control, scriptSteps());
 }
 
+void addCheck(CLI::App& app, Options& options) {
+    auto* check =
+        app.add_flag("--check", options.check,
+                     "Play a fixed plan against one head unit, print a table of rules and "
+                     "whether it keeps them, and exit: 0 without a FAIL, 1 with one, 3 "
+                     "without a session");
+    for (const char* other : {"--connect", "--serial", "--once", "--window", "--app", "--refuse",
+                              "--stall", "--drop-at-stage", "--drop-after-frames", "--render-only",
+                              "--script", "--control", "--cut-at", "--half-open-at", "--fragment",
+                              "--slow", "--duplicate", "--reorder", "--damage"})
+        check->excludes(app.get_option(other));
+    const auto takePort = [&options](const std::string& word) {
+        const auto port = parseNumber(word, 65535);
+        if (port) options.place = Endpoint::tcp("127.0.0.1", static_cast<UInt16>(*port));
+        return port.has_value();
+    };
+    auto* port = addWord(app, "--port", takePort, "a number from 0 to 65535",
+                         "Short for --listen 127.0.0.1:PORT, for a check");
+    port->needs(check);
+    for (const char* other : {"--listen", "--unix"}) port->excludes(app.get_option(other));
+    addPath(app, "--report", options.report, "FILE", "Also write the verdicts as JUnit XML")
+        ->needs(check);
+    app.add_flag("--rules", options.rules, "List the rules of a check and exit");
+}
+
 void checkPlaces(const Options& options) {
     checkControl(options.control);
     if (options.appName.size() > 65535)
@@ -246,6 +271,7 @@ ParsedOptions parseOptions(int argc, char** argv) {
     addScreen(app, options);
     addFaults(app, options);
     addScript(app, options);
+    addCheck(app, options);
     const auto status = app.read(argc, argv, [&] { checkPlaces(options); });
     if (status) return {std::nullopt, *status};
     // Whoever is told to fall silent drops nobody for being so.

@@ -37,6 +37,7 @@ struct Options {
     /** Where head units come from: an address or socket to listen on, or a serial line. */
     Endpoint place = Endpoint::tcp("127.0.0.1", 5910);
     std::string portFile;
+    std::string report;  ///< of a check
     unsigned mostUnits = 8;
     /** In seconds; 0: none. */
     unsigned handshakeLimit = 10;
@@ -80,6 +81,10 @@ struct Options {
     bool once = false;
     std::optional<double> maxSeconds;
     bool verbose = false;
+    /** Grade one head unit and end. */
+    bool check = false;
+    /** List the rules of a check and end. */
+    bool rules = false;
 };
 
 /** A change of the options while the program runs. */

@@ -2,9 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <stdexcept>
 
 namespace quarlo::phone {
 namespace {
@@ -20,17 +17,6 @@ TimePoint endOf(const std::optional<double>& seconds) {
     if (!seconds) return TimePoint::max();
     return now() +
            std::chrono::duration_cast<TimePoint::duration>(std::chrono::duration<double>(*seconds));
-}
-
-/// Another process that waits for the file finds it either absent or complete.
-void writePortFile(const std::string& path, unsigned port) {
-    const std::string draft = path + ".new";
-    std::ofstream file(draft);
-    file << port << "\n";
-    file.close();
-    std::error_code failure;
-    if (file) std::filesystem::rename(draft, path, failure);
-    if (!file || failure) throw std::runtime_error("cannot write " + path);
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include "Feature.h"
 #include "Judgement.h"
 #include "Options.h"
+#include "PacketBytes.h"
 #include "PixelFormat.h"
 #include "QUARLO-WirePackets.h"
 #include "Screen.h"
@@ -170,16 +171,9 @@ void Session::on(Handler handler) {
 template <class P, class Fill>
 void Session::send(Fill fill) {
     sendDirect([&](std::vector<std::uint8_t>& out) {
-        const std::unique_ptr<P, void (*)(P*)> packet(wire::newPacket<P>(), wire::deletePacket<P>);
-        if (packet == nullptr) return false;
-        fill(*packet);
-        void* buffer = nullptr;
-        UInt32 size = 0;
-        wire::packetToBuffer(&buffer, &size, packet.get());
-        const auto* bytes = static_cast<const std::uint8_t*>(buffer);
-        if (size != 0) out.insert(out.end(), bytes, bytes + size);
-        quarlo_free(buffer);
-        return size != 0;
+        const PacketBytes bytes = bytesOf<P>(fill);
+        out.insert(out.end(), bytes.begin(), bytes.end());
+        return !bytes.empty();
     });
 }
 

@@ -21,6 +21,8 @@ class Stream {
     virtual long write(std::span<const std::uint8_t> bytes) = 0;
     /** Nothing that was taken waits to be sent. */
     virtual bool isAllSent() const { return true; }
+    /** Tells the head unit that nothing more comes, and goes on reading. */
+    virtual void endSending() {}
     /** How the connection has ended, for people. */
     virtual std::string end() const { return "the head unit closed the connection"; }
 };

@@ -50,6 +50,7 @@ elsewhere() {
             local preset=${1#*--preset }
             grep -q "\"name\": \"${preset%% *}\"" CMakePresets.json
             ;;
+        "quarlo-phone --check "*) grep -q "tools/check.script" tests/check_test.sh ;;
         "cmake --install "* | "cmake -B build "* | "cmake --build build "* | build/fuzz/* | build/release/bench/* | \
             tools/coverage.sh | tools/bench.sh*) true ;;
         *) return 1 ;;

@@ -78,6 +78,16 @@ if(TARGET quarlo-phone AND TARGET quarlo-headunit)
   endforeach()
   mirror_test(dropped.frames fails "after 2 of 3" --drop-after-frames 2 -- ${small} --frames 3)
 
+  set(scenarios formats faults)
+  if(TARGET QUARLO-Decomp01)
+    list(APPEND scenarios script)
+  endif()
+  foreach(scenario IN LISTS scenarios)
+    add_test(NAME check.${scenario} COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/check_test.sh
+      ${PROJECT_BINARY_DIR} ${scenario})
+    set_tests_properties(check.${scenario} PROPERTIES LABELS e2e TIMEOUT 180 COST 20)
+  endforeach()
+
   set(scenarios tcp unix_socket listening script cut refused silent half_open interrupted gives_up nobody)
   if(TARGET QUARLO-Decomp01)
     list(APPEND scenarios in_flight_zlib)

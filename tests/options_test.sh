@@ -143,6 +143,16 @@ done <<'TABLE'
 2 | headunit --connect h:1 --store %D | --store ; '%D' is no store
 2 | headunit --connect h:1 --colour | --colour
 
+0 | phone --rules | wire.framing
+2 | phone --check --once | --once
+2 | phone --check --window | --window
+2 | phone --check --refuse init | --refuse
+2 | phone --check --serial /dev/null | --serial
+2 | phone --check --port 65536 | --port ; 65535
+2 | phone --check --port 1 --unix x | --port ; --unix
+2 | phone --port 1 | --check
+2 | phone --report x | --check
+
 2 | info --colour | --colour ; quarlo-info --help
 2 | soak --seconds 0 | --seconds
 2 | soak --instances 65 | --instances

@@ -110,6 +110,8 @@ class Rig {
             setText(*packet.Name, "test unit");
             packet.ScreenWidth = static_cast<UInt16>(width);
             packet.ScreenHeight = static_cast<UInt16>(height);
+            packet.Capabilities =
+                eCLIENTCAPABILITIES_ScreenCopy | eCLIENTCAPABILITIES_PacketExtensions;
             packet.SupportedCompressions = supported;
             *packet.FrameProperties = {layout.format, layout.order, wanted, layout.bytesPerPixel()};
         });

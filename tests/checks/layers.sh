@@ -61,10 +61,11 @@ check_library_file() {
     done
 }
 
-# The headers of other directories that a file includes: with their path, or by a name that only they have.
+# neighbours FILE DIRECTORY: the headers outside the directory that a file of it includes, with their path or by a name
+# that only they have.
 neighbours() {
     sed -nE 's/^[[:space:]]*#[[:space:]]*include[[:space:]]*"([^"]+)".*/\1/p' "$1" | while read -r header; do
-        [ ! -e "$(dirname "$1")/$header" ] || continue
+        if [ -e "$(dirname "$1")/$header" ] || [ -e "$2/$header" ]; then continue; fi
         for directory in common display phone headunit; do
             [[ $header != "$directory/"* && ! -e $directory/$header ]] || echo "$directory/${header##*/}"
         done
@@ -77,7 +78,7 @@ check_outside() {
     local file header theirs
     [ -d "$1" ] || return 0
     while read -r file; do
-        for header in $(neighbours "$file"); do
+        for header in $(neighbours "$file" "$1"); do
             [[ " ${3-} " == *" ${header%%/*} "* ]] || problem "$file includes $header (allowed here: ${3-nothing})"
         done
         for header in $(includes "$file"); do

@@ -1,0 +1,84 @@
+/* What head units and phones say in the tests of a check, as bytes by hand. */
+#ifndef QUARLO_TESTS_PHONE_CHECK_BYTES_H
+#define QUARLO_TESTS_PHONE_CHECK_BYTES_H
+
+#include "Bytes.h"
+
+namespace quarlo::phone {
+
+using test::Bytes;
+using test::packet;
+using test::text;
+using test::u16;
+using test::u32;
+using test::u8;
+using test::operator+;
+
+inline Bytes version(unsigned minor = 2) {
+    return packet(1, u16(1) + u16(minor) + u16(0));
+}
+
+struct Init {
+    unsigned width = 800, capabilities = 0x3C, format = 3, order = 2, wanted = 0, pixel = 4;
+    unsigned supported = 7, key = 12, encoding = 1;
+};
+inline Bytes init(const Init& i = {}) {
+    return packet(11, text("unit", i.encoding) + u16(i.width) + u16(480) + u16(150) + u16(90) +
+                          u32(i.capabilities) + u8(i.format) + u8(i.order) + u32(i.wanted) +
+                          u8(i.pixel) + u32(i.supported) + u8(1) + u16(0xFE00) + u8(2) + u8(1) +
+                          u8(i.key));
+}
+inline Bytes custom(unsigned channel, unsigned type, const Bytes& content) {
+    return packet(67,
+                  u8(channel) + u16(type) + u16(static_cast<unsigned>(content.size())) + content);
+}
+inline Bytes fromPhone(unsigned channel, unsigned type, const std::string& content) {
+    return packet(68, u8(channel) + u16(type) + u16(static_cast<unsigned>(content.size())) +
+                          Bytes(content.begin(), content.end()));
+}
+inline Bytes request(unsigned width = 800, unsigned incremental = 0, unsigned x = 0) {
+    return packet(25, u16(x) + u16(0) + u16(width) + u16(480) + u8(incremental));
+}
+inline Bytes touch(unsigned kind, unsigned finger, unsigned time = 9, unsigned x = 799) {
+    return packet(33, u8(1) + u8(kind) + u16(x) + u16(479) + u32(finger) + u32(time));
+}
+inline Bytes audio(unsigned id, unsigned status, unsigned result = 0) {
+    return packet(59, u32(id) + u8(status) + u8(result));
+}
+inline Bytes wish(unsigned id, unsigned command, unsigned type, unsigned seconds) {
+    return packet(58, u32(id) + u8(command) + u8(type) + u16(seconds));
+}
+inline Bytes icon(const std::string& url, unsigned pixel = 4, unsigned compression = 0) {
+    return packet(71, u16(48) + u16(48) + u8(3) + u8(2) + u32(compression) + u8(pixel) + text(url));
+}
+inline Bytes start(const std::string& url) {
+    return packet(73, text(url) + u8(0) + u8(1) + text("key") + text("value"));
+}
+inline Bytes flag(unsigned type, unsigned value) {
+    return packet(type, u8(value));
+}
+inline Bytes filter(unsigned one, unsigned two) {
+    return packet(54, u8(2) + u32(one) + u32(two));
+}
+inline Bytes ping(unsigned counter) {
+    return packet(128, u32(counter));
+}
+inline Bytes pong(unsigned counter) {
+    return packet(129, u32(counter));
+}
+inline Bytes value(unsigned key, const std::string& json, unsigned encoding = 1) {
+    return packet(55, u32(key) + text(json, encoding));
+}
+/// An update with one empty rectangle.
+inline Bytes update() {
+    return packet(26, u8(1) + Bytes(8 + 7 + 2 + 4));
+}
+inline Bytes appInfo() {
+    return packet(70, u32(1) + text("app:1") + text("One") + u32(1) + text("") + text("") + u8(1) +
+                          u32(1) + u8(3) + u8(0) + Bytes{'e', 'n', 'g'});
+}
+inline const std::string sentence = "$GPGGA,1*4B";
+
+}  // namespace quarlo::phone
+
+#endif
