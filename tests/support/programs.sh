@@ -17,11 +17,12 @@ fail() {
     exit 1
 }
 
-# eventually WHAT COMMAND...: waits until the command succeeds; WHAT is wrong if it never does.
+# eventually WHAT COMMAND...: waits until the command succeeds; WHAT is wrong if it never does. A test that waits
+# for more than half a minute sets tries, twenty a second.
 eventually() {
     local what=$1 i
     shift
-    for ((i = 0; i < 600; ++i)); do
+    for ((i = 0; i < ${tries:-600}; ++i)); do
         ! "$@" >/dev/null 2>&1 || return 0
         sleep 0.05
     done
