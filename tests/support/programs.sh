@@ -6,7 +6,7 @@ work=$(mktemp -d)
 phone='' unit='' host=''
 finish() {
     local process
-    for process in $phone $unit $host; do kill "$process" && kill -CONT "$process"; done 2>/dev/null
+    for process in $phone $unit $host; do kill -- "$process" && kill -CONT -- "$process"; done 2>/dev/null
     rm -rf "$work"
 }
 trap finish EXIT
