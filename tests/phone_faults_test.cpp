@@ -84,7 +84,7 @@ TEST(PhoneFaults, AreTheSameForTheSameSeedInWhateverPiecesPacketsCome) {
     for (const Faults& faults : {with(&Faults::duplicate, 30), with(&Faults::reorder, 30),
                                  with(&Faults::damage, 30), all}) {
         const Sent sent = sendAll(faults);
-        for (const std::size_t step : {1, 10, 4999, 1'000'000}) {
+        for (const std::size_t step : std::initializer_list<std::size_t>{1, 10, 4999, 1'000'000}) {
             const Sent again = sendAll(faults, 1, step);
             EXPECT_EQ(again.bytes, sent.bytes) << step;
             // What is cut off is noted when its last byte has come.
