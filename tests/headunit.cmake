@@ -119,7 +119,8 @@ endif()
 if(TARGET quarlo-phone AND TARGET quarlo-headunit AND TARGET quarlo-contact-sheet AND TARGET QUARLO-Decomp00
    AND TARGET QUARLO-Decomp01)
   set(tour ${CMAKE_CURRENT_BINARY_DIR}/tour)
-  add_test(NAME tour.plays COMMAND bash ${PROJECT_SOURCE_DIR}/tools/tour.sh ${PROJECT_BINARY_DIR} ${tour})
+  add_test(NAME tour.plays COMMAND bash ${PROJECT_SOURCE_DIR}/tools/tour.sh ${PROJECT_BINARY_DIR} ${tour}
+    --dump ${tour}/tour.dump)
   set_tests_properties(tour.plays PROPERTIES LABELS e2e TIMEOUT 300 FIXTURES_SETUP tour)
   quarlo_test(tour_test LABELS e2e SOURCES tour_test.cpp LIBRARIES PkgConfig::cairo)
   # It looks at a hundred million pixels.
