@@ -158,6 +158,7 @@ bool MirrorWindow::touch(const std::vector<FingerEvent>& events) {
     if (unit == nullptr) return false;
     const Size frame = board.status().frame;
     std::vector<TouchEvent> touches;
+    touches.reserve(events.size());
     for (const FingerEvent& event : events) {
         touches.push_back(
             {event.type, static_cast<UInt16>(display::pixelAt(event.at.x, frame.width)),

@@ -98,7 +98,7 @@ What screenshot(const std::string& name) {
     return [name, isAwaited = false](Scene& scene, Turn& turn) mutable -> Outcome {
         if (turn.isFirst && scene.unit.hasFrames()) {
             isAwaited = true;
-            const Outcome result = resultOf(scene.unit.change(Refresh{}));
+            Outcome result = resultOf(scene.unit.change(Refresh{}));
             if (!result->empty()) return result;
         }
         if (isAwaited && !scene.sawWhole && !turn.isOver(screenshotPatience)) return goesOn;

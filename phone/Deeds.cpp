@@ -18,7 +18,7 @@ std::optional<History<Happening>::Number> find(const Scene& scene, History<Happe
 
 }  // namespace
 
-Performed errand(State needed, std::function<void(Session&)> act) {
+Performed errand(State needed, const std::function<void(Session&)>& act) {
     using Flag = std::atomic<bool>;
     return [needed, act, isDone = std::shared_ptr<Flag>()](Scene& scene, Turn&) mutable -> Outcome {
         if (isDone != nullptr && isDone->load()) return isWellDone;
@@ -100,7 +100,7 @@ Performed dropNow() {
                Scene& scene, Turn& turn) mutable -> Outcome {
         if (turn.isFirst) from = scene.director.history().end();
         if (!isAsked) {
-            const Outcome outcome = end(scene, turn);
+            Outcome outcome = end(scene, turn);
             if (!outcome || !outcome->empty()) return outcome;
             isAsked = true;
         }

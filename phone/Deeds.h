@@ -14,7 +14,7 @@ namespace quarlo::phone {
  * Something that is done on the session's thread. A script waits for the head unit, and for the
  * next one where this one leaves before it was done.
  */
-Performed errand(State needed, std::function<void(Session&)> act);
+Performed errand(State needed, const std::function<void(Session&)>& act);
 Performed sending(State needed, const std::vector<UInt8>& bytes);
 /** @param fields that exist; without enough room in the packet the step fails */
 Performed sendingPacket(std::string_view name,

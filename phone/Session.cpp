@@ -16,7 +16,7 @@ constexpr std::size_t largestPacketTaken = std::size_t{4} * 1024 * 1024;
 constexpr std::size_t mostQueued = std::size_t{256} * 1024;
 /// A head unit that reads the end of the handshake together with what follows may not be ready for
 /// that yet: what it sends by itself says that it is. One that says nothing gets this time.
-constexpr std::chrono::milliseconds settling{1000};
+constexpr std::chrono::milliseconds settling{3000};
 
 }  // namespace
 

@@ -137,7 +137,7 @@ class Rig {
         tellDone();
         settle();
         ASSERT_TRUE(session->isRunning());
-        step(1000);
+        step(3000);
         stream.fromPhone.clear();
         canvas = Picture(width, height, 0xFF000000);
     }
