@@ -2,6 +2,7 @@
 // end. One thread.
 #include "Plan.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -22,8 +23,11 @@ PacketBytes stateOf(unsigned type, UInt8 value) {
 }
 
 PacketBytes withText(std::uint8_t encoding, const std::string& text) {
-    PacketBytes bytes{encoding, static_cast<std::uint8_t>(text.size()), 0};
-    bytes.insert(bytes.end(), text.begin(), text.end());
+    constexpr std::size_t head = 3;
+    PacketBytes bytes(head + text.size());
+    bytes[0] = encoding;
+    bytes[1] = static_cast<std::uint8_t>(text.size());
+    std::copy(text.begin(), text.end(), bytes.begin() + head);
     return bytes;
 }
 
