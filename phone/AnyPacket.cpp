@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "NamedFields.h"
+#include "RecordsOnly.h"
 #include "common/Names.h"
 #include "common/Words.h"
 
@@ -21,23 +22,13 @@ constexpr std::uint64_t mostEntries = 256;
 constexpr std::size_t longestRun = std::size_t{1024} * 1024;
 
 /// Gives every member record memory that has none, at every depth.
-struct Complete {
-    template <Scalar T>
-    bool operator()(T&) {
-        return true;
-    }
-    template <std::size_t N>
-    bool operator()(UInt8 (&)[N]) {
-        return true;
-    }
+struct Complete : RecordsOnly {
+    using RecordsOnly::operator();
+
     template <class R>
     bool operator()(R*& member) {
         if (member == nullptr) member = Heap::make<R>();
         return member != nullptr && wire::Layout<R>::each(*member, *this);
-    }
-    template <Scalar C, Scalar T>
-    bool operator()(C&, T*&) {
-        return true;
     }
     template <Scalar C, class R>
     bool operator()(C& count, R**& list) {

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "RecordsOnly.h"
+
 namespace quarlo::phone {
 namespace {
 
@@ -11,22 +13,12 @@ using wire::Scalar;
 using Bytes = std::span<const std::uint8_t>;
 
 /// Looks for records that are missing: entries of a list that were announced and did not come.
-struct FindMissing {
-    template <Scalar T>
-    bool operator()(const T&) {
-        return true;
-    }
-    template <std::size_t N>
-    bool operator()(const UInt8 (&)[N]) {
-        return true;
-    }
+struct FindMissing : RecordsOnly {
+    using RecordsOnly::operator();
+
     template <class R>
     bool operator()(R* const& member) {
         return member != nullptr && wire::Layout<R>::each(*member, *this);
-    }
-    template <Scalar C, Scalar T>
-    bool operator()(const C&, T* const&) {
-        return true;
     }
     template <Scalar C, class R>
     bool operator()(const C& count, R** const& list) {

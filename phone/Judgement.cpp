@@ -9,6 +9,7 @@
 
 #include "CustomDataRules.h"
 #include "QUARLO.Connector.IVI-API_C.h"
+#include "RecordsOnly.h"
 #include "common/PixelLayout.h"
 #include "common/Text.h"
 
@@ -34,7 +35,10 @@ void checkCompressions(Judgement& judgement, Rule rule, const char* name, FrameC
 }
 
 /// Judges every string of a packet, wherever it stands.
-struct Strings {
+struct Strings : RecordsOnly {
+    explicit Strings(Judgement& owner) : judgement(owner) {}
+    using RecordsOnly::operator();
+
     Judgement& judgement;
 
     bool operator()(qrString* const& text) {
@@ -44,18 +48,6 @@ struct Strings {
     template <class R>
     bool operator()(R* const& member) {
         return wire::Layout<R>::each(*member, *this);
-    }
-    template <Scalar T>
-    bool operator()(const T&) {
-        return true;
-    }
-    template <std::size_t N>
-    bool operator()(const UInt8 (&)[N]) {
-        return true;
-    }
-    template <Scalar C, Scalar T>
-    bool operator()(const C&, T* const&) {
-        return true;
     }
     template <Scalar C, class R>
     bool operator()(const C& count, R** const& list) {

@@ -46,8 +46,11 @@ static int takeGeometry(char** words, Display* display) {
 static int openDisplay(const char* path, int words, char** geometry, Display* display) {
     const int device = open(path, O_RDWR | O_CLOEXEC);
     void* mapped = MAP_FAILED;
+    /* What is mapped behind the end of a file ends the process when it is written. */
     if (device >= 0 &&
-        (words == 3 ? takeGeometry(geometry, display) : askDevice(device, display))) {
+        (words == 3 ? takeGeometry(geometry, display) &&
+                          lseek(device, 0, SEEK_END) >= (off_t)(display->stride * display->height)
+                    : askDevice(device, display))) {
         mapped = mmap(NULL, display->stride * display->height, PROT_READ | PROT_WRITE, MAP_SHARED,
                       device, 0);
     }
@@ -116,6 +119,7 @@ int main(int argc, char** argv) {
                                   .configure = configure,
                                   .protocolCallback = onProtocol,
                                   .sendLimit = 2000};
+    quarloLinkFailure failure = {.size = sizeof failure};
     quarloSession* session;
     sigset_t ends;
     int number;
@@ -135,7 +139,8 @@ int main(int argc, char** argv) {
     sigaddset(&ends, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &ends, NULL); /* all threads to come leave them to sigwait() */
     quarlo_Init();
-    session = quarloSession_Start(&config, NULL);
+    session = quarloSession_Start(&config, &failure);
+    if (session == NULL) fprintf(stderr, "framebuffer: %s\n", failure.text);
     if (session != NULL) sigwait(&ends, &number);
     quarloSession_Delete(session); /* first: its threads draw */
     quarlo_Shutdown();

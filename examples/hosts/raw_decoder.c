@@ -104,6 +104,7 @@ int main(int argc, char** argv) {
                                   .configure = configure,
                                   .protocolCallback = onProtocol,
                                   .sendLimit = 2000};
+    quarloLinkFailure failure = {.size = sizeof failure};
     quarloSession* session;
     sigset_t ends;
     int number;
@@ -119,7 +120,8 @@ int main(int argc, char** argv) {
     sigaddset(&ends, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &ends, NULL); /* all threads to come leave them to sigwait() */
     quarlo_Init();
-    session = quarloSession_Start(&config, NULL);
+    session = quarloSession_Start(&config, &failure);
+    if (session == NULL) fprintf(stderr, "raw_decoder: %s\n", failure.text);
     if (session != NULL) sigwait(&ends, &number);
     quarloSession_Delete(session);
     quarlo_Shutdown();
