@@ -46,51 +46,6 @@ TEST(Primitives, AreLittleEndianInTheWidthOfTheirType) {
     expectScalar<PixelFormat>(FUNCTIONS(PixelFormat), static_cast<PixelFormat>(0xF7), "F7");
 }
 
-/** The widths of all enumerations on the wire, by hand. */
-TEST(Primitives, EnumerationsHaveTheirWidths) {
-    for (const auto sizeOf : {sizeOf_EventType,
-                              sizeOf_StringEncoding,
-                              sizeOf_Flag,
-                              sizeOf_PixelFormat,
-                              sizeOf_PixelEndianess,
-                              sizeOf_SoftkeyEventType,
-                              sizeOf_Softkey,
-                              sizeOf_TouchType,
-                              sizeOf_ClientDataType,
-                              sizeOf_ServerDataType,
-                              sizeOf_BlockMode,
-                              sizeOf_PhoneCallStatus,
-                              sizeOf_VoiceSupport,
-                              sizeOf_VoiceSupportConstraint,
-                              sizeOf_VoiceSessionStatus,
-                              sizeOf_VoiceSessionStatusConstraint,
-                              sizeOf_VoiceRequest,
-                              sizeOf_AudioType,
-                              sizeOf_AudioControl,
-                              sizeOf_AudioStatus,
-                              sizeOf_AudioRequestResultCode,
-                              sizeOf_CustomDataEvent,
-                              sizeOf_ClientCustomDataKeyCode,
-                              sizeOf_ServerCustomDataKeyCode,
-                              sizeOf_NavigateToType,
-                              sizeOf_LauncherState,
-                              sizeOf_AppStartStatus,
-                              sizeOf_AppInstallationStatus}) {
-        EXPECT_EQ(sizeOf(), 1U);
-    }
-    for (const auto sizeOf : {sizeOf_ClientCustomDataStringType, sizeOf_ServerCustomDataStringType,
-                              sizeOf_ClientCustomDataIntType, sizeOf_ServerCustomDataIntType,
-                              sizeOf_ClientCustomDataRawType, sizeOf_ServerCustomDataRawType,
-                              sizeOf_ClientCustomDataCanType, sizeOf_ServerCustomDataCanType,
-                              sizeOf_ClientCustomDataKeyType, sizeOf_ServerCustomDataKeyType}) {
-        EXPECT_EQ(sizeOf(), 2U);
-    }
-    for (const auto sizeOf :
-         {sizeOf_FrameCompression, sizeOf_ServerCapabilities, sizeOf_ClientCapabilities}) {
-        EXPECT_EQ(sizeOf(), 4U);
-    }
-}
-
 /** A record and back: its bytes, its size, and the same bytes again from what was read. */
 template <class R, class Delete>
 void expectRecord(UInt32 (*sizeOf)(const R*), R* (*read)(void**), void* (*write)(void*, const R*),
