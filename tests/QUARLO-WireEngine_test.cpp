@@ -10,9 +10,8 @@
 
 #include <algorithm>
 #include <limits>
-#include <random>
 
-#include "Allocations.h"
+#include "Calls.h"
 #include "QUARLO-WirePackets.h"
 #include "Wire.h"
 
@@ -50,10 +49,7 @@ class Brink {
 class BoundedDecoding : public testing::Test {
   protected:
     BoundedDecoding() { memory.prepare(); }
-    ~BoundedDecoding() override {
-        memory.release();
-        EXPECT_EQ(allocations::live(), before) << "leaked";
-    }
+    ~BoundedDecoding() override { memory.release(); }
     /** Expects that the bytes are too few, however the decoder notices. */
     void expectBeyond(const PacketCase& each, wire::Bounded in) {
         const UInt8* end = in.end;
@@ -63,7 +59,6 @@ class BoundedDecoding : public testing::Test {
         memory.reset();
     }
 
-    const long before = allocations::live();
     Brink brink;
     wire::Scratch memory;
 };
@@ -77,22 +72,16 @@ TEST_F(BoundedDecoding, ReadsWholePacketsAndLeavesTheirBytesInPlace) {
         ASSERT_NE(packet, nullptr);
         EXPECT_EQ(in.at, in.end);
         EXPECT_FALSE(in.wentBeyond);
-        each.check(packet);
-        for (const Contents::Run& run : each.contents(packet).byteRuns) {
+        const Contents contents = each.contents(packet);
+        EXPECT_EQ(contents.fields, each.fields);
+        for (const Contents::Run& run : contents.byteRuns) {
             EXPECT_GE(run.at, start);
             EXPECT_LE(run.at + run.size, in.end);
         }
         memory.reset();
-    }
-}
-
-TEST_F(BoundedDecoding, RefusesAnotherTypeWithoutGoingBeyond) {
-    for (const PacketCase& each : packetCases()) {
-        SCOPED_TRACE(each.name);
-        Bytes bytes = each.whole.bytes;
-        bytes[0] ^= 0x40;
-        wire::Bounded in = brink.put(bytes);
-        const UInt8* start = in.at;
+        Bytes another = each.whole.bytes;
+        another[0] ^= 0x40;
+        in = brink.put(another);
         EXPECT_EQ(each.decodeBounded(in, memory), nullptr);
         EXPECT_FALSE(in.wentBeyond);
         EXPECT_EQ(in.at, start + 9);
@@ -106,9 +95,6 @@ TEST_F(BoundedDecoding, StopsWhereverThePacketIsCut) {
         for (std::size_t length = 0; length < each.whole.bytes.size(); ++length) {
             SCOPED_TRACE("cut to " + std::to_string(length));
             expectBeyond(each, brink.put(each.whole.bytes, length));
-            const Bytes cut(each.whole.bytes.begin(),
-                            each.whole.bytes.begin() + static_cast<std::ptrdiff_t>(length));
-            expectBeyond(each, {cut.data(), cut.data() + length});
         }
     }
 }
@@ -154,45 +140,6 @@ TEST_F(BoundedDecoding, ReservesInProportionToWhatWasReceived) {
             memory.reset();
         }
     }
-}
-
-TEST_F(BoundedDecoding, SurvivesMutatedPackets) {
-    std::mt19937 random(20240611);  // NOLINT: the same bytes in every run
-    const auto below = [&random](std::size_t limit) { return random() % limit; };
-    unsigned whole = 0;
-    unsigned beyond = 0;
-    for (int round = 0; round < 400; ++round) {
-        for (const PacketCase& each : packetCases()) {
-            Bytes bytes = each.whole.bytes;
-            for (auto changes = below(4) + 1; changes > 0; --changes) {
-                bytes[1 + below(bytes.size() - 1)] = static_cast<std::uint8_t>(random());
-            }
-            for (auto extra = below(8); extra > 0; --extra) {
-                bytes.push_back(static_cast<std::uint8_t>(random()));
-            }
-            wire::Bounded in = brink.put(bytes);
-            const UInt8* start = in.at;
-            void* packet = each.decodeBounded(in, memory);
-            ASSERT_LE(in.at, in.end);
-            ASSERT_GE(in.at, start);
-            ASSERT_EQ(packet == nullptr, in.wentBeyond);
-            if (packet != nullptr) {
-                const Contents contents = each.contents(packet);
-                ASSERT_EQ(contents.holes, 0U);
-                ASSERT_TRUE(contents.countsAreHonest);
-                for (const Contents::Run& run : contents.byteRuns) {
-                    ASSERT_GE(run.at, start);
-                    ASSERT_LE(run.at + run.size, in.at);
-                }
-                ++whole;
-            } else {
-                ++beyond;
-            }
-            memory.reset();
-        }
-    }
-    EXPECT_GT(whole, 1000U);
-    EXPECT_GT(beyond, 1000U);
 }
 
 /** Arrays of wider values are copied, so that they are aligned and in the host's order. */

@@ -5,51 +5,103 @@
 #include <stdexcept>
 
 #include "QUARLO-WirePackets.h"
+#include "QUARLO.Connector.IVI-API_C.h"
 #include "Samples.h"
 
 namespace quarlo::test {
 namespace {
 
-/** Lists what Layout shows of a decoded packet. */
-struct Survey {
+/** Writes what a record holds, with the names of its fields. */
+class Survey {
+  public:
     Contents found;
 
-    template <wire::Scalar T>
-    bool operator()(const T&) {
-        return true;
+    template <class R>
+    void record(const R& shown) {
+        found.fields += '{';
+        show(*this, shown);
+        if (found.fields.back() == ' ') found.fields.pop_back();
+        found.fields += '}';
     }
-    template <std::size_t N>
-    bool operator()(const UInt8 (&)[N]) {
-        return true;
+    template <class T>
+    void value(const char* name, T field) {
+        put(name, std::to_string(field));
+    }
+    void member(const char* name, const qrString* string) {
+        if (string == nullptr) return put(name, "null");
+        keep(string->pContent, string->Length);
+        std::string text = string->Encoding == eSTRINGENCODING_UTF8 ? "'" : "latin'";
+        if (string->pContent != nullptr) {
+            text.append(string->pContent, string->pContent + string->Length);
+        }
+        put(name, text + "'");
     }
     template <class R>
-    bool operator()(R* const& member) {
-        return member != nullptr && wire::Layout<R>::each(*member, *this);
+    void member(const char* name, const R* nested) {
+        found.fields += name;
+        if (nested != nullptr) record(*nested);
+        found.fields += ' ';
     }
-    template <wire::Scalar C, wire::Scalar T>
-    bool operator()(const C& count, T* const& run) {
-        found.countsAreHonest = found.countsAreHonest && (count != 0) == (run != nullptr);
-        if (sizeof(T) == 1 && count != 0) {
-            found.byteRuns.push_back({reinterpret_cast<const UInt8*>(run), count});
+    template <class T>
+    void run(const char* name, std::size_t count, const T* values) {
+        if (sizeof(T) == 1) keep(values, count);
+        found.countsAreHonest &= (count != 0) == (values != nullptr);
+        numbers(name, values == nullptr ? 0 : count, values);
+    }
+    template <class T>
+    void numbers(const char* name, std::size_t count, const T* values) {
+        std::string text;
+        for (std::size_t i = 0; i < count; ++i) {
+            text += (i == 0 ? "" : " ") + std::to_string(values[i]);
         }
-        return true;
+        put(name, "[" + text + "]");
     }
-    template <wire::Scalar C, class R>
-    bool operator()(const C& count, R** const& list) {
-        found.countsAreHonest = found.countsAreHonest && (count != 0) == (list != nullptr);
-        bool hasHole = false;
-        for (std::uint64_t i = 0; list != nullptr && i < count; ++i) {
-            if (list[i] == nullptr) {
-                hasHole = true;
+    template <class R>
+    void list(const char* name, std::size_t count, R* const* entries) {
+        found.countsAreHonest &= (count != 0) == (entries != nullptr);
+        const unsigned holesBefore = found.holes;
+        found.fields += std::string(name) + "=[";
+        for (std::size_t i = 0; entries != nullptr && i < count; ++i) {
+            if (entries[i] == nullptr) {
                 ++found.holes;
-            } else {
-                found.holesAreAtEnds = found.holesAreAtEnds && !hasHole;
-                wire::Layout<R>::each(*list[i], *this);
+                continue;
             }
+            found.holesAreAtEnds &= found.holes == holesBefore;
+            record(*entries[i]);
         }
-        return true;
+        found.fields += "] ";
+    }
+
+  private:
+    void put(const char* name, const std::string& value) {
+        found.fields += std::string(name) + "=" + value + " ";
+    }
+    template <class T>
+    void keep(const T* run, std::size_t count) {
+        found.countsAreHonest &= (count != 0) == (run != nullptr);
+        if (count != 0) found.byteRuns.push_back({reinterpret_cast<const UInt8*>(run), count});
     }
 };
+
+#define SHOW(Kind, ...) SHOW_##Kind(__VA_ARGS__)
+#define SHOW_VALUE(Type, Name, unit, meaning) survey.value(#Name, shown.Name);
+#define SHOW_BYTES(Name, N, unit, meaning) survey.numbers(#Name, N, shown.Name);
+#define SHOW_MEMBER(Record, Name, unit, meaning) survey.member(#Name, shown.Name);
+#define SHOW_RUN(Count, Length, Type, Name, unit, meaning) \
+    survey.run(#Name, shown.Length, shown.Name);
+#define SHOW_LIST(Count, Length, Record, Name, unit, meaning) \
+    survey.list(#Name, shown.Length, shown.Name);
+#define QUARLO_RECORD(Shape, Name, ...)                                 \
+    [[maybe_unused]] void show(Survey& survey, const qr##Name& shown) { \
+        QUARLO_EACH_FIELD(SHOW, __VA_ARGS__)                            \
+    }
+#define QUARLO_PACKET(Event, Direction, Name, ...)         \
+    void show(Survey& survey, const packet##Name& shown) { \
+        QUARLO_EACH_FIELD(SHOW, __VA_ARGS__)               \
+    }
+#define QUARLO_EMPTY_PACKET(Event, Direction, Name) \
+    void show(Survey&, const packet##Name&) {}
+#include "QUARLO.Connector.IVI-API-Catalogue.def"
 
 template <class P>
 struct Family;
@@ -75,10 +127,9 @@ struct Family;
 #define QUARLO_EMPTY_PACKET(Event, Direction, X) FAMILY(X, )
 #include "QUARLO.Connector.IVI-API-Catalogue.def"
 
-template <class P>
-Golden wholeSample() {
-    const Golden payload = golden(Sample<P>::payload);
-    Golden whole{packet(Sample<P>::type, payload.bytes), payload.counts};
+Golden wholeSample(const Sample& sample) {
+    const Golden payload = golden(sample.payload);
+    Golden whole{packet(sample.type, payload.bytes), payload.counts};
     for (CountField& count : whole.counts)
         count.offset += whole.bytes.size() - payload.bytes.size();
     return whole;
@@ -87,9 +138,11 @@ Golden wholeSample() {
 template <class P>
 PacketCase packetCase() {
     using F = Family<P>;
+    static constexpr Sample sample = sampleOf(F::name);
     return {
         F::name,
-        wholeSample<P>(),
+        wholeSample(sample),
+        std::string(sample.fields),
         [] { return static_cast<void*>(F::create()); },
         [](void* p) { F::remove(static_cast<P*>(p)); },
         [](void** buffer) { return static_cast<void*>(F::decode(buffer)); },
@@ -100,17 +153,9 @@ PacketCase packetCase() {
         [](wire::Bounded& in, wire::Scratch& memory) {
             return static_cast<void*>(wire::decodePacket<P>(in, memory));
         },
-        [](void* p) {
-            Fill fill;
-            Sample<P>::each(*static_cast<P*>(p), fill);
-        },
-        [](void* p) {
-            Check check;
-            Sample<P>::each(*static_cast<P*>(p), check);
-        },
-        [](void* p) {
+        [](const void* p) {
             Survey survey;
-            wire::Layout<P>::each(*static_cast<const P*>(p), survey);
+            survey.record(*static_cast<const P*>(p));
             return survey.found;
         },
     };

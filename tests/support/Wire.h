@@ -6,6 +6,7 @@
 #define QUARLO_TESTS_WIRE_H
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -32,6 +33,7 @@ struct Contents {
         const UInt8* at;
         std::size_t size;
     };
+    std::string fields;  // "{Name='Bob' Keys=[1 2] Place{X=1}}"
     std::vector<Run> byteRuns;
     unsigned holes = 0;           // null entries of lists
     bool holesAreAtEnds = true;   // no entry follows a null one
@@ -42,15 +44,14 @@ struct Contents {
 struct PacketCase {
     const char* name;
     Golden whole;
+    std::string fields;  // of the packet as Contents tells them
     void* (*create)();
     void (*remove)(void* packet);
     void* (*decode)(void** buffer);
     void (*build)(void** buffer, UInt32* size, void* packet);
     void (*buildFromFields)(void** buffer, UInt32* size, qrPacketHeader* header, void* packet);
     void* (*decodeBounded)(wire::Bounded& in, wire::Scratch& memory);
-    void (*fill)(void* packet);
-    void (*check)(void* packet);
-    Contents (*contents)(void* packet);
+    Contents (*contents)(const void* packet);
 };
 
 /** All packets, in the order of their type bytes. */
@@ -61,11 +62,10 @@ inline qrPacketHeader*& headerOf(void* packet) {
     return *static_cast<qrPacketHeader**>(packet);
 }
 
-/** A new packet with every field set. */
+/** A packet of the heap with every field set. */
 inline void* filled(const PacketCase& each) {
-    void* packet = each.create();
-    each.fill(packet);
-    return packet;
+    void* at = const_cast<std::uint8_t*>(each.whole.bytes.data());
+    return each.decode(&at);
 }
 
 inline Bytes takeBuffer(void* buffer, UInt32 size) {
