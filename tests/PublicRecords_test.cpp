@@ -1,6 +1,7 @@
 /*
- * The memory layout of what hosts and plug-ins exchange with the library: a change here breaks
- * programs that are not compiled anew. Offsets count in pointers, of 32 or 64 bits.
+ * The memory layout of what plug-ins exchange with the library: a change here breaks plug-ins that
+ * are not compiled anew. Offsets count in pointers, of 32 or 64 bits. What hosts exchange with it
+ * is described in abi/.
  */
 #include <gtest/gtest.h>
 
@@ -22,49 +23,6 @@ constexpr std::size_t P = sizeof(void*);
 constexpr std::size_t aligned(std::size_t offset) {
     return (offset + P - 1) / P * P;
 }
-
-SIZE(TouchEvent, 12);
-AT(TouchEvent, event, 0);
-AT(TouchEvent, xPosition, 2);
-AT(TouchEvent, yPosition, 4);
-AT(TouchEvent, fingerId, 8);
-
-SIZE(LocationStrings, 8 * P);
-AT(LocationStrings, validMask, 0);
-AT(LocationStrings, Country, P);
-AT(LocationStrings, StateRegion, 2 * P);
-AT(LocationStrings, ZipCode, 3 * P);
-AT(LocationStrings, City, 4 * P);
-AT(LocationStrings, Street, 5 * P);
-AT(LocationStrings, CrossStreet, 6 * P);
-AT(LocationStrings, Housenumber, 7 * P);
-
-SIZE(CategoryList, 2 * P);
-AT(CategoryList, Categories, P);
-
-SIZE(AppInfo, aligned(6 * P + 5));
-AT(AppInfo, IdentifierURL, 0);
-AT(AppInfo, Name, P);
-AT(AppInfo, UniqueIconID, 2 * P);
-AT(AppInfo, Manufacturer, 3 * P);
-AT(AppInfo, Description, 4 * P);
-AT(AppInfo, Categories, 5 * P);
-AT(AppInfo, InstStatus, 6 * P);
-AT(AppInfo, IsAbleToLaunchApps, 6 * P + 1);
-AT(AppInfo, arrLanguage, 6 * P + 2);
-
-SIZE(AppInfoList, 2 * P);
-AT(AppInfoList, Entries, P);
-
-SIZE(AppIconResponse, 2 * P + 8);
-AT(AppIconResponse, UniqueIconID, P);
-AT(AppIconResponse, uncompressedDataLength, P + 4);
-AT(AppIconResponse, uncompressedData, P + 8);
-
-SIZE(KeyValue, 2 * P);
-AT(KeyValue, value, P);
-SIZE(KeyValueList, 2 * P);
-AT(KeyValueList, Entries, P);
 
 SIZE(decompressInitParameter, aligned(12) + 2 * P);
 AT(decompressInitParameter, versionMinor, 2);

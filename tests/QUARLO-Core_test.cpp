@@ -6,7 +6,7 @@
 
 #include "ApiCalls.h"
 #include "ExportedNames.h"
-#include "Host.h"
+#include "Feature.h"
 
 namespace quarlo::test {
 namespace {
@@ -40,18 +40,16 @@ TEST(Instance, BeginsWithTheDocumentedDefaults) {
 TEST(Instance, CountsOnAfterADelete) {
     const Library library;
     const UInt32 before = instanceCount;
-    auto number = [](void* handle) {
-        return static_cast<quarlo_CoreInstance*>(handle)->instanceNumber;
+    const auto create = [](const char* description, UInt32 number) {
+        void* handle = quarlo_CreateInstance(nullptr, description);
+        const auto& record = *static_cast<quarlo_CoreInstance*>(handle);
+        EXPECT_EQ(record.instanceNumber, number);
+        EXPECT_EQ(record.hostDescription, nullptr);
+        return handle;
     };
-    void* first = quarlo_CreateInstance(nullptr, nullptr);
-    void* second = quarlo_CreateInstance(nullptr, "");
-    EXPECT_EQ(number(first), before + 1);
-    EXPECT_EQ(number(second), before + 2);
-    EXPECT_EQ(static_cast<quarlo_CoreInstance*>(first)->hostDescription, nullptr);
-    EXPECT_EQ(static_cast<quarlo_CoreInstance*>(second)->hostDescription, nullptr);
-    quarlo_DeleteInstance(second);
-    void* third = quarlo_CreateInstance(nullptr, nullptr);
-    EXPECT_EQ(number(third), before + 3);
+    void* first = create(nullptr, before + 1);
+    quarlo_DeleteInstance(create("", before + 2));
+    void* third = create(nullptr, before + 3);
     EXPECT_EQ(listGetLength(&instanceList), 2);
     quarlo_DeleteInstance(first);
     quarlo_DeleteInstance(third);
@@ -73,12 +71,11 @@ TEST(Instance, SettersTraceTheirNames) {
     quarlo_SetSupportedCustomData(host.handle(), 0, nullptr);
     quarlo_SetWaitForJoinTimeout(host.handle(), 4);
     EXPECT_EQ(host.lines(),
-              (std::vector<std::string>{
-                  "INF SetCallbackContext", "INF SetReceiverLink", "INF SetSenderLink",
-                  "INF SetEndReceiverRequestCallback", "INF SetProtocolCallback",
-                  "INF SetOnMainThreadStartCallback", "INF SetOnMainThreadEndCallback",
-                  "INF SetErrorCallback", "INF GetConnectionInfo", "INF Supported Custom Data",
-                  "INF SetWaitForJoinTimeout", "VER     join timeout is 4 seconds"}));
+              (Lines{"INF SetCallbackContext", "INF SetReceiverLink", "INF SetSenderLink",
+                     "INF SetEndReceiverRequestCallback", "INF SetProtocolCallback",
+                     "INF SetOnMainThreadStartCallback", "INF SetOnMainThreadEndCallback",
+                     "INF SetErrorCallback", "INF GetConnectionInfo", "INF Supported Custom Data",
+                     "INF SetWaitForJoinTimeout", "VER     join timeout is 4 seconds"}));
     EXPECT_EQ(host.record()->waitForJoinTime, 4);
 }
 
