@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -77,6 +78,32 @@ class List : public testing::Test {
         EXPECT_EQ(list.printElement, &listPrintElement);
     }
 
+    static std::string nameOf(const genericListElement* element) {
+        return element == nullptr ? "none" : std::to_string(keyOf(element));
+    }
+    /** Does a step; its result. */
+    std::string take(const std::string& step) {
+        const char key = step.back();
+        genericListElement* const element = key >= '0' && key <= '3' ? item(key - '0') : &list.head;
+        switch (step[0]) {
+            case '<':
+                return nameOf(listGetFirstElement(&list));
+            case '>':
+                return nameOf(listGetNextElement(&list));
+            case '?':
+                return nameOf(listFindElement(&list, element));
+            case '+':
+                return _quarlo_getReturnCodeName(listAppendElement(&list, element));
+            case '-':
+                return _quarlo_getReturnCodeName(listRemoveElement(&list, element));
+            case '~':
+                return _quarlo_getReturnCodeName(listRemoveLastElement(&list, element));
+            default:
+                quarlo::listAppendFresh(&list, element);
+                return "OKAY";
+        }
+    }
+
     genericList list{};
     Item items[4];
 };
@@ -85,8 +112,6 @@ TEST_F(List, IsEmptyWithDefaultOperationsAtFirst) {
     EXPECT_EQ(shown(list), "at none");
     EXPECT_EQ(listIsEmpty(&list), eFLAG_TRUE);
     expectDefaultOperations();
-    EXPECT_EQ(listGetFirstElement(&list), nullptr);
-    EXPECT_EQ(listGetNextElement(&list), nullptr);
     EXPECT_EQ(listGetLength(&list), 0);
     EXPECT_EQ(listIsEqual(item(0), item(0)), eFLAG_TRUE);
     EXPECT_EQ(listIsEqual(item(0), item(1)), eFLAG_FALSE);
@@ -110,29 +135,48 @@ TEST_F(List, RefusesNull) {
     EXPECT_EQ(listIsEmpty(nullptr), eFLAG_TRUE);
 }
 
-TEST_F(List, AppendsEachElementOnce) {
-    append({0, 1, 2});
-    EXPECT_EQ(shown(list), "0 1 2 at none");
-    EXPECT_EQ(listGetLength(&list), 3);
-    EXPECT_EQ(listIsEmpty(&list), eFLAG_FALSE);
-    EXPECT_EQ(listAppendElement(&list, item(1)), eRETURN_ALREADY_IN_LIST);
-    EXPECT_EQ(shown(list), "0 1 2 at 1");
-    // Membership goes by identity: an equal key is welcome, and the search in vain ends the walk.
-    list.findElement = &findKey;
-    items[3].key = 1;
-    append({3});
-    EXPECT_EQ(shown(list), "0 1 2 1 at none");
-    EXPECT_EQ(list.findElement(&list, item(3)), item(1));
-    EXPECT_EQ(listRemoveElement(&list, item(3)), eRETURN_OKAY);
-    EXPECT_EQ(listRemoveElement(&list, item(3)), eRETURN_NOT_FOUND);
-    EXPECT_EQ(shown(list), "0 1 2 at none");
+/** Steps and what comes of each: "+1" appends, "*1" appends what is fresh, "-1" removes, "~1"
+ * removes the last ("~H" the head), "?1" finds, "<" is the first element and ">" the next. */
+TEST_F(List, DoesOneStepAfterTheOther) {
+    struct Row {
+        const char* steps;
+        const char* results;
+        const char* list;
+    };
+    const Row rows[] = {
+        {"< > ~0 ~H", "none none NOT_FOUND NOT_FOUND ", "at none"},
+        {"+0 +1", "OKAY OKAY ", "0 1 at none"},
+        {"> > > <", "0 1 none 0 ", "0 1 at 0"},  // from none it begins
+        {"+1", "ALREADY_IN_LIST ", "0 1 at 1"},
+        {"+2", "OKAY ", "0 1 2 at none"},  // a search in vain ends the walk
+        {"< *3", "0 OKAY ", "0 1 2 3 at none"},
+        {"?1 ~2 ~3", "1 NOT_FOUND OKAY ", "0 1 2 at 1"},
+        {"?3 < -3", "none 0 NOT_FOUND ", "0 1 2 at none"},
+        {"-1", "OKAY ", "0 2 at 0"},  // on the predecessor, so that a walk goes on
+        {"> *1 -0", "2 OKAY OKAY ", "2 1 at head"},
+        {"> -2 -1", "2 OKAY OKAY ", "at head"},
+        {"+0", "OKAY ", "0 at head"},  // an empty list is not searched
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.steps);
+        std::istringstream steps(row.steps);
+        std::string results;
+        for (std::string step; steps >> step;) results += take(step) + " ";
+        EXPECT_EQ(results, row.results);
+        EXPECT_EQ(shown(list), row.list);
+    }
+    for (const int key : {1, 2, 3}) EXPECT_EQ(items[key].link.prev, items[key].link.next);
 }
 
-TEST_F(List, AppendsFreshElementsWithoutLookingAtTheOthers) {
-    quarlo::listAppendFresh(&list, item(2));
-    listGetFirstElement(&list);
-    quarlo::listAppendFresh(&list, item(0));
-    EXPECT_EQ(shown(list), "2 0 at none");
+/** Membership goes by identity: an equal key is welcome. */
+TEST_F(List, LeavesItToItsKindWhatIsFound) {
+    list.findElement = &findKey;
+    items[3].key = 1;
+    append({0, 1, 3});
+    EXPECT_EQ(list.findElement(&list, item(3)), item(1));
+    EXPECT_EQ(listGetLength(&list), 3);
+    EXPECT_EQ(shown(list), "0 1 1 at none");
+    EXPECT_EQ(listIsEmpty(&list), eFLAG_FALSE);
 }
 
 TEST_F(List, MovesAllElementsToAnotherList) {
@@ -140,69 +184,16 @@ TEST_F(List, MovesAllElementsToAnotherList) {
     listInitialize(&other);
     append({0, 1});
     listAppendElement(&other, item(2));
-    listAppendElement(&other, item(3));
     const auto moved = [](genericList& from, genericList& to) {
         listGetFirstElement(&from);
         listGetFirstElement(&to);
         quarlo::listMoveAll(&from, &to);
         EXPECT_EQ(shown(from), "at none");
-        EXPECT_EQ(listIsEmpty(&from), eFLAG_TRUE);
         return shown(to);
     };
-    EXPECT_EQ(moved(list, other), "2 3 0 1 at none");  // behind what is there
-    EXPECT_EQ(moved(list, other), "2 3 0 1 at none");  // nothing to move
-    EXPECT_EQ(moved(other, list), "2 3 0 1 at none");  // into an empty list
-}
-
-TEST_F(List, WalksRoundWithOneCursor) {
-    append({0, 1});
-    EXPECT_EQ(listGetNextElement(&list), item(0));  // from null: begins
-    EXPECT_EQ(listGetNextElement(&list), item(1));
-    EXPECT_EQ(listGetNextElement(&list), nullptr);
-    EXPECT_EQ(listGetNextElement(&list), item(0));
-    EXPECT_EQ(listFindElement(&list, item(1)), item(1));
-    EXPECT_EQ(listGetNextElement(&list), nullptr);  // a search moves the cursor
-    listGetFirstElement(&list);
-    EXPECT_EQ(listFindElement(&list, item(3)), nullptr);
-    EXPECT_EQ(shown(list), "0 1 at none");
-    listGetFirstElement(&list);
-    EXPECT_EQ(listGetLength(&list), 2);
-    EXPECT_EQ(shown(list), "0 1 at none");
-}
-
-TEST_F(List, RemovesUnderTheCursorSoThatAWalkGoesOn) {
-    append({0, 1, 2, 3});
-    Keys visited;
-    for (auto* at = listGetFirstElement(&list); at != nullptr; at = listGetNextElement(&list)) {
-        visited.push_back(keyOf(at));
-        if (keyOf(at) == 3) continue;
-        EXPECT_EQ(listRemoveElement(&list, at), eRETURN_OKAY);
-        EXPECT_EQ(at->prev, nullptr);
-        EXPECT_EQ(at->next, nullptr);
-        EXPECT_EQ(list.current, &list.head);
-    }
-    EXPECT_EQ(visited, (Keys{0, 1, 2, 3}));
-    append({0, 1});
-    EXPECT_EQ(listRemoveElement(&list, item(0)), eRETURN_OKAY);
-    EXPECT_EQ(shown(list), "3 1 at 3");  // wherever it stood: on the predecessor
-    listRemoveElement(&list, item(3));
-    listRemoveElement(&list, item(1));
-    EXPECT_EQ(shown(list), "at head");
-    append({0});
-    EXPECT_EQ(shown(list), "0 at head");  // an empty list is not searched
-    EXPECT_EQ(listGetNextElement(&list), item(0));
-}
-
-TEST_F(List, RemovesTheLastElementWithoutMovingTheCursor) {
-    EXPECT_EQ(listRemoveLastElement(&list, item(0)), eRETURN_NOT_FOUND);
-    EXPECT_EQ(listRemoveLastElement(&list, &list.head), eRETURN_NOT_FOUND);
-    append({0, 1, 2});
-    listGetFirstElement(&list);
-    EXPECT_EQ(listRemoveLastElement(&list, item(1)), eRETURN_NOT_FOUND);
-    EXPECT_EQ(listRemoveLastElement(&list, item(2)), eRETURN_OKAY);
-    EXPECT_EQ(items[2].link.prev, nullptr);
-    EXPECT_EQ(items[2].link.next, nullptr);
-    EXPECT_EQ(shown(list), "0 1 at 0");
+    EXPECT_EQ(moved(list, other), "2 0 1 at none");  // behind what is there
+    EXPECT_EQ(moved(list, other), "2 0 1 at none");  // nothing to move
+    EXPECT_EQ(moved(other, list), "2 0 1 at none");  // into an empty list
 }
 
 TEST_F(List, FreesWhatElementsOwnAndThenThemAndTheirKind) {
