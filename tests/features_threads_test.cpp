@@ -5,7 +5,8 @@
 #include <barrier>
 #include <memory>
 
-#include "Feature.h"
+#include "Radio.h"
+#include "Supervision.h"
 #include "Unit.h"
 
 namespace quarlo::test {
@@ -25,6 +26,25 @@ TEST(Features, OneStoreForManyPhonesAtOnce) {
     for (const auto& session : sessions) session->host.feed(blocks);
     for (const auto& session : sessions) session->host.settle();
     EXPECT_EQ(listGetLength(&coreRawDataList), 400);
+}
+
+TEST(Features, ARequestIsAnsweredWhileItsInstanceIsDeleted) {
+    const Library library;
+    const Session other;
+    for (unsigned n = 0; n < 40; ++n) {
+        Radio radio;
+        radio.react([&](AudioControl, UInt32 id) { radio.answer(id, eAUDIOSTATUS_Open); });
+        radio.ask(1, eAUDIOTYPE_Chime, 100);
+        std::thread host([&] {
+            quarlo_SetAudioStatus(other.handle(), 1,
+                                  n % 2 == 0 ? eAUDIOSTATUS_Close : eAUDIOSTATUS_Open,
+                                  eAUDIOREQUESTRESULTCODE_NoError);
+        });
+        radio.host.remove();
+        host.join();
+    }
+    EXPECT_EQ(Radio::sources(), Lines{});
+    EXPECT_EQ(supervision::unjoined(), 1);  // the other one's receiver
 }
 
 TEST(Features, OfTwoIconRequestsAtOnceOneIsSent) {
