@@ -50,19 +50,18 @@ TEST(Threads, CarryNamesOfAtMostFifteenCharacters) {
 TEST(Threads, MapCancelTypesAndStates) {
     onThread([] {
         int old = -1;
-        EXPECT_EQ(quarloThread_setcanceltype(QUARLOTHREAD_CANCEL_ASYNCHRONOUS, &old), 0);
-        EXPECT_EQ(old, PTHREAD_CANCEL_DEFERRED);
-        EXPECT_EQ(quarloThread_setcanceltype(7, &old), 0);
-        EXPECT_EQ(old, PTHREAD_CANCEL_ASYNCHRONOUS);
-        EXPECT_EQ(quarloThread_setcanceltype(QUARLOTHREAD_CANCEL_DEFERRED, &old), 0);
-        EXPECT_EQ(old, PTHREAD_CANCEL_DEFERRED);
-
-        EXPECT_EQ(quarloThread_setcancelstate(QUARLOTHREAD_CANCEL_DISABLE, &old), 0);
-        EXPECT_EQ(old, PTHREAD_CANCEL_ENABLE);
-        EXPECT_EQ(quarloThread_setcancelstate(7, &old), 0);
-        EXPECT_EQ(old, PTHREAD_CANCEL_DISABLE);
-        EXPECT_EQ(quarloThread_setcancelstate(QUARLOTHREAD_CANCEL_ENABLE, &old), 0);
-        EXPECT_EQ(old, PTHREAD_CANCEL_ENABLE);
+        const auto former = [&old](auto set, int value) {
+            EXPECT_EQ(set(value, &old), 0);
+            return old;
+        };
+        const auto type = quarloThread_setcanceltype;
+        EXPECT_EQ(former(type, QUARLOTHREAD_CANCEL_ASYNCHRONOUS), PTHREAD_CANCEL_DEFERRED);
+        EXPECT_EQ(former(type, 7), PTHREAD_CANCEL_ASYNCHRONOUS);
+        EXPECT_EQ(former(type, QUARLOTHREAD_CANCEL_DEFERRED), PTHREAD_CANCEL_DEFERRED);
+        const auto state = quarloThread_setcancelstate;
+        EXPECT_EQ(former(state, QUARLOTHREAD_CANCEL_DISABLE), PTHREAD_CANCEL_ENABLE);
+        EXPECT_EQ(former(state, 7), PTHREAD_CANCEL_DISABLE);
+        EXPECT_EQ(former(state, QUARLOTHREAD_CANCEL_ENABLE), PTHREAD_CANCEL_ENABLE);
     });
 }
 

@@ -129,31 +129,22 @@ TEST_F(Dispatcher, AnswersPingsAndFollowsTheirCount) {
 }
 
 TEST_F(Dispatcher, PassesNullPacketsWithTheirTexts) {
-    struct NullPacket {
-        void (*call)(quarlo_CoreInstance*);
-        const char* trace;
-    };
-    const NullPacket calls[] = {
-        {[](auto* obj) { onReceivePing(obj, nullptr); },
-         "WRN ReceivePing called with NULL packet."},
-        {[](auto* obj) { onReceiveServerProtocolAcknowledge(obj, nullptr); },
-         "ERR ServerProtocolAcknowledge called with NULL packet."},
-        {[](auto* obj) { onReceiveServerInitAcknowledge(obj, nullptr); },
-         "ERR ServerInitAcknowledge called with NULL packet."},
-        {[](auto* obj) { onReceiveServerInit(obj, nullptr); },
-         "ERR ServerInit() called with NULL packet."},
-        {[](auto* obj) { onReceiveServerInitDone(obj, nullptr); },
-         "ERR onServerInitDone() called with NULL packet."},
-        {[](auto* obj) { onReceiveServerState(obj, nullptr); },
-         "WRN ReceiveServerState called with NULL packet."},
-        {[](auto* obj) { onReceiveFramebufferUpdate(obj, nullptr); },
-         "WRN ReceiveFramebufferUpdate called with NULL packet."}};
-    for (const NullPacket& call : calls) {
+    const auto expectRefused = [&](auto handler, const char* text) {
         host.forgetLines();
-        call.call(host.record());
-        EXPECT_EQ(host.lines(), Lines{call.trace});
-        call.call(nullptr);
-    }
+        handler(host.record(), nullptr);
+        handler(nullptr, nullptr);
+        EXPECT_EQ(host.lines(), Lines{text});
+    };
+    expectRefused(onReceivePing, "WRN ReceivePing called with NULL packet.");
+    expectRefused(onReceiveServerProtocolAcknowledge,
+                  "ERR ServerProtocolAcknowledge called with NULL packet.");
+    expectRefused(onReceiveServerInitAcknowledge,
+                  "ERR ServerInitAcknowledge called with NULL packet.");
+    expectRefused(onReceiveServerInit, "ERR ServerInit() called with NULL packet.");
+    expectRefused(onReceiveServerInitDone, "ERR onServerInitDone() called with NULL packet.");
+    expectRefused(onReceiveServerState, "WRN ReceiveServerState called with NULL packet.");
+    expectRefused(onReceiveFramebufferUpdate,
+                  "WRN ReceiveFramebufferUpdate called with NULL packet.");
 }
 
 }  // namespace

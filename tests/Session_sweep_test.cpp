@@ -74,6 +74,7 @@ struct Outcome {
     bool isCreated = false;
     bool reachedRun = false;
     std::size_t sent = 0;
+    long requests = 0;
     std::vector<std::string> told;  // warnings, errors and reports
 };
 
@@ -114,21 +115,26 @@ Outcome play() {
     return outcome;
 }
 
-TEST(SessionSweep, SurvivesEveryRefusedAllocation) {
+/** A session without the n-th request, onwards also without all after it. */
+Outcome playWithout(long refused, bool onwards) {
     const long before = allocations::live();
+    allocations::restart(refused, onwards);
+    Outcome outcome = play();
+    outcome.requests = allocations::made();
     allocations::restart();
-    const Outcome whole = play();
-    const long total = allocations::made();
+    EXPECT_EQ(allocations::live(), before) << "leaked without request " << refused;
+    EXPECT_EQ(supervision::unjoined(), 0);
+    EXPECT_EQ(supervision::wrongJoins(), 0);
+    return outcome;
+}
+
+TEST(SessionSweep, SurvivesEveryRefusedAllocation) {
+    const Outcome whole = playWithout(0, false);
     ASSERT_TRUE(whole.reachedRun);
-    ASSERT_GT(total, 40);
+    ASSERT_GT(whole.requests, 40);
     long silent = 0;
-    for (long refused = 1; refused <= total; ++refused) {
-        SCOPED_TRACE("refused request " + std::to_string(refused));
-        allocations::restart(refused);
-        const Outcome outcome = play();
-        allocations::restart();
-        EXPECT_EQ(allocations::live(), before) << "leaked";
-        EXPECT_EQ(supervision::unjoined(), 0);
+    for (long refused = 1; refused <= whole.requests; ++refused) {
+        const Outcome outcome = playWithout(refused, false);
         const bool isTold = !outcome.isCreated || outcome.told != whole.told;
         if (!isTold) ++silent;
         // A session that got through the handshake goes on, unless the version could not be
@@ -142,22 +148,11 @@ TEST(SessionSweep, SurvivesEveryRefusedAllocation) {
     // Left out without a word: the host's name (twice) and types (three times), scratch memory, two
     // raw blocks, and a value that nobody wants (twice).
     EXPECT_LE(silent, 10);
-    EXPECT_EQ(supervision::wrongJoins(), 0);
 }
 
 TEST(SessionSweep, SurvivesAnExhaustedHeap) {
-    const long before = allocations::live();
-    allocations::restart();
-    play();
-    const long total = allocations::made();
-    for (long first = 1; first <= total; ++first) {
-        SCOPED_TRACE("refused from request " + std::to_string(first));
-        allocations::restart(first, true);
-        play();
-        allocations::restart();
-        EXPECT_EQ(allocations::live(), before) << "leaked";
-        EXPECT_EQ(supervision::unjoined(), 0);
-    }
+    const long requests = playWithout(0, false).requests;
+    for (long first = 1; first <= requests; ++first) playWithout(first, true);
 }
 
 }  // namespace
