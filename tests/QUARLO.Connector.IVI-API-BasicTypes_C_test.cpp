@@ -42,9 +42,9 @@ TEST(Primitives, AreLittleEndianInTheWidthOfTheirType) {
 }
 
 /** A record and back: its bytes, its size, and the same bytes again from what was read. */
-template <class R, class Delete>
-void expectRecord(UInt32 (*sizeOf)(const R*), R* (*read)(void**), void* (*write)(void*, const R*),
-                  Delete remove, std::string_view notation) {
+template <class R, class Size, class Delete>
+void expectRecord(Size sizeOf, R* (*read)(void**), void* (*write)(void*, const R*), Delete remove,
+                  std::string_view notation) {
     const Bytes wanted = golden(notation).bytes;
     SCOPED_TRACE(hex(wanted));
     void* at = const_cast<std::uint8_t*>(wanted.data());
@@ -63,14 +63,9 @@ void expectRecord(UInt32 (*sizeOf)(const R*), R* (*read)(void**), void* (*write)
     EXPECT_EQ(read(&at), nullptr);
     EXPECT_EQ(read(nullptr), nullptr);
 }
-template <class R>
-void expectPlain(UInt32 (*sizeOf)(), R* (*read)(void**), void* (*write)(void*, const R*),
-                 std::string_view notation) {
-    static UInt32 (*fixed)();
-    fixed = sizeOf;
-    expectRecord<R>([](const R*) { return fixed(); }, read, write, [](R*) {}, notation);
-}
-#define EXPECT_PLAIN(Name, notation) expectPlain<qr##Name>(FUNCTIONS(Name), notation)
+#define EXPECT_PLAIN(Name, notation)                                                     \
+    expectRecord([](const qr##Name*) { return sizeOf_##Name(); }, readFromBuffer_##Name, \
+                 writeToBuffer_##Name, [](qr##Name*) {}, notation)
 #define EXPECT_OPEN(Name, notation)                                         \
     do {                                                                    \
         expectRecord<qr##Name>(FUNCTIONS(Name), _##Name##Delete, notation); \

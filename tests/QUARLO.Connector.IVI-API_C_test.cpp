@@ -97,30 +97,28 @@ TEST(Packets, AreEmptyWhenNew) {
 }
 
 TEST(Packets, BuildersClearWhatTheyCannotFill) {
+    using Left = std::pair<void*, UInt32>;
+    const auto left = [](bool hasBuffer, bool hasSize, auto build) {
+        Left given{sentinel, 5};
+        build(hasBuffer ? &given.first : nullptr, hasSize ? &given.second : nullptr);
+        return given;
+    };
     for (const PacketCase& each : packetCases()) {
         SCOPED_TRACE(each.name);
         void* whole = filled(each);
-        void* buffer = sentinel;
-        UInt32 size = 5;
-        each.build(&buffer, &size, nullptr);
-        EXPECT_EQ(buffer, nullptr);
-        EXPECT_EQ(size, 0U);
-        const auto refusesHalf = [&](auto build) {
-            buffer = sentinel;
-            build(&buffer, static_cast<UInt32*>(nullptr));
-            EXPECT_EQ(buffer, nullptr);
-            size = 5;
-            build(static_cast<void**>(nullptr), &size);
-            EXPECT_EQ(size, 0U);
+        const auto build = [&](void** b, UInt32* s) { each.build(b, s, whole); };
+        const auto fromFields = [&](void** b, UInt32* s) {
+            each.buildFromFields(b, s, headerOf(whole), whole);
         };
-        refusesHalf([&](void** b, UInt32* s) { each.build(b, s, whole); });
-        refusesHalf(
-            [&](void** b, UInt32* s) { each.buildFromFields(b, s, headerOf(whole), whole); });
-        buffer = sentinel;
-        size = 5;
-        each.buildFromFields(&buffer, &size, nullptr, whole);
-        EXPECT_EQ(buffer, sentinel);
-        EXPECT_EQ(size, 0U);
+        EXPECT_EQ(left(true, false, build), Left(nullptr, 5));
+        EXPECT_EQ(left(false, true, build), Left(sentinel, 0));
+        EXPECT_EQ(left(true, false, fromFields), Left(nullptr, 5));
+        EXPECT_EQ(left(false, true, fromFields), Left(sentinel, 0));
+        EXPECT_EQ(left(true, true, [&](auto... to) { each.build(to..., nullptr); }),
+                  Left(nullptr, 0));
+        EXPECT_EQ(
+            left(true, true, [&](auto... to) { each.buildFromFields(to..., nullptr, whole); }),
+            Left(sentinel, 0));
         each.remove(whole);
     }
 }

@@ -27,19 +27,16 @@ class Survey {
     void value(const char* name, T field) {
         put(name, std::to_string(field));
     }
-    void member(const char* name, const qrString* string) {
-        if (string == nullptr) return put(name, "null");
-        keep(string->pContent, string->Length);
-        std::string text = string->Encoding == eSTRINGENCODING_UTF8 ? "'" : "latin'";
-        if (string->pContent != nullptr) {
-            text.append(string->pContent, string->pContent + string->Length);
-        }
-        put(name, text + "'");
-    }
     template <class R>
     void member(const char* name, const R* nested) {
         found.fields += name;
-        if (nested != nullptr) record(*nested);
+        if (nested == nullptr) {
+            found.fields += "=null";
+        } else if constexpr (std::is_same_v<R, qrString>) {
+            text(*nested);
+        } else {
+            record(*nested);
+        }
         found.fields += ' ';
     }
     template <class T>
@@ -73,6 +70,14 @@ class Survey {
     }
 
   private:
+    void text(const qrString& string) {
+        keep(string.pContent, string.Length);
+        found.fields += string.Encoding == eSTRINGENCODING_UTF8 ? "='" : "=latin'";
+        if (string.pContent != nullptr) {
+            found.fields.append(string.pContent, string.pContent + string.Length);
+        }
+        found.fields += '\'';
+    }
     void put(const char* name, const std::string& value) {
         found.fields += std::string(name) + "=" + value + " ";
     }
@@ -103,30 +108,6 @@ class Survey {
     void show(Survey&, const packet##Name&) {}
 #include "QUARLO.Connector.IVI-API-Catalogue.def"
 
-template <class P>
-struct Family;
-#define FIELD(Kind, ...) FIELD_##Kind(__VA_ARGS__)
-#define FIELD_VALUE(Type, Name, unit, meaning) , p.Name
-#define FIELD_BYTES(Name, N, unit, meaning) , p.Name
-#define FIELD_MEMBER(Record, Name, unit, meaning) , p.Name
-#define FIELD_RUN(Count, Length, Type, Name, unit, meaning) , p.Length, p.Name
-#define FAMILY(X, Fields)                                                                \
-    template <>                                                                          \
-    struct Family<packet##X> {                                                           \
-        static constexpr const char* name = #X;                                          \
-        static constexpr auto create = packet##X##New;                                   \
-        static constexpr auto remove = packet##X##Delete;                                \
-        static constexpr auto decode = packet##X##FromBuffer;                            \
-        static constexpr auto build = packet##X##ToBuffer;                               \
-        static void buildFromFields(void** buffer, UInt32* size, qrPacketHeader* header, \
-                                    [[maybe_unused]] packet##X& p) {                     \
-            packet##X##ToBufferFromFields(buffer, size, header Fields);                  \
-        }                                                                                \
-    };
-#define QUARLO_PACKET(Event, Direction, X, ...) FAMILY(X, QUARLO_EACH_FIELD(FIELD, __VA_ARGS__))
-#define QUARLO_EMPTY_PACKET(Event, Direction, X) FAMILY(X, )
-#include "QUARLO.Connector.IVI-API-Catalogue.def"
-
 Golden wholeSample(const Sample& sample) {
     const Golden payload = golden(sample.payload);
     Golden whole{packet(sample.type, payload.bytes), payload.counts};
@@ -135,21 +116,19 @@ Golden wholeSample(const Sample& sample) {
     return whole;
 }
 
-template <class P>
-PacketCase packetCase() {
-    using F = Family<P>;
-    static constexpr Sample sample = sampleOf(F::name);
+/** A packet and its functions without their types. */
+template <class P, auto create, auto remove, auto decode, auto build>
+PacketCase packetCase(const Sample& sample,
+                      void (*buildFromFields)(void**, UInt32*, qrPacketHeader*, void*)) {
     return {
-        F::name,
+        sample.name.data(),
         wholeSample(sample),
         std::string(sample.fields),
-        [] { return static_cast<void*>(F::create()); },
-        [](void* p) { F::remove(static_cast<P*>(p)); },
-        [](void** buffer) { return static_cast<void*>(F::decode(buffer)); },
-        [](void** buffer, UInt32* size, void* p) { F::build(buffer, size, static_cast<P*>(p)); },
-        [](void** buffer, UInt32* size, qrPacketHeader* header, void* p) {
-            F::buildFromFields(buffer, size, header, *static_cast<P*>(p));
-        },
+        [] { return static_cast<void*>(create()); },
+        [](void* p) { remove(static_cast<P*>(p)); },
+        [](void** buffer) { return static_cast<void*>(decode(buffer)); },
+        [](void** buffer, UInt32* size, void* p) { build(buffer, size, static_cast<P*>(p)); },
+        buildFromFields,
         [](wire::Bounded& in, wire::Scratch& memory) {
             return static_cast<void*>(wire::decodePacket<P>(in, memory));
         },
@@ -160,6 +139,19 @@ PacketCase packetCase() {
         },
     };
 }
+
+#define FIELD(Kind, ...) FIELD_##Kind(__VA_ARGS__)
+#define FIELD_VALUE(Type, Name, unit, meaning) , shown.Name
+#define FIELD_BYTES(Name, N, unit, meaning) , shown.Name
+#define FIELD_MEMBER(Record, Name, unit, meaning) , shown.Name
+#define FIELD_RUN(Count, Length, Type, Name, unit, meaning) , shown.Length, shown.Name
+#define CASE(X, Fields)                                                                  \
+    packetCase<packet##X, packet##X##New, packet##X##Delete, packet##X##FromBuffer,      \
+               packet##X##ToBuffer>(                                                     \
+        sampleOf(#X), [](void** buffer, UInt32* size, qrPacketHeader* header, void* p) { \
+            [[maybe_unused]] auto& shown = *static_cast<packet##X*>(p);                  \
+            packet##X##ToBufferFromFields(buffer, size, header Fields);                  \
+        }),
 
 std::uint8_t digit(char c) {
     const std::size_t value = std::string_view("0123456789ABCDEF").find(c);
@@ -194,8 +186,8 @@ Golden golden(std::string_view notation) {
 const std::vector<PacketCase>& packetCases() {
     static const std::vector<PacketCase> cases = [] {
         std::vector<PacketCase> all{
-#define QUARLO_PACKET(Event, Direction, X, ...) packetCase<packet##X>(),
-#define QUARLO_EMPTY_PACKET(Event, Direction, X) packetCase<packet##X>(),
+#define QUARLO_PACKET(Event, Direction, X, ...) CASE(X, QUARLO_EACH_FIELD(FIELD, __VA_ARGS__))
+#define QUARLO_EMPTY_PACKET(Event, Direction, X) CASE(X, )
 #include "QUARLO.Connector.IVI-API-Catalogue.def"
         };
         std::sort(all.begin(), all.end(), [](const PacketCase& a, const PacketCase& b) {
