@@ -6,7 +6,7 @@
 #include <functional>
 
 #include "check/Judge.h"
-#include "phone_check_bytes.h"
+#include "phone_bytes.h"
 
 namespace quarlo::phone {
 namespace {

@@ -8,7 +8,7 @@
 #include <map>
 
 #include "check/Checker.h"
-#include "phone_check_bytes.h"
+#include "phone_bytes.h"
 
 namespace quarlo::phone {
 namespace {

@@ -1,6 +1,6 @@
 /*
  * A phone session without a socket: a stream in memory, a small screen whose movement is known, and
- * a head unit made from the wire functions that composes what it receives. One thread.
+ * a head unit that says bytes, reads what the phone says and composes its pictures. One thread.
  */
 #ifndef QUARLO_TESTS_PHONE_RIG_H
 #define QUARLO_TESTS_PHONE_RIG_H
@@ -14,33 +14,30 @@
 #include <cstring>
 #include <deque>
 
-#include "FrameEncoder.h"
+#include "PacketLog.h"
 #include "Session.h"
+#include "phone_bytes.h"
 
 namespace quarlo::phone {
 
 class MemoryStream : public Stream {
   public:
     std::deque<std::uint8_t> toPhone;
-    std::vector<std::uint8_t> fromPhone;
+    Bytes fromPhone;
     std::size_t readPiece = SIZE_MAX;
     std::size_t writePiece = SIZE_MAX;
-    bool isGone = false;
 
     long read(std::span<std::uint8_t> room) override {
         const std::size_t count = std::min({room.size(), toPhone.size(), readPiece});
-        if (count == 0) return isGone ? -1 : 0;
         const auto end = toPhone.begin() + static_cast<std::ptrdiff_t>(count);
         std::copy(toPhone.begin(), end, room.begin());
         toPhone.erase(toPhone.begin(), end);
         return static_cast<long>(count);
     }
     long write(std::span<const std::uint8_t> bytes) override {
-        if (isGone) return -1;
-        const std::size_t count = std::min(bytes.size(), writePiece);
-        fromPhone.insert(fromPhone.end(), bytes.begin(),
-                         bytes.begin() + static_cast<std::ptrdiff_t>(count));
-        return static_cast<long>(count);
+        const auto piece = bytes.first(std::min(bytes.size(), writePiece));
+        fromPhone.insert(fromPhone.end(), piece.begin(), piece.end());
+        return static_cast<long>(piece.size());
     }
 };
 
@@ -64,8 +61,7 @@ class MovingBlock : public App {
 struct Received {
     Area area;
     FrameCompression compression;
-    unsigned percent;
-    std::size_t dataLength;
+    int percent;
 };
 
 class Rig {
@@ -75,27 +71,20 @@ class Rig {
         session.emplace(stream, screen, options, log);
     }
 
-    template <class P, class Fill>
-    void tell(Fill fill) {
-        P* packet = wire::newPacket<P>();
-        fill(*packet);
-        void* buffer = nullptr;
-        UInt32 size = 0;
-        wire::packetToBuffer(&buffer, &size, packet);
-        const auto* bytes = static_cast<const std::uint8_t*>(buffer);
-        stream.toPhone.insert(stream.toPhone.end(), bytes, bytes + size);
-        quarlo_free(buffer);
-        wire::deletePacket(packet);
-    }
-    void tellBytes(const std::vector<std::uint8_t>& bytes) {
+    void tell(const Bytes& bytes) {
         stream.toPhone.insert(stream.toPhone.end(), bytes.begin(), bytes.end());
+    }
+    void request(bool incremental, Area area = {0, 0, 65535, 65535}) {
+        Bytes region;
+        for (const int side : {area.x, area.y, area.width, area.height})
+            region = region + u16(static_cast<unsigned>(side));
+        tell(packet(25, region + u8(incremental)));
     }
 
     /// One round, some time later.
     bool step(int milliseconds = 0) {
         now += std::chrono::milliseconds(milliseconds);
         isAlive = session->step(now) && isAlive;
-        dropUnheard();
         return isAlive;
     }
     /// Rounds until everything said on both sides has arrived.
@@ -104,42 +93,19 @@ class Rig {
         while (isAlive && (!stream.toPhone.empty() || session->wantsOutput()));
         return isAlive;
     }
-
-    void tellInit() {
-        tell<packetClientInit>([&](auto& packet) {
-            setText(*packet.Name, "test unit");
-            packet.ScreenWidth = static_cast<UInt16>(width);
-            packet.ScreenHeight = static_cast<UInt16>(height);
-            packet.Capabilities =
-                eCLIENTCAPABILITIES_ScreenCopy | eCLIENTCAPABILITIES_PacketExtensions;
-            packet.SupportedCompressions = supported;
-            *packet.FrameProperties = {layout.format, layout.order, wanted, layout.bytesPerPixel()};
-        });
+    bool settle(const Bytes& told) {
+        tell(told);
+        return settle();
     }
-    void tellVersion() {
-        tell<packetClientProtocolVersion>([](auto& packet) { *packet.Version = {1, 2, 0}; });
-    }
-    void tellDone() {
-        tell<packetClientInitDone>([](auto& packet) { packet.Successful = eFLAG_TRUE; });
-    }
-    void request(bool incremental, Area area = {0, 0, 65535, 65535}) {
-        tell<packetFramebufferUpdateRequest>([&](auto& packet) {
-            *packet.UpdateRegion = {static_cast<UInt16>(area.x), static_cast<UInt16>(area.y),
-                                    static_cast<UInt16>(area.width),
-                                    static_cast<UInt16>(area.height)};
-            packet.Incremental = incremental ? eFLAG_TRUE : eFLAG_FALSE;
-        });
-    }
-    /// The whole handshake; what the phone said in it is forgotten.
+    bool handshake() { return settle(version() + init(unit) + initDone()); }
+    /// What the phone said in it, and at first, is forgotten.
     void connect() {
-        tellVersion();
-        tellInit();
-        tellDone();
-        settle();
+        ASSERT_TRUE(handshake());
         ASSERT_TRUE(session->isRunning());
         step(3000);
         stream.fromPhone.clear();
-        canvas = Picture(width, height, 0xFF000000);
+        roomAtHeadUnit = unit.width * unit.height * unit.pixel + 65536;
+        canvas = Picture(static_cast<int>(unit.width), static_cast<int>(unit.height));
     }
 
     /// What the phone noted with this in it since it was asked last.
@@ -158,60 +124,65 @@ class Rig {
         return found;
     }
 
-    /// The types of the packets that the phone sent and nobody took yet.
-    std::vector<int> heardTypes() const {
-        std::vector<int> types;
-        for (std::size_t at = 0; at + wire::headerSize <= stream.fromPhone.size(); at += sizeAt(at))
-            types.push_back(stream.fromPhone[at]);
-        return types;
+    /// Takes the next packet that a test is about; empty if there is none.
+    Bytes take() {
+        Bytes& bytes = stream.fromPhone;
+        Bytes found;
+        while (found.empty() && bytes.size() >= wire::headerSize) {
+            const std::size_t size = wire::headerSize + wire::load<UInt32>(&bytes[5]);
+            if (size > bytes.size()) break;
+            if (!unheard.contains(bytes[0])) found = test::part(bytes, 0, size);
+            bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
+        }
+        return found;
     }
-    /// Takes the phone's next packet, which has to be a P; the caller deletes it.
-    template <class P>
-    std::unique_ptr<P, void (*)(P*)> take() {
-        std::unique_ptr<P, void (*)(P*)> packet(nullptr, wire::deletePacket<P>);
-        auto& bytes = stream.fromPhone;
-        if (bytes.size() < wire::headerSize || bytes.size() < sizeAt(0)) return packet;
-        const std::size_t size = sizeAt(0);
-        wire::Bounded input{bytes.data(), bytes.data() + size};
-        wire::Heap heap;
-        packet.reset(wire::decodePacket<P>(input, heap));
-        EXPECT_EQ(input.at, input.end) << "the declared size is not the size";
-        largestHeard = std::max(largestHeard, size);
-        bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
-        return packet;
+    /// What the phone has said since, in words.
+    std::string said() {
+        std::string all;
+        for (Bytes bytes = take(); !bytes.empty(); bytes = take())
+            all += (all.empty() ? "" : "; ") + describePacket(bytes);
+        return all;
+    }
+    std::string saidTo(const Bytes& told) {
+        settle(told);
+        return said();
+    }
+    /// The types of the packets that the phone has said since, where there is one the payload's
+    /// only byte with them.
+    std::string heard() {
+        std::string all;
+        for (Bytes bytes = take(); !bytes.empty(); bytes = take()) {
+            all += (all.empty() ? "" : " ") + std::to_string(bytes[0]);
+            if (bytes.size() == wire::headerSize + 1) all += ":" + std::to_string(bytes.back());
+        }
+        return all;
     }
     /// Takes one update and draws its rectangles onto the canvas.
     std::vector<Received> takeUpdate() {
         std::vector<Received> rectangles;
-        const auto update = take<packetFramebufferUpdate>();
-        if (update == nullptr) return rectangles;
-        for (unsigned i = 0; i < update->UpdateRegions->Length; ++i) {
-            const qrFrameRectangle& from = *update->UpdateRegions->paRectangles[i];
-            const qrRectangle& r = *from.Rectangle;
-            rectangles.push_back({{r.X, r.Y, r.Width, r.Height},
-                                  from.Properties->Compression,
-                                  from.ScalingPercentageHorizontal,
-                                  from.DataLength});
-            EXPECT_EQ(from.ScalingPercentageHorizontal, from.ScalingPercentageVertical);
-            EXPECT_EQ(from.Properties->Format, layout.format);
-            EXPECT_EQ(from.Properties->Endianess, layout.order);
-            EXPECT_EQ(from.Properties->BytesPerPixel, layout.bytesPerPixel());
-            paint(from, rectangles.back());
+        const Bytes update = take();
+        if (update.empty()) return rectangles;
+        EXPECT_EQ(update[0], 26);
+        EXPECT_LE(update.size(), roomAtHeadUnit);
+        const std::uint8_t* at = &update[10];
+        for (unsigned i = 0; i < update[9]; ++i, at += 21 + wire::load<UInt32>(at + 17)) {
+            const auto side = [&](int which) { return wire::load<UInt16>(at + 2 * which); };
+            rectangles.push_back(
+                {{side(0), side(1), side(2), side(3)}, wire::load<UInt32>(at + 10), at[15]});
+            EXPECT_EQ((Bytes{at[8], at[9], at[14], at[16]}),
+                      u8(unit.format) + u8(unit.order) + u8(unit.pixel) + u8(at[15]));
+            if (at[15] == 100) paint(rectangles.back(), at + 21, wire::load<UInt32>(at + 17));
         }
         return rectangles;
     }
-    /// The phone's screen in the colours of the declared format.
-    Picture shown() {
+    /// The head unit sees what is on the phone's screen.
+    void expectShown() {
         Picture picture;
-        quantise(screen.picture(), layout.format, picture);
-        return picture;
+        quantise(screen.picture(), ePIXELFORMAT_ARGB8888, picture);
+        EXPECT_EQ(canvas.pixels, picture.pixels);
     }
 
-    int width = 160;
-    int height = 120;
-    PixelLayout layout;
-    FrameCompression supported = eFRAMECOMPRESSION_All;
-    FrameCompression wanted = eFRAMECOMPRESSION_None;
+    Init unit{.width = 160, .height = 120};
     Options options;
     MemoryStream stream;
     Screen screen{std::make_unique<MovingBlock>()};
@@ -220,73 +191,29 @@ class Rig {
     std::optional<Session> session;
     TimePoint now{std::chrono::hours(1)};
     bool isAlive = true;
+    std::size_t roomAtHeadUnit = 0;
     Picture canvas;
-    std::size_t largestHeard = 0;
-    bool keepsPings = false;
     /// Packets that a test is not about: what the phone says of its own accord.
-    std::vector<int> unheard{eEVENTTYPE_ServerAppInfo, eEVENTTYPE_ServerState,
-                             eEVENTTYPE_ServerCustomData};
+    std::set<int> unheard{eEVENTTYPE_ServerAppInfo, eEVENTTYPE_ServerState,
+                          eEVENTTYPE_ServerCustomData, eEVENTTYPE_Ping};
 
   private:
-    bool isUnheard(int type) const {
-        if (type == eEVENTTYPE_Ping) return !keepsPings;
-        return std::find(unheard.begin(), unheard.end(), type) != unheard.end();
-    }
-    void dropUnheard() {
-        auto& bytes = stream.fromPhone;
-        for (std::size_t at = 0; at + wire::headerSize <= bytes.size();) {
-            const std::size_t size = sizeAt(at);
-            if (!isUnheard(bytes[at]) || at + size > bytes.size()) {
-                at += size;
-                continue;
-            }
-            const auto start = bytes.begin() + static_cast<std::ptrdiff_t>(at);
-            bytes.erase(start, start + static_cast<std::ptrdiff_t>(size));
-        }
-    }
-    std::size_t sizeAt(std::size_t at) const {
-        return wire::headerSize + wire::load<UInt32>(stream.fromPhone.data() + at + 5);
-    }
-
-    void paint(const qrFrameRectangle& from, const Received& rectangle) {
+    /// Other formats than the first one are for the head unit program.
+    void paint(const Received& rectangle, const std::uint8_t* data, std::size_t size) {
         const Area& area = rectangle.area;
-        if (rectangle.compression == eFRAMECOMPRESSION_JPEG || rectangle.percent != 100) return;
         ASSERT_EQ(intersection(area, canvas.area()), area) << "outside of the screen";
-        const std::size_t raw =
-            static_cast<std::size_t>(area.width * area.height) * layout.bytesPerPixel();
-        std::vector<std::uint8_t> pixels(raw);
+        Bytes pixels(data, data + size);
+        uLongf raw = area.size().count() * 4;
         if (rectangle.compression == eFRAMECOMPRESSION_ZLIB) {
-            uLongf size = raw;
-            ASSERT_EQ(uncompress(pixels.data(), &size, from.pData, from.DataLength), Z_OK);
-            ASSERT_EQ(size, raw);
-        } else {
-            ASSERT_EQ(from.DataLength, raw);
-            std::memcpy(pixels.data(), from.pData, raw);
+            pixels.resize(raw);
+            ASSERT_EQ(uncompress(pixels.data(), &raw, data, size), Z_OK);
         }
-        unpack(pixels.data(), area);
-    }
-
-    void unpack(const std::uint8_t* at, const Area& area) {
-        const unsigned size = layout.bytesPerPixel();
-        for (int y = area.y; y < area.bottom(); ++y) {
-            for (int x = area.x; x < area.right(); ++x, at += size) {
-                std::uint32_t value = 0;
-                for (unsigned i = 0; i < size; ++i) {
-                    const bool isLittle = layout.order == ePIXELENDIANESS_LittleEndian;
-                    value |= std::uint32_t{at[i]} << 8 * (isLittle ? i : size - 1 - i);
-                }
-                canvas.row(y)[x] = rgbOf(value);
-            }
-        }
-    }
-
-    std::uint32_t rgbOf(std::uint32_t value) const {
-        if (layout.format == ePIXELFORMAT_RGBA8888) return 0xFF000000u | value >> 8;
-        if (layout.format != ePIXELFORMAT_RGB565) return 0xFF000000u | value;
-        const std::uint32_t r = value >> 11 & 31;
-        const std::uint32_t g = value >> 5 & 63;
-        const std::uint32_t b = value & 31;
-        return 0xFF000000u | (r << 3 | r >> 2) << 16 | (g << 2 | g >> 4) << 8 | (b << 3 | b >> 2);
+        ASSERT_EQ(raw, area.size().count() * 4);
+        ASSERT_EQ(pixels.size(), raw);
+        const std::uint8_t* at = pixels.data();
+        for (int y = area.y; y < area.bottom(); ++y)
+            for (int x = area.x; x < area.right(); ++x, at += 4)
+                canvas.row(y)[x] = wire::load<UInt32>(at);
     }
 };
 

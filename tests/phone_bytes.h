@@ -1,6 +1,6 @@
-/* What head units and phones say in the tests of a check, as bytes by hand. */
-#ifndef QUARLO_TESTS_PHONE_CHECK_BYTES_H
-#define QUARLO_TESTS_PHONE_CHECK_BYTES_H
+/* What head units and phones say in the tests of the phone, as bytes by hand. */
+#ifndef QUARLO_TESTS_PHONE_BYTES_H
+#define QUARLO_TESTS_PHONE_BYTES_H
 
 #include "Bytes.h"
 
@@ -19,11 +19,12 @@ inline Bytes version(unsigned minor = 2) {
 }
 
 struct Init {
-    unsigned width = 800, capabilities = 0x3C, format = 3, order = 2, wanted = 0, pixel = 4;
+    unsigned width = 800, height = 480, capabilities = 0x3C, format = 3, order = 2, wanted = 0,
+             pixel = 4;
     unsigned supported = 7, key = 12, encoding = 1;
 };
 inline Bytes init(const Init& i = {}) {
-    return packet(11, text("unit", i.encoding) + u16(i.width) + u16(480) + u16(150) + u16(90) +
+    return packet(11, text("unit", i.encoding) + u16(i.width) + u16(i.height) + u16(150) + u16(90) +
                           u32(i.capabilities) + u8(i.format) + u8(i.order) + u32(i.wanted) +
                           u8(i.pixel) + u32(i.supported) + u8(1) + u16(0xFE00) + u8(2) + u8(1) +
                           u8(i.key));
@@ -53,6 +54,21 @@ inline Bytes icon(const std::string& url, unsigned pixel = 4, unsigned compressi
 }
 inline Bytes start(const std::string& url) {
     return packet(73, text(url) + u8(0) + u8(1) + text("key") + text("value"));
+}
+inline Bytes initDone(unsigned successful = 1) {
+    return packet(17, u8(successful));
+}
+inline Bytes state(unsigned type, unsigned value) {
+    return packet(35, u8(type) + u8(value));
+}
+inline Bytes key(unsigned event, unsigned which) {
+    return packet(31, u8(event) + u8(which));
+}
+inline Bytes position(const std::string& sentence, unsigned encoding = 1) {
+    return packet(37, text(sentence, encoding));
+}
+inline Bytes language(const std::string& code) {
+    return packet(69, Bytes(code.begin(), code.end()));
 }
 inline Bytes flag(unsigned type, unsigned value) {
     return packet(type, u8(value));
