@@ -19,7 +19,7 @@ inline Bytes version(unsigned minor = 2) {
 }
 
 struct Init {
-    unsigned width = 800, height = 480, capabilities = 0x3C, format = 3, order = 2, wanted = 0,
+    unsigned width = 80, height = 48, capabilities = 0x3C, format = 3, order = 2, wanted = 0,
              pixel = 4;
     unsigned supported = 7, key = 12, encoding = 1;
 };
@@ -33,24 +33,19 @@ inline Bytes custom(unsigned channel, unsigned type, const Bytes& content) {
     return packet(67,
                   u8(channel) + u16(type) + u16(static_cast<unsigned>(content.size())) + content);
 }
-inline Bytes fromPhone(unsigned channel, unsigned type, const std::string& content) {
-    return packet(68, u8(channel) + u16(type) + u16(static_cast<unsigned>(content.size())) +
-                          Bytes(content.begin(), content.end()));
+inline Bytes request(unsigned width = 80, unsigned incremental = 0) {
+    return packet(25, u32(0) + u16(width) + u16(48) + u8(incremental));
 }
-inline Bytes request(unsigned width = 800, unsigned incremental = 0, unsigned x = 0) {
-    return packet(25, u16(x) + u16(0) + u16(width) + u16(480) + u8(incremental));
-}
-inline Bytes touch(unsigned kind, unsigned finger, unsigned time = 9, unsigned x = 799) {
-    return packet(33, u8(1) + u8(kind) + u16(x) + u16(479) + u32(finger) + u32(time));
+inline Bytes touch(unsigned kind, unsigned finger, unsigned time = 9) {
+    return packet(33, u8(1) + u8(kind) + u16(79) + u16(47) + u32(finger) + u32(time));
 }
 inline Bytes audio(unsigned id, unsigned status, unsigned result = 0) {
     return packet(59, u32(id) + u8(status) + u8(result));
 }
-inline Bytes wish(unsigned id, unsigned command, unsigned type, unsigned seconds) {
-    return packet(58, u32(id) + u8(command) + u8(type) + u16(seconds));
-}
-inline Bytes icon(const std::string& url, unsigned pixel = 4, unsigned compression = 0) {
-    return packet(71, u16(48) + u16(48) + u8(3) + u8(2) + u32(compression) + u8(pixel) + text(url));
+inline Bytes icon(const std::string& url, unsigned side = 48, unsigned compression = 0,
+                  unsigned pixel = 4) {
+    return packet(71,
+                  u16(side) + u16(side) + u8(3) + u8(2) + u32(compression) + u8(pixel) + text(url));
 }
 inline Bytes start(const std::string& url) {
     return packet(73, text(url) + u8(0) + u8(1) + text("key") + text("value"));
@@ -64,8 +59,8 @@ inline Bytes state(unsigned type, unsigned value) {
 inline Bytes key(unsigned event, unsigned which) {
     return packet(31, u8(event) + u8(which));
 }
-inline Bytes position(const std::string& sentence, unsigned encoding = 1) {
-    return packet(37, text(sentence, encoding));
+inline Bytes position(const std::string& content, unsigned encoding = 1) {
+    return packet(37, text(content, encoding));
 }
 inline Bytes language(const std::string& code) {
     return packet(69, Bytes(code.begin(), code.end()));
@@ -73,25 +68,11 @@ inline Bytes language(const std::string& code) {
 inline Bytes flag(unsigned type, unsigned value) {
     return packet(type, u8(value));
 }
-inline Bytes filter(unsigned one, unsigned two) {
-    return packet(54, u8(2) + u32(one) + u32(two));
-}
-inline Bytes ping(unsigned counter) {
-    return packet(128, u32(counter));
-}
 inline Bytes pong(unsigned counter) {
     return packet(129, u32(counter));
 }
 inline Bytes value(unsigned key, const std::string& json, unsigned encoding = 1) {
     return packet(55, u32(key) + text(json, encoding));
-}
-/// An update with one empty rectangle.
-inline Bytes update() {
-    return packet(26, u8(1) + Bytes(8 + 7 + 2 + 4));
-}
-inline Bytes appInfo() {
-    return packet(70, u32(1) + text("app:1") + text("One") + u32(1) + text("") + text("") + u8(1) +
-                          u32(1) + u8(3) + u8(0) + Bytes{'e', 'n', 'g'});
 }
 inline const std::string sentence = "$GPGGA,1*4B";
 

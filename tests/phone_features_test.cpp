@@ -298,24 +298,22 @@ TEST(PhoneApps, TheCatalogueIsAnnouncedIconsDrawnAndAppsStarted) {
               "arrLanguage=\"eng\"}]}");
 
     Drive drive;
-    const auto icon = [&](unsigned compression, const char* app, unsigned side) {
-        drive.settle(packet(71, u16(side) + u16(side) + u8(3) + u8(2) + u32(compression) + u8(4) +
-                                    text("quarlo://app/" + std::string(app))));
+    const auto drawn = [&](const std::string& app, unsigned side, unsigned compression = 0) {
+        drive.settle(icon("quarlo://app/" + app, side, compression));
         return drive.take();
     };
-    const Bytes raw = icon(eFRAMECOMPRESSION_Uncompressed, "maps", 48);
+    const Bytes raw = drawn("maps", 48, eFRAMECOMPRESSION_Uncompressed);
     const std::size_t head = 9 + 3 + 17 + 4 + 4 + 4;
     ASSERT_EQ(raw.size(), head + 48 * 48 * 4);
-    const Bytes packed = icon(eFRAMECOMPRESSION_None, "maps", 48);
+    const Bytes packed = drawn("maps", 48);
     ASSERT_LT(packed.size(), raw.size());
     EXPECT_EQ(packed[head - 8], eFRAMECOMPRESSION_ZLIB);
     Bytes pixels(48 * 48 * 4);
     uLongf size = pixels.size();
     ASSERT_EQ(uncompress(pixels.data(), &size, &packed[head], packed.size() - head), Z_OK);
     EXPECT_EQ(pixels, quarlo::test::part(raw, head, raw.size()));
-    for (const unsigned side : {0U, 513U, 65535U})
-        EXPECT_EQ(icon(eFRAMECOMPRESSION_None, "maps", side).size(), head);
-    EXPECT_EQ(icon(eFRAMECOMPRESSION_ZLIB, "mops", 48).size(), head);
+    for (const unsigned side : {0U, 513U, 65535U}) EXPECT_EQ(drawn("maps", side).size(), head);
+    EXPECT_EQ(drawn("nothing", 48).size(), head + 3);
 
     EXPECT_EQ(drive.saidTo(start("quarlo://app/maps")),
               "ServerAppStarted, 30 bytes: IdentifierURL=\"quarlo://app/maps\", "
