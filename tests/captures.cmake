@@ -39,7 +39,7 @@ endif()
 # What the tour has left, where it is played.
 find_program(PYTHON3 python3)
 if(TSHARK AND PYTHON3 AND TEST tour.plays AND TARGET quarlo-replay)
-  add_test(NAME tour.capture COMMAND ${PYTHON3} ${CMAKE_CURRENT_SOURCE_DIR}/tour_capture_test.py
+  add_test(NAME tour.left COMMAND ${PYTHON3} ${CMAKE_CURRENT_SOURCE_DIR}/tour_test.py
     ${PROJECT_BINARY_DIR} ${CMAKE_CURRENT_BINARY_DIR}/tour WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
-  set_tests_properties(tour.capture PROPERTIES LABELS e2e TIMEOUT 120 FIXTURES_REQUIRED tour)
+  set_tests_properties(tour.left PROPERTIES LABELS e2e TIMEOUT 120 FIXTURES_REQUIRED tour)
 endif()

@@ -122,11 +122,4 @@ if(TARGET quarlo-phone AND TARGET quarlo-headunit AND TARGET quarlo-contact-shee
   add_test(NAME tour.plays COMMAND bash ${PROJECT_SOURCE_DIR}/tools/tour.sh ${PROJECT_BINARY_DIR} ${tour}
     --dump ${tour}/tour.dump)
   set_tests_properties(tour.plays PROPERTIES LABELS e2e TIMEOUT 300 FIXTURES_SETUP tour)
-  quarlo_test(tour_test LABELS e2e SOURCES tour_test.cpp LIBRARIES PkgConfig::cairo)
-  # It looks at a hundred million pixels.
-  set_source_files_properties(tour_test.cpp PROPERTIES COMPILE_OPTIONS -O2)
-  target_compile_definitions(tour_test PRIVATE QUARLO_TOUR="${tour}"
-    QUARLO_TOUR_SCRIPT="${PROJECT_SOURCE_DIR}/tools/tour.script")
-  file(APPEND ${CMAKE_CURRENT_BINARY_DIR}/tour_test_labels.cmake
-    "if(tour_test_TESTS)\n  set_tests_properties(\${tour_test_TESTS} PROPERTIES FIXTURES_REQUIRED tour)\nendif()\n")
 endif()

@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
-"""tour_capture_test.py BUILD TOUR: what the tour has left in its capture. tshark finds nothing wrong with
-it, shows every packet of the catalogue, and the packets that the phone has logged, with their sizes and
-fields; its streams are the bytes that the library has dumped; played back it gives the host the callbacks
-that the head unit has logged, and the same at every run."""
+"""tour_test.py BUILD TOUR: what the tour has left. Its capture: tshark finds nothing wrong with it, shows
+every packet of the catalogue, and the packets that the phone has logged, with their sizes and fields; its
+streams are the bytes that the library has dumped; played back it gives the host the callbacks that the head
+unit has logged, and the same at every run. Its logs: both were told what they were to be told. Its
+screenshots: each is a screen that the phone drew."""
 import json
 import re
+import struct
 import subprocess
 import sys
 import zlib
@@ -17,7 +19,7 @@ UNDER_WAY = 20  # so much at the end may be known to one side alone
 
 
 def fail(*what):
-    sys.exit("tour_capture: " + " ".join(map(str, what)))
+    sys.exit("tour: " + " ".join(map(str, what)))
 
 
 def output(*command):
@@ -205,4 +207,63 @@ def check_callbacks():
     return f"{len(played)} callbacks"
 
 
-print("tour_capture:", ", ".join(check() for check in (check_packets, check_bytes, check_callbacks)))
+# The ends of lines of the head unit's log, in their order.
+HEARD = """
+phone "quarlo phone" on "Linux", launcher "6f1c7a52-3d0e-4b8e-9a54-0c2b7de1f3a8", can EnableAudioHandling,EnableAppStart
+softkeys Home Back Menu Search
+apps 9
+app "quarlo://app/voice" "Assistant" icon 8 by "quarlo": "Assistant of the simulated phone" Executable language eng \
+categories 1
+icon "quarlo://app/music" icon 3, 65536 bytes, written to icon-3.png
+call "+4615550101" "Ada Lindqvist"
+navigate "Home" Both longitude 11.576124 latitude 48.137154 country "Germany", zip "80331", city "München", \
+street "Seestraße", number "7"
+navigate "Lake view point" PositionOnly longitude 11.100000 latitude 48.200000
+navigate "Paper Lantern Café" PlacemarkOnly country "France", zip "67000", city "Strasbourg", \
+street "Rue du Lac", number "3"
+audio Release 1 Announcement
+voice EndUserEvent
+custom-string BTName "quarlo phone"
+custom-int BatteryLevel 70
+custom-key VolumeUp Click
+custom-can CanAmbientlight identifier 0x230: FF 80 20
+custom-raw StorePersistent 0x042, 6 bytes: 71 75 61 72 6C 6F, kept
+custom-raw GetPersistent 0x042, 0 bytes: , answered
+custom-raw DeletePersistent 0x042, 0 bytes: , forgotten
+custom-raw DeleteHost 0x042, 0 bytes: , forgotten"""
+# The phone's.
+TOLD = """
+PositionInformation, 77 bytes: NMEA="$GPGGA,123519,4808.230,N,01134.600,E,1,08,0.9,545.4,M,46.9,M,,*41"
+ClientSettings, 12 bytes: arrLanguage="deu"
+SetBlockMode, 10 bytes: ModeToSet=2 (DenyAll)
+PhoneCallStatusResponse, 10 bytes: Status=3 (Active)
+SetPixelFormat, 12 bytes: Format=2 (RGB565), Endianess=1 (BigEndian), BytesPerPixel=2
+OverrideCompression, 13 bytes: Compression=1"""
+
+
+def check_logs():
+    for name, begin, wanted in ("headunit.log", " CALL  ", HEARD), ("phone.log", " <- ", TOLD):
+        log, at = (tour / name).read_text(), 0
+        for wrong in re.findall("(?m)^.*(?: ERR |problem|ignored|malformed).*$", log):
+            fail(name, "has", wrong)
+        for line in wanted.strip().splitlines():
+            if (at := log.find(f"{begin}{line}\n", at)) < 0:
+                fail(name, "does not have in its place", line)
+    return "logs"
+
+
+def check_pictures():
+    """What is equal pixel by pixel is so as a file too."""
+    drawn = {file.read_bytes() for file in (tour / "phone").iterdir()}
+    shots = {file.stem: file for file in tour.glob("[0-9]*.png")}
+    sizes = {stem: struct.unpack(">II", file.read_bytes()[16:24]) for stem, file in shots.items()}
+    if len(shots) != 22 or sizes["19-smaller"] != (800, 480) or sizes["21-upright"] != (480, 800):
+        fail("other pictures:", sizes)
+    for file in shots.values():
+        if file.read_bytes() not in drawn:
+            fail("nobody drew", file)
+    return f"{len(shots)} pictures"
+
+
+checks = check_packets, check_bytes, check_callbacks, check_logs, check_pictures
+print("tour:", ", ".join(check() for check in checks))
