@@ -11,15 +11,8 @@ elseif(TARGET quarlo-dissector)
 endif()
 
 # Captures played back. A sanitizer opens plug-ins itself, and does not find those of the program.
-if(TARGET quarlo-replay AND TARGET quarlo_link_rig)
-  find_package(ZLIB REQUIRED)
-  find_package(nlohmann_json REQUIRED)
-  quarlo_test(replay_test LABELS links threads TIMEOUT 240
-    SOURCES replay_test.cpp ${PROJECT_SOURCE_DIR}/tools/replay/Callbacks.cpp
-      ${PROJECT_SOURCE_DIR}/tools/replay/Lines.cpp
-    LIBRARIES quarlo_link_rig quarlo_test_wire quarlo_common ZLIB::ZLIB
-      nlohmann_json::nlohmann_json)
-  target_include_directories(replay_test PRIVATE ${PROJECT_SOURCE_DIR}/tools/replay)
+if(TARGET quarlo-replay)
+  quarlo_test(replay_test LABELS links threads TIMEOUT 240 SOURCES replay_test.cpp)
   target_compile_definitions(replay_test PRIVATE QUARLO_REPLAY="$<TARGET_FILE:quarlo-replay>")
   add_dependencies(replay_test quarlo-replay)
 endif()
