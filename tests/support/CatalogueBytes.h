@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "Calls.h"
+#include "Story.h"
 
 namespace quarlo::test {
 
@@ -47,25 +47,12 @@ inline const App music{"app:music", "Music", 7, "Maker", "Plays", {1, 2}, 3, 1, 
 inline const App bare{"u", "", 0xFFFFFFFF, "", "%s%n", {0xFFFFFFFF}, 0, 0, std::string(3, '\0')};
 
 /** A host in RUN that notes each new catalogue. */
-class Launcher : public Session {
+class Launcher : public Story {
   public:
-    Launcher() {
-        EXPECT_EQ(during([&] {
-                      EXPECT_EQ(
-                          quarlo_SetAppListChangedCallback(
-                              handle(), [](void* context) { hostOf(context).note("changed"); }),
-                          eRETURN_OKAY);
-                  }),
-                  Lines{"INF SetAppListChangedCallback"});
-    }
-    [[nodiscard]] int length() const { return listGetLength(&host.record()->appInformationList); }
-    [[nodiscard]] genericListElement* item(int index) const {
-        auto* at = listGetFirstElement(&host.record()->appInformationList);
-        while (index-- > 0) at = listGetNextElement(&host.record()->appInformationList);
-        return at;
-    }
-    eReturnCode create() { return quarlo_CreateAppInfoList(handle(), &count, &copy); }
-    eReturnCode release() { return quarlo_DeleteAppInfoList(handle(), copy); }
+    Launcher() { listenTo<Callback::AppListChanged>(quarlo_SetAppListChangedCallback); }
+    [[nodiscard]] int length() const { return listGetLength(&record()->appInformationList); }
+    Lines create() { return call(quarlo_CreateAppInfoList, &count, &copy); }
+    Lines release() { return call(quarlo_DeleteAppInfoList, copy); }
 
     UInt32 count = 77;
     AppInfoList* copy = nullptr;

@@ -22,13 +22,20 @@
 
 namespace quarlo::test {
 
-/** quarlo_Init and quarlo_Shutdown around a test. */
+/** quarlo_Init and quarlo_Shutdown around a test; a library inside of another is the same one. */
 class Library {
   public:
-    Library() { quarlo_Init(); }
-    ~Library() { quarlo_Shutdown(); }
+    Library() {
+        if (depth++ == 0) quarlo_Init();
+    }
+    ~Library() {
+        if (--depth == 0) quarlo_Shutdown();
+    }
     Library(const Library&) = delete;
     Library& operator=(const Library&) = delete;
+
+  private:
+    static inline int depth = 0;
 };
 
 class Host : public Listener {

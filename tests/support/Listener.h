@@ -6,6 +6,7 @@
 #define QUARLO_TESTS_LISTENER_H
 
 #include <array>
+#include <string>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -57,6 +58,11 @@ enum class Callback : unsigned {
 struct Heard {
     Callback callback;
     std::array<UInt32, 12> numbers{};
+    const void* given = nullptr;
+    std::string (*describe)(const void* given) = nullptr;
+
+    /** All that was given, in words; no texts are kept for listeners that do not ask. */
+    [[nodiscard]] std::string line() const { return name() + describe(given); }
 
     [[nodiscard]] const char* name() const {
 #define QUARLO_NAME(name) #name,
@@ -94,11 +100,15 @@ constexpr std::size_t countOf() {
     return std::is_integral_v<std::tuple_element_t<before, Tuple>> ? before : at;
 }
 
+inline std::array<const char*, 7> textsOf(const LocationStrings& place) {
+    return {place.Country, place.StateRegion, place.ZipCode,    place.City,
+            place.Street,  place.CrossStreet, place.Housenumber};
+}
+
 inline void lookAtPlace(const LocationStrings* place) {
     if (place == nullptr) return;
     unsigned bit = 1;
-    for (const char* text : {place->Country, place->StateRegion, place->ZipCode, place->City,
-                             place->Street, place->CrossStreet, place->Housenumber}) {
+    for (const char* text : textsOf(*place)) {
         require((place->validMask & bit) == 0 || text != nullptr, "a valid text is null");
         lookAtText(text);
         bit <<= 1;
@@ -129,11 +139,64 @@ void lookAtAll(const std::tuple<P...>& given) {
     (std::index_sequence_for<P...>());
 }
 
+/* ---- what was given, in words ---- */
+
+inline std::string wordOf(const char* text) {
+    return text == nullptr ? " -" : std::string(" ") + text;
+}
+
+inline std::string wordOf(double number) {
+    char word[32];
+    std::snprintf(word, sizeof word, " %g", number);
+    return word;
+}
+
+inline std::string wordOf(const LocationStrings* place) {
+    if (place == nullptr) return " -";
+    std::string words = " mask " + std::to_string(place->validMask);
+    for (const char* text : textsOf(*place)) words += wordOf(text);
+    return words;
+}
+
+template <class T>
+std::string wordOf(const T* values, std::size_t count) {
+    if (values == nullptr) return " -";
+    std::string words = " [";
+    for (std::size_t i = 0; i < count; ++i) words += " " + std::to_string(values[i]);
+    return words + " ]";
+}
+
+template <std::size_t at, class Tuple>
+std::string wordAt(const Tuple& given) {
+    using T = std::tuple_element_t<at, Tuple>;
+    const T value = std::get<at>(given);
+    if constexpr (std::is_enum_v<T> || std::is_integral_v<T>) {
+        return " " + std::to_string(static_cast<UInt32>(value));
+    } else if constexpr (std::is_same_v<T, AppIconResponse*>) {
+        return wordOf(value->IdentifierURL) + " " + std::to_string(value->UniqueIconID) +
+               wordOf(value->uncompressedData, value->uncompressedDataLength);
+    } else if constexpr (std::is_convertible_v<T, const UInt8*> ||
+                         std::is_convertible_v<T, const UInt32*>) {
+        return wordOf(value, std::get<countOf<at, Tuple>()>(given));
+    } else {
+        return wordOf(value);
+    }
+}
+
+template <class... P>
+std::string describeAll(const void* given) {
+    const auto& tuple = *static_cast<const std::tuple<P...>*>(given);
+    return [&]<std::size_t... at>(std::index_sequence<at...>) {
+        return (std::string() + ... + wordAt<at>(tuple));
+    }
+    (std::index_sequence_for<P...>());
+}
+
 /** Where the library's call arrives. */
 template <Callback callback, class... P>
 void enter(void* context, P... parameters) {
     const std::tuple<P...> given(parameters...);
-    Heard what{callback};
+    Heard what{.callback = callback, .given = &given, .describe = &describeAll<P...>};
     [[maybe_unused]] std::size_t count = 0;
     [[maybe_unused]] const auto note = [&](auto value) {
         if constexpr (std::is_integral_v<decltype(value)> || std::is_enum_v<decltype(value)>) {
