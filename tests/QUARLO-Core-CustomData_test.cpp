@@ -1,374 +1,267 @@
 /* Custom data from the head unit to the phone, and the lists announced in the handshake. */
 #include <gtest/gtest.h>
 
-#include <set>
-
-#include "Calls.h"
+#include "Story.h"
 
 namespace quarlo::test {
 namespace {
 
-template <class E>
-constexpr E as(unsigned value) {
-    return static_cast<E>(value);
-}
+using Made = std::function<eReturnCode(void*)>;
 
-std::function<eReturnCode(void*)> stringCall(unsigned type, unsigned encoding,
-                                             const std::string& content) {
+UInt8 counted[] = {1, 2, 3, 4, 5, 6, 7, 8};
+
+Made stringCall(unsigned type, unsigned encoding, const std::string& content) {
     return [=](void* h) {
-        return quarlo_CustomDataString(h, as<ClientCustomDataStringType>(type),
-                                       as<StringEncoding>(encoding), content.c_str());
+        return quarlo_CustomDataString(h, static_cast<ClientCustomDataStringType>(type),
+                                       static_cast<StringEncoding>(encoding), content.c_str());
     };
 }
 
-std::function<eReturnCode(void*)> intCall(unsigned type, Bytes value) {
-    return [=](void* h) mutable {
-        return quarlo_CustomDataInt(h, as<ClientCustomDataIntType>(type),
-                                    static_cast<UInt16>(value.size()), value.data());
-    };
+Made intCall(unsigned type, unsigned length) {
+    return bound(quarlo_CustomDataInt, static_cast<ClientCustomDataIntType>(type),
+                 static_cast<UInt16>(length), counted);
 }
 
-std::function<eReturnCode(void*)> keyCall(unsigned type, unsigned code) {
-    return [=](void* h) {
-        return quarlo_CustomDataKeyTimed(h, as<ClientCustomDataKeyType>(type),
-                                         as<ClientCustomDataKeyCode>(code), 0x01020304);
-    };
+Made keyCall(unsigned type, unsigned code) {
+    return bound(quarlo_CustomDataKeyTimed, static_cast<ClientCustomDataKeyType>(type),
+                 static_cast<ClientCustomDataKeyCode>(code), 0x01020304);
 }
 
-std::function<eReturnCode(void*)> canCall(unsigned type, Bytes data) {
-    return [=](void* h) mutable {
-        return quarlo_CustomDataCan(h, as<ClientCustomDataCanType>(type), 0xAABBCCDD,
-                                    static_cast<UInt8>(data.size()), data.data());
-    };
-}
-
-std::function<eReturnCode(void*)> rawCall(unsigned identifier, unsigned length, Bytes data) {
-    return [=](void* h) mutable {
-        return quarlo_CustomDataRaw(h, static_cast<UInt16>(identifier), static_cast<UInt16>(length),
-                                    data.empty() ? nullptr : data.data());
-    };
+Made canCall(unsigned type, unsigned length) {
+    return bound(quarlo_CustomDataCan, static_cast<ClientCustomDataCanType>(type), 0xAABBCCDD,
+                 static_cast<UInt8>(length), counted);
 }
 
 Bytes customData(unsigned event, unsigned type, const Bytes& payload) {
     return packet(67, u8(event) + u16(type) + u16(static_cast<unsigned>(payload.size())) + payload);
 }
 
-/** A channel's call: its lines after the channel's own, and its packet. */
-Call channel(const char* name, const char* function, std::function<eReturnCode(void*)> call,
-             const Lines& lines, const Bytes& sent) {
-    Call result{name, std::move(call), lines, sent, {}, {}};
-    result.outside = {{std::string("WRN ") + function + "() called outside RUN state."},
-                      eRETURN_STATE_NOT_RUN};
-    return result;
+Lines outside(const std::string& function) {
+    return {"WRN quarlo_CustomData" + function + "() called outside RUN state.", "= STATE_NOT_RUN"};
 }
 
-const Lines notCreated{"WRN creation of ClientCustomData packet failed."};
+const std::string notCreated = "WRN creation of ClientCustomData packet failed.";
 
-std::vector<Call> stringCalls() {
+TEST(CustomDataCalls, OfTextsAreSent) {
     const auto call = [&](unsigned type, unsigned encoding, const std::string& content,
                           const std::string& sent, const Lines& more) {
-        return channel("string", "quarlo_CustomDataString", stringCall(type, encoding, content),
+        return Sending{stringCall(type, encoding, content),
                        Lines{"INF Client Custom Data String"} + more,
-                       customData(1, type, text(sent, encoding)));
+                       customData(1, type, text(sent, encoding)), outside("String")};
     };
     const std::string longest(65532, 's');
-    std::vector<Call> calls{
-        call(1, 1, "AA:BB", "AA:BB", {}), call(8, 2, "%s", "%s", {}),
+    Sending largest = call(2, 1, longest, longest, {});
+    largest.failures = {
+        largest.lines +
+            outOfMemoryLines("cannot allocate data memory for packet ClientCustomData.") +
+            "= MEM_ALLOC",
+        largest.lines + notCreated + "= PACKET_MEMORY"};
+    expectSendings({
+        call(1, 1, "AA:BB", "AA:BB", {}),
+        call(8, 2, "%s", "%s", {}),
         call(7, 1, "1.2.3", "1.2.3",
              {"INF Type '_IVIFirmwareVersionF' is reserved for Core Version."}),
         call(65534, 1, "x", "x", {"INF CustomDataString called for test control [65534]"}),
-        call(2, 1, "", "", {}), call(2, 1, longest, longest, {}),
+        call(2, 1, "", "", {}),
+        largest,
         // What does not fit the packet is sent empty.
-        call(2, 1, longest + "s", "", {}), call(2, 1, std::string(65536, 's'), "", {}),
-        call(2, 1, std::string(65540, 's'), "", {})};
-    Call& largest = calls[5];
-    const char* const memory = "cannot allocate data memory for packet ClientCustomData.";
-    largest.failures = {{largest.lines + outOfMemoryLines(memory), eRETURN_MEM_ALLOC},
-                        {largest.lines + notCreated, eRETURN_PACKET_MEMORY}};
-    return calls;
+        call(2, 1, longest + "s", "", {}),
+        call(2, 1, std::string(65536 + 4, 's'), "", {}),
+        {bound(quarlo_CustomDataString, eCLIENTCUSTOMDATASTRINGTYPE_BTMACAddress,
+               eSTRINGENCODING_ASCII_LATIN1, nullptr),
+         {"INF Client Custom Data String"},
+         customData(1, 1, text("", 2)),
+         outside("String")},
+    });
 }
 
-std::vector<Call> intCalls() {
-    const auto call = [](unsigned type, const Bytes& value, const char* warning) {
-        return channel("int", "quarlo_CustomDataInt", intCall(type, value),
-                       {"INF Client Custom Data Int", warning}, customData(2, type, value));
+TEST(CustomDataCalls, OfNumbersKeysAndMessagesAreSent) {
+    const auto ofInt = [](unsigned type, const Bytes& value, const char* warning) {
+        return Sending{intCall(type, static_cast<unsigned>(value.size())),
+                       {"INF Client Custom Data Int", warning},
+                       customData(2, type, value),
+                       outside("Int")};
     };
-    return {call(65280, {1}, "WRN ScreenTest is for internal use only"),
-            call(65024, {1, 2}, "WRN ZelHUTunerClient is for internal use only"),
-            call(65281, {1, 2, 3, 4},
-                 "WRN GetCanAmbientlight is deprecated, use CustomData CAN instead"),
-            call(65280, {1, 2, 3, 4, 5, 6, 7, 8}, "WRN ScreenTest is for internal use only")};
-}
-
-std::vector<Call> keyCalls() {
-    std::vector<Call> calls;
-    for (const unsigned code : {1U, 14U, 20U, 21U, 30U, 33U}) {
-        const unsigned type = code % 6 + 1;
-        calls.push_back(channel("key", "quarlo_CustomDataKey", keyCall(type, code),
-                                {"INF Client Custom Data Key"},
-                                customData(5, type, u8(code) + u32(0x01020304))));
-    }
-    return calls;
-}
-
-std::vector<Call> canCalls() {
-    const auto call = [](unsigned type, const Bytes& data) {
-        return channel(
-            "can", "quarlo_CustomDataCan", canCall(type, data), {"INF Client Custom Data CAN"},
-            customData(4, type, u32(0xAABBCCDD) + u8(static_cast<unsigned>(data.size())) + data));
+    const auto ofKey = [](unsigned type, unsigned code) {
+        return Sending{keyCall(type, code),
+                       {"INF Client Custom Data Key"},
+                       customData(5, type, u8(code) + u32(0x01020304)),
+                       outside("Key")};
     };
-    return {call(1, {}), call(1, {1, 2, 3}), call(65281, {1, 2, 3, 4, 5, 6, 7, 8})};
+    const auto ofCan = [](unsigned type, const Bytes& data) {
+        const auto length = static_cast<unsigned>(data.size());
+        return Sending{canCall(type, length),
+                       {"INF Client Custom Data CAN"},
+                       customData(4, type, u32(0xAABBCCDD) + u8(length) + data),
+                       outside("Can")};
+    };
+    expectSendings({
+        ofInt(65280, {1}, "WRN ScreenTest is for internal use only"),
+        ofInt(65024, {1, 2}, "WRN ZelHUTunerClient is for internal use only"),
+        ofInt(65281, {1, 2, 3, 4},
+              "WRN GetCanAmbientlight is deprecated, use CustomData CAN instead"),
+        ofInt(65280, {1, 2, 3, 4, 5, 6, 7, 8}, "WRN ScreenTest is for internal use only"),
+        ofKey(1, 1),
+        ofKey(6, 33),
+        ofCan(1, {}),
+        ofCan(1, {1, 2, 3}),
+        ofCan(65281, {1, 2, 3, 4, 5, 6, 7, 8}),
+    });
 }
 
-std::vector<Call> rawCalls() {
+TEST(CustomDataCalls, OfBlocksAreSent) {
+    static UInt8 most[65535] = {0xEE};
     const Lines head{"INF Client Custom Data Raw"};
-    const Lines empty{
-        "INF quarlo_CustomDataRaw() called with 0/NULL length/pointer to value; will "
-        "send empty data."};
-    const Lines masked{"WRN type opcode (highest nibble) shall be 0 (mask 0x0FFF)"};
-    const char* const function = "quarlo_CustomDataRaw";
-    const Bytes most(65535, 0xEE);
-    std::vector<Call> calls{
-        channel("raw", function, rawCall(0x0FFF, 3, {1, 2, 3}), head,
-                customData(3, 0x0FFF, {1, 2, 3})),
-        channel("raw masked", function, rawCall(0x1000, 1, {9}), head + masked,
-                customData(3, 0, {9})),
-        channel("raw empty", function, rawCall(5, 0, {9}), head + empty, customData(3, 5, {})),
-        channel("raw without data", function, rawCall(0xFFFF, 65535, {}), head + empty + masked,
-                customData(3, 0x0FFF, {})),
-        channel("raw of the most", function, rawCall(1, 65535, most), head,
-                customData(3, 1, most))};
-    calls.back().failures = {{head + notCreated, eRETURN_PACKET_MEMORY}};
-    return calls;
-}
-
-std::vector<Call> allCalls() {
-    std::vector<Call> calls;
-    for (const auto& more : {stringCalls(), intCalls(), keyCalls(), canCalls(), rawCalls()}) {
-        calls.insert(calls.end(), more.begin(), more.end());
-    }
-    return calls;
-}
-
-TEST(CustomDataCalls, InRunSendAtOnce) {
-    expectSentInRun(allCalls());
-}
-
-TEST(CustomDataCalls, OutsideRunWarnAndSendNothing) {
-    expectNothingSentOutsideRun(allCalls());
-}
-
-TEST(CustomDataCalls, NeedMemoryOnlyForLongContents) {
-    expectFailuresWithoutMemory(allCalls());
+    const Lines empty = head +
+                        "INF quarlo_CustomDataRaw() called with 0/NULL length/pointer to value; "
+                        "will send empty data.";
+    const std::string masked = "WRN type opcode (highest nibble) shall be 0 (mask 0x0FFF)";
+    const auto call = [](unsigned identifier, unsigned length, UInt8* data, const Lines& lines,
+                         const Bytes& sent) {
+        return Sending{bound(quarlo_CustomDataRaw, static_cast<UInt16>(identifier),
+                             static_cast<UInt16>(length), data),
+                       lines, customData(3, identifier & 0x0FFF, sent), outside("Raw")};
+    };
+    Sending largest = call(1, 65535, most, head, Bytes(most, most + 65535));
+    largest.failures = {head + notCreated + "= PACKET_MEMORY"};
+    expectSendings({call(0x0FFF, 3, counted, head, {1, 2, 3}),
+                    call(0x1000, 1, counted, head + masked, {1}), call(5, 0, counted, empty, {}),
+                    call(0xFFFF, 65535, nullptr, empty + masked, {}), largest});
 }
 
 TEST(CustomDataCalls, RefuseWhatTheirChannelDoesNotHave) {
-    struct Refusal {
-        std::function<eReturnCode(void*)> call;
-        Lines lines;
-        eReturnCode result;
+    Story story;
+    const auto refuse = [&](const char* channel, const char* what,
+                            std::initializer_list<unsigned> values, auto call,
+                            const Lines& more = {}) {
+        for (const unsigned value : values) {
+            const bool isCan = std::string("Can") == channel;
+            const std::string line = std::string("WRN CustomData '") + channel +
+                                     "' called with invalid " + what + " " + std::to_string(value);
+            EXPECT_EQ(story.during([&] { return call(value)(story.handle()); }),
+                      Lines{std::string("INF Client Custom Data ") + (isCan ? "CAN" : channel)} +
+                          more + line + "= PARAM_VALUE");
+        }
     };
-    const std::string head = "INF Client Custom Data ";
-    std::vector<Refusal> refusals;
-    const auto add = [&](std::function<eReturnCode(void*)> call, const Lines& lines) {
-        refusals.push_back({std::move(call), lines, eRETURN_PARAM_VALUE});
-    };
-    for (const unsigned type : {0U, 9U, 65533U, 65535U}) {
-        add(stringCall(type, 1, "x"),
-            {head + "String",
-             "WRN CustomData 'String' called with invalid type value " + std::to_string(type)});
-    }
-    for (const unsigned encoding : {0U, 3U, 255U}) {
-        add(stringCall(1, encoding, "x"),
-            {head + "String", "WRN CustomData 'String' called with invalid encoding value " +
-                                  std::to_string(encoding)});
-    }
-    for (const unsigned type : {0U, 1U, 65279U, 65025U, 65282U}) {
-        add(intCall(type, {1}), {head + "Int",
-                                 "WRN CustomData 'Int' called with invalid type "
-                                 "value " +
-                                     std::to_string(type)});
-    }
-    for (const unsigned length : {0U, 3U, 5U, 7U, 9U, 65535U}) {
-        Bytes value(length + 1);
-        add(
-            [value, length](void* h) mutable {
-                return quarlo_CustomDataInt(h, eCLIENTCUSTOMDATAINTTYPE_ScreenTest,
-                                            static_cast<UInt16>(length), value.data());
-            },
-            {head + "Int", "WRN ScreenTest is for internal use only",
-             "WRN CustomData 'Int' called with invalid length value " + std::to_string(length)});
-    }
-    for (const unsigned type : {0U, 7U, 65535U}) {
-        add(keyCall(type, 1),
-            {head + "Key",
-             "WRN CustomData 'Key' called with invalid type value " + std::to_string(type)});
-    }
+    refuse("String", "type value", {0, 9, 65533, 65535},
+           [](unsigned type) { return stringCall(type, 1, "x"); });
+    refuse("String", "encoding value", {0, 3},
+           [](unsigned encoding) { return stringCall(1, encoding, "x"); });
+    refuse("Int", "type value", {0, 1, 65279, 65025, 65282},
+           [](unsigned type) { return intCall(type, 1); });
+    refuse("Int", "length value", {0, 3, 5, 7, 9, 65535},
+           [](unsigned length) { return intCall(65280, length); },
+           {"WRN ScreenTest is for internal use only"});
+    refuse("Key", "type value", {0, 7, 65535}, [](unsigned type) { return keyCall(type, 1); });
     // The text shows the type, not the code.
-    for (const unsigned code : {0U, 15U, 255U}) {
-        add(keyCall(6, code),
-            {head + "Key", "WRN CustomData 'Key' called with invalid code value 6"});
-    }
-    for (const unsigned type : {0U, 2U, 65280U}) {
-        add(canCall(type, {}),
-            {head + "CAN",
-             "WRN CustomData 'Can' called with invalid type value " + std::to_string(type)});
-    }
-    for (const unsigned code : {9U, 255U}) {
-        add(canCall(1, Bytes(code)),
-            {head + "CAN",
-             "WRN CustomData 'Can' called with invalid data length code " + std::to_string(code)});
-    }
-    refusals.push_back({[](void* h) {
-                            return quarlo_CustomDataInt(h, eCLIENTCUSTOMDATAINTTYPE_ScreenTest, 4,
-                                                        nullptr);
-                        },
-                        {"WRN quarlo_CustomDataInt() called with NULL pointer to value."},
-                        eRETURN_NULL_PARAM});
-    const auto canWithoutData = [](void* h) {
-        return quarlo_CustomDataCan(h, eCLIENTCUSTOMDATACANTYPE_Generic, 1, 1, nullptr);
-    };
-    refusals.push_back({canWithoutData, {}, eRETURN_NULL_PARAM});
+    refuse("Key", "code value", {6}, [](unsigned type) { return keyCall(type, 0); });
+    refuse("Key", "code value", {6}, [](unsigned type) { return keyCall(type, 15); });
+    refuse("Can", "type value", {0, 2, 65280}, [](unsigned type) { return canCall(type, 0); });
+    refuse("Can", "data length code", {9, 255}, [](unsigned length) { return canCall(1, length); });
 
-    const Library library;
-    Session session;
-    for (const Refusal& r : refusals) {
-        const long before = allocations::live();
-        EXPECT_EQ(session.during([&] { EXPECT_EQ(r.call(session.handle()), r.result); }), r.lines);
-        EXPECT_EQ(allocations::live(), before);
-        EXPECT_TRUE(session.sent().empty());
-    }
+    EXPECT_EQ(
+        story.call(quarlo_CustomDataInt, eCLIENTCUSTOMDATAINTTYPE_ScreenTest, 4, nullptr),
+        (Lines{"WRN quarlo_CustomDataInt() called with NULL pointer to value.", "= NULL_PARAM"}));
     // Judged before the state.
-    Host idle;
-    EXPECT_EQ(canWithoutData(idle.handle()), eRETURN_NULL_PARAM);
-    EXPECT_EQ(quarlo_CustomDataInt(idle.handle(), eCLIENTCUSTOMDATAINTTYPE_ScreenTest, 4, nullptr),
-              eRETURN_STATE_NOT_RUN);
+    Idle idle;
+    for (Story* any : {&story, static_cast<Story*>(&idle)}) {
+        EXPECT_EQ(any->call(quarlo_CustomDataCan, eCLIENTCUSTOMDATACANTYPE_Generic, 1, 1, nullptr),
+                  Lines{"= NULL_PARAM"});
+    }
 }
 
-TEST(CustomDataCalls, SendANullTextEmptyAndAKeyWithThePresentTime) {
-    const Library library;
-    Session session;
-    EXPECT_EQ(quarlo_CustomDataString(session.handle(), eCLIENTCUSTOMDATASTRINGTYPE_BTMACAddress,
-                                      eSTRINGENCODING_ASCII_LATIN1, nullptr),
-              eRETURN_OKAY);
-    EXPECT_EQ(session.sent(), hexes({customData(1, 1, text("", 2))}));
-    session.forget();
+TEST(CustomDataCalls, OfAKeySendThePresentTime) {
+    Story story;
     const UInt32 before = quarlo_GetTimestamp();
-    EXPECT_EQ(quarlo_CustomDataKey(session.handle(), eCLIENTCUSTOMDATAKEYTYPE_Click,
-                                   eCLIENTCUSTOMDATAKEYCODE_Ok),
-              eRETURN_OKAY);
-    const UInt32 after = quarlo_GetTimestamp();
-    const std::vector<Bytes> sent = session.host.sent();
-    ASSERT_EQ(sent.size(), 1U);
-    bool isPresent = false;
-    for (UInt32 time = before; !isPresent && time != after + 1; ++time) {
-        isPresent = sent[0] == customData(5, 4, u8(12) + u32(time));
-    }
-    EXPECT_TRUE(isPresent) << hex(sent[0]);
+    quarlo_CustomDataKey(story.handle(), eCLIENTCUSTOMDATAKEYTYPE_Click,
+                         eCLIENTCUSTOMDATAKEYCODE_Ok);
+    const UInt32 span = quarlo_GetTimestamp() - before;
+    const Bytes sent = story.host.sent().back();
+    EXPECT_EQ(part(sent, 0, 15), part(customData(5, 4, u8(12) + u32(0)), 0, 15));
+    EXPECT_LE(numberAt(sent, 15) - before, span);
 }
 
 /* ---- what the handshake announces ---- */
 
-std::vector<ClientCustomDataKeyCode> keysOf(const quarlo_CoreInstance& record) {
-    return {record.customKeyList, record.customKeyList + record.numberOfCustomKeys};
-}
-
-eReturnCode setKeys(void* handle, std::vector<unsigned> codes) {
-    std::vector<ClientCustomDataKeyCode> keys;
-    for (const unsigned code : codes) keys.push_back(as<ClientCustomDataKeyCode>(code));
-    return quarlo_SetCustomKeysSupported(handle, static_cast<UInt8>(keys.size()), keys.data());
-}
-
 TEST(CustomKeys, OfTheProtocolAreValid) {
-    const std::set<unsigned> valid{1,  2,  3,  4,  5,  6,  7,  8,  9,  10,
-                                   11, 12, 13, 14, 20, 21, 30, 31, 32, 33};
     for (unsigned code = 0; code < 256; ++code) {
-        EXPECT_EQ(quarlo_IsClientCustomDataKeyCodeValid(as<ClientCustomDataKeyCode>(code)),
-                  valid.count(code))
+        const bool isValid =
+            (code >= 1 && code <= 14) || code == 20 || code == 21 || (code >= 30 && code <= 33);
+        EXPECT_EQ(
+            quarlo_IsClientCustomDataKeyCodeValid(static_cast<ClientCustomDataKeyCode>(code)) != 0,
+            isValid)
             << code;
     }
 }
 
+Lines setKeys(Story& story, const Bytes& codes) {
+    std::vector<ClientCustomDataKeyCode> keys;
+    for (const unsigned code : codes) keys.push_back(static_cast<ClientCustomDataKeyCode>(code));
+    const Lines lines =
+        story.call(quarlo_SetCustomKeysSupported, static_cast<UInt8>(keys.size()), keys.data());
+    const quarlo_CoreInstance& record = *story.record();
+    EXPECT_EQ(record.customKeyList == nullptr, record.numberOfCustomKeys == 0);
+    return lines;
+}
+
+Bytes keysOf(const Story& story) {
+    const quarlo_CoreInstance& record = *story.record();
+    return {record.customKeyList, record.customKeyList + record.numberOfCustomKeys};
+}
+
 TEST(CustomKeys, AreStoredAsFarAsTheyAreValid) {
-    const Library library;
-    Host host;
-    EXPECT_EQ(setKeys(host.handle(), {1, 15, 33}), eRETURN_PARAM_VALUE);
-    EXPECT_EQ(host.lines(),
+    Idle idle;
+    EXPECT_EQ(setKeys(idle, {1, 15, 33}),
               (Lines{"INF SetCustomKeysSupported()", "VER 3 CustomKeys supported",
                      "VER    1 PushToTalk", "VER    15 unknown", "VER    33 DPadRight",
-                     "INF ignored unknown key code 15 (0x0F)"}));
-    EXPECT_EQ(keysOf(*host.record()),
-              (std::vector<ClientCustomDataKeyCode>{as<ClientCustomDataKeyCode>(1),
-                                                    as<ClientCustomDataKeyCode>(33)}));
-    EXPECT_EQ(setKeys(host.handle(), {0, 255}), eRETURN_PARAM_VALUE);
-    EXPECT_EQ(host.record()->customKeyList, nullptr);
-    EXPECT_EQ(setKeys(host.handle(), std::vector<unsigned>(255, 12)), eRETURN_OKAY);
-    EXPECT_EQ(keysOf(*host.record()).size(), 255U);
-    EXPECT_EQ(quarlo_SetCustomKeysSupported(host.handle(), 1, nullptr), eRETURN_NULL_PARAM);
-    EXPECT_EQ(keysOf(*host.record()).size(), 255U);
-    EXPECT_EQ(quarlo_SetCustomKeysSupported(host.handle(), 0, nullptr), eRETURN_OKAY);
-    EXPECT_EQ(host.record()->customKeyList, nullptr);
-    EXPECT_EQ(host.record()->numberOfCustomKeys, 0);
-}
-
-TEST(CustomKeys, WithoutMemoryAreNone) {
-    const Library library;
-    Host host;
-    EXPECT_EQ(setKeys(host.handle(), {1, 2}), eRETURN_OKAY);
-    host.forgetLines();
-    allocations::restart(1);
-    EXPECT_EQ(setKeys(host.handle(), {3}), eRETURN_MEM_ALLOC);
-    allocations::restart();
-    EXPECT_EQ(host.lines().back(), "ERR error allocating CustomDataKey list");
-    EXPECT_EQ(host.record()->customKeyList, nullptr);
-    EXPECT_EQ(host.record()->numberOfCustomKeys, 0);
-}
-
-TEST(CustomKeys, ChangeOnlyWhileStopped) {
-    const Library library;
-    Session session;
-    EXPECT_EQ(
-        session.during([&] { EXPECT_EQ(setKeys(session.handle(), {1}), eRETURN_NOT_ALLOWED); }),
-        (Lines{"INF SetCustomKeysSupported()",
-               "WRN cannot set or change CustomKey list while running."}));
-    EXPECT_EQ(session.host.record()->customKeyList, nullptr);
+                     "INF ignored unknown key code 15 (0x0F)", "= PARAM_VALUE"}));
+    EXPECT_EQ(keysOf(idle), (Bytes{1, 33}));
+    EXPECT_EQ(setKeys(idle, {0, 255}).back(), "= PARAM_VALUE");
+    EXPECT_EQ(keysOf(idle), Bytes{});
+    setKeys(idle, Bytes(255, 12));
+    EXPECT_EQ(idle.call(quarlo_SetCustomKeysSupported, 1, nullptr), Lines{"= NULL_PARAM"});
+    EXPECT_EQ(keysOf(idle), Bytes(255, 12));
+    const Lines lines = idle.withoutMemory(1, [&] { return setKeys(idle, {3}); });
+    EXPECT_EQ(Lines(lines.end() - 2, lines.end()),
+              (Lines{"ERR error allocating CustomDataKey list", "= MEM_ALLOC"}));
+    EXPECT_EQ(keysOf(idle), Bytes{});
+    setKeys(idle, {1});
+    setKeys(idle, {});
+    EXPECT_EQ(keysOf(idle), Bytes{});
+    Story story;
+    EXPECT_EQ(setKeys(story, {1}),
+              (Lines{"INF SetCustomKeysSupported()",
+                     "WRN cannot set or change CustomKey list while running.", "= NOT_ALLOWED"}));
+    EXPECT_EQ(keysOf(story), Bytes{});
 }
 
 TEST(CustomData, KeysAndTypesAreAnnouncedInTheHandshake) {
-    const Library library;
-    Host host;
+    Idle idle;
     ClientCustomDataIntType types[] = {eCLIENTCUSTOMDATAINTTYPE_ScreenTest,
-                                       as<ClientCustomDataIntType>(7)};
-    quarlo_SetSupportedCustomData(host.handle(), 1, types);
-    quarlo_SetSupportedCustomData(host.handle(), 2, types);
-    EXPECT_EQ(host.lines(), (Lines{"INF Supported Custom Data", "INF Supported Custom Data"}));
-    // These change nothing.
-    quarlo_SetSupportedCustomData(host.handle(), 0, types);
-    quarlo_SetSupportedCustomData(host.handle(), 2, nullptr);
-    EXPECT_EQ(setKeys(host.handle(), {1, 33}), eRETURN_OKAY);
-    host.run();
-    const Bytes tail = u8(2) + u16(65280) + u16(7) + u8(2) + u8(1) + u8(33);
-    bool isAnnounced = false;
-    for (const Bytes& bytes : host.sent()) {
-        if (bytes[0] != 11) continue;
-        ASSERT_GT(bytes.size(), tail.size());
-        isAnnounced =
-            Bytes(bytes.end() - static_cast<std::ptrdiff_t>(tail.size()), bytes.end()) == tail;
-    }
-    EXPECT_TRUE(isAnnounced);
-}
-
-TEST(CustomData, TypesWithoutMemoryAreNone) {
-    const Library library;
-    Host host;
-    ClientCustomDataIntType types[] = {eCLIENTCUSTOMDATAINTTYPE_ScreenTest};
-    quarlo_SetSupportedCustomData(host.handle(), 1, types);
-    allocations::restart(1);
-    EXPECT_EQ(_quarlo_fillSupportedCustomDataList(host.record(), 1, types), eRETURN_MEM_ALLOC);
-    allocations::restart();
-    EXPECT_EQ(host.record()->supportedCustomData.Length, 0);
-    EXPECT_EQ(host.record()->supportedCustomData.pSupported, nullptr);
+                                       static_cast<ClientCustomDataIntType>(7)};
+    const Lines traced{"INF Supported Custom Data"};
+    EXPECT_EQ(idle.call(quarlo_SetSupportedCustomData, 1, types), traced);
+    EXPECT_EQ(idle.withoutMemory(1,
+                                 [&] {
+                                     return idle.during([&] {
+                                         return _quarlo_fillSupportedCustomDataList(idle.record(),
+                                                                                    1, types);
+                                     });
+                                 }),
+              Lines{"= MEM_ALLOC"});
+    EXPECT_EQ(idle.record()->supportedCustomData.Length, 0);
+    EXPECT_EQ(idle.record()->supportedCustomData.pSupported, nullptr);
     EXPECT_EQ(_quarlo_fillSupportedCustomDataList(nullptr, 1, types), eRETURN_NULL_PARAM);
+    EXPECT_EQ(idle.call(quarlo_SetSupportedCustomData, 2, types), traced);
+    // These change nothing.
+    EXPECT_EQ(idle.call(quarlo_SetSupportedCustomData, 0, types), traced);
+    EXPECT_EQ(idle.call(quarlo_SetSupportedCustomData, 2, nullptr), traced);
+    setKeys(idle, {1, 33});
+    idle.host.run();
+    const Bytes clientInit = idle.host.sent()[1];
+    const Bytes tail = u8(2) + u16(65280) + u16(7) + u8(2) + u8(1) + u8(33);
+    EXPECT_EQ(clientInit[0], eEVENTTYPE_ClientInit);
+    EXPECT_EQ(part(clientInit, clientInit.size() - tail.size(), clientInit.size()), tail);
 }
 
 }  // namespace

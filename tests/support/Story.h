@@ -17,6 +17,13 @@ inline Lines operator+(Lines lines, const std::string& line) {
     return lines;
 }
 
+/** Four bytes of a packet, as a number. */
+inline UInt32 numberAt(const Bytes& packet, std::size_t at) {
+    UInt32 number = 0;
+    for (std::size_t i = 4; i-- > 0;) number = number << 8 | packet.at(at + i);
+    return number;
+}
+
 /** The lines of a packet that is sent. */
 inline Lines sending(const Bytes& packet) {
     return {"IFF Send Buffer", "sent " + hex(packet)};
