@@ -90,7 +90,7 @@ TEST(AppStart, TheAnswerReachesTheHost) {
     EXPECT_EQ(story.hear(answer("app:a", 2) + answer("%s", 200)),
               head + "AppStartedResponse app:a 2" + head + "AppStartedResponse %s 200");
     EXPECT_EQ(story.hear(answer("", 2)), failed);
-    EXPECT_EQ(story.hearWithoutMemory(answer(std::string(65535, 'u'), 2)), failed);
+    EXPECT_EQ(hearWithoutMemory(story, answer(std::string(65535, 'u'), 2)), failed);
 
     Idle idle;
     idle.listenTo<Callback::AppStartedResponse>(quarlo_SetAppStartedResponseCallback);

@@ -6,18 +6,20 @@
 #include <optional>
 #include <thread>
 
-#include "Calls.h"
 #include "Radio.h"
+#include "Story.h"
 #include "Supervision.h"
 
 namespace quarlo::test {
 namespace {
 
+const std::string timedOut = "WRN audio timeout";
+const std::string ended = "INF audio timeout thread ends now.";
+
 class AudioTimer : public ::testing::Test {
   protected:
     void TearDown() override {
         supervision::refuseThread(0);
-        supervision::holdThreads(false);
         EXPECT_EQ(supervision::wrongJoins(), 0);
     }
     /** Timers created and not yet joined; the rest are receivers. */
@@ -28,11 +30,17 @@ class AudioTimer : public ::testing::Test {
     static bool waitForCount(Radio& radio, UInt32 id, UInt32 count) {
         return radio.host.waitUntil([&] { return Radio::source(id).timerCount >= count; });
     }
-    static bool waitForEnd(Radio& radio) {
-        return radio.host.waitFor("INF audio timeout thread ends now.");
+    /** A request that the host opens. */
+    static void open(Radio& radio, UInt32 id, AudioType type, unsigned duration) {
+        radio.ask(id, type, duration);
+        radio.host.forgetLines();
+        EXPECT_EQ(radio.answer(id, eAUDIOSTATUS_Open), eRETURN_OKAY);
     }
-
-    const Library library;
+    static void expectClosed(Radio& radio, UInt32 id) {
+        EXPECT_EQ(radio.answer(id, eAUDIOSTATUS_Close), eRETURN_OKAY);
+        EXPECT_EQ(timers(), 0);
+        EXPECT_EQ(Radio::sources(), Lines{});
+    }
 };
 
 constexpr unsigned never = 60000;
@@ -41,115 +49,93 @@ TEST_F(AudioTimer, FiresAsIfThePhoneHadReleased) {
     Radio radio;
     radio.ask(5, eAUDIOTYPE_Chime, 3);
     EXPECT_EQ(timers(), 0);
-    radio.forget();
-    EXPECT_EQ(radio.answer(5, eAUDIOSTATUS_Open), eRETURN_OKAY);
+    radio.answer(5, eAUDIOSTATUS_Open);
     EXPECT_EQ(radio.host.linesWith("INF audio timeout (ID 5) thread handle = 0x").size(), 1U);
-    ASSERT_TRUE(radio.host.waitFor("audio Release 5 4"));
-    ASSERT_TRUE(waitForEnd(radio));
+    ASSERT_TRUE(radio.host.waitFor("AudioRequest 5 5 4"));
+    ASSERT_TRUE(radio.host.waitFor(ended));
     EXPECT_EQ(radio.host.count("INF audio timeout thread started."), 1U);
-    EXPECT_EQ(radio.host.count("WRN audio timeout"), 1U);
+    EXPECT_EQ(radio.host.count(timedOut), 1U);
     EXPECT_EQ(Radio::sources(), Lines{"5 type 4 status 3 released"});
     // The phone's own release comes too late to be told.
     EXPECT_EQ(radio.giveBack(5, eAUDIOTYPE_Chime).size(), 1U);
-    EXPECT_EQ(radio.answer(5, eAUDIOSTATUS_Close), eRETURN_OKAY);
-    EXPECT_EQ(timers(), 0);
-    EXPECT_EQ(Radio::sources(), Lines{});
-}
+    expectClosed(radio, 5);
 
-TEST_F(AudioTimer, WithoutCallbackEndsTheSameWay) {
-    Radio radio;
     quarlo_SetAudioRequestCallback(radio.handle(), nullptr);
-    radio.ask(5, eAUDIOTYPE_Chime, 1);
-    radio.answer(5, eAUDIOSTATUS_Open);
-    ASSERT_TRUE(waitForEnd(radio));
-    EXPECT_TRUE(radio.host.has("WRN audio timeout"));
+    open(radio, 5, eAUDIOTYPE_Chime, 1);
+    ASSERT_TRUE(radio.host.waitFor(ended));
+    EXPECT_TRUE(radio.host.has(timedOut));
     EXPECT_EQ(Radio::sources(), Lines{"5 type 4 status 3"});
-    EXPECT_EQ(radio.answer(5, eAUDIOSTATUS_Close), eRETURN_OKAY);
-    EXPECT_EQ(timers(), 0);
+    expectClosed(radio, 5);
 }
 
 TEST_F(AudioTimer, DoesNotAgeWhileSuspended) {
     Radio radio;
-    radio.ask(5, eAUDIOTYPE_Main, 20);
-    radio.answer(5, eAUDIOSTATUS_Open);
+    open(radio, 5, eAUDIOTYPE_Main, 20);
     ASSERT_TRUE(waitForCount(radio, 5, 2));
     radio.answer(5, eAUDIOSTATUS_Suspend);
     const UInt32 counted = Radio::source(5).timerCount;
     passSeconds(25);
-    EXPECT_FALSE(radio.host.has("WRN audio timeout"));
+    EXPECT_FALSE(radio.host.has(timedOut));
     EXPECT_EQ(Radio::source(5).timerCount, counted);
     // It goes on where it was, with the same thread.
     radio.answer(5, eAUDIOSTATUS_Open);
     EXPECT_GE(Radio::source(5).timerCount, counted);
-    ASSERT_TRUE(radio.host.waitFor("audio Release 5 3"));
+    ASSERT_TRUE(radio.host.waitFor("AudioRequest 5 5 3"));
     EXPECT_EQ(radio.host.count("INF audio timeout thread started."), 1U);
 }
 
-TEST_F(AudioTimer, StartsAgainWhenOpenedAgain) {
+TEST_F(AudioTimer, StartsAgainWhenOpenedOrAskedAgain) {
+    constexpr UInt32 aWhile = 50;
     Radio radio;
-    radio.ask(5, eAUDIOTYPE_Main, 100);
-    radio.answer(5, eAUDIOSTATUS_Open);
-    ASSERT_TRUE(waitForCount(radio, 5, 15));
-    radio.answer(5, eAUDIOSTATUS_Open);
-    EXPECT_LT(Radio::source(5).timerCount, 15U);
-    EXPECT_EQ(timers(), 1);
-}
-
-TEST_F(AudioTimer, OfAMainSourceIsRetriggered) {
-    Radio radio;
-    radio.ask(5, eAUDIOTYPE_Main, 100);
-    radio.ask(6, eAUDIOTYPE_Chime, 100);
-    for (const UInt32 id : {5U, 6U}) radio.answer(id, eAUDIOSTATUS_Open);
-    ASSERT_TRUE(waitForCount(radio, 5, 15));
-    const Lines lines = radio.ask(5, eAUDIOTYPE_Main, 50);
-    EXPECT_EQ(lines.back(), "INF Request: timer re-triggered for requestID 5.");
-    EXPECT_LT(Radio::source(5).timerCount, 15U);
-    EXPECT_EQ(Radio::source(5).duration, 50U);
-    EXPECT_EQ(radio.ask(6, eAUDIOTYPE_Chime, 50).back(),
-              "WRN Request: entry already existent for requestID 6; request ignored.");
-    EXPECT_EQ(Radio::source(6).duration, 100U);
+    open(radio, 5, eAUDIOTYPE_Main, never);
+    open(radio, 6, eAUDIOTYPE_Chime, never);
+    ASSERT_TRUE(waitForCount(radio, 6, aWhile));
+    radio.answer(6, eAUDIOSTATUS_Open);
+    EXPECT_LT(Radio::source(6).timerCount, aWhile);
+    EXPECT_EQ(radio.ask(5, eAUDIOTYPE_Main, never / 2).back(),
+              "INF Request: timer re-triggered for requestID 5.");
+    EXPECT_LT(Radio::source(5).timerCount, aWhile);
+    EXPECT_EQ(Radio::source(5).duration, never / 2);
+    const std::string refused = "WRN Request: entry already existent for requestID ";
+    EXPECT_EQ(radio.ask(6, eAUDIOTYPE_Chime, 50).back(), refused + "6; request ignored.");
+    EXPECT_EQ(Radio::source(6).duration, never);
+    EXPECT_EQ(timers(), 2);
     radio.ask(5, eAUDIOTYPE_Main, 1);
-    ASSERT_TRUE(radio.host.waitFor("audio Release 5 3"));
+    ASSERT_TRUE(radio.host.waitFor("AudioRequest 5 5 3"));
+    EXPECT_EQ(radio.host.count(timedOut), 1U);
     ASSERT_TRUE(radio.host.waitUntil([&] { return !Radio::source(5).hasTimer; }));
-    EXPECT_EQ(radio.ask(5, eAUDIOTYPE_Main, 50).back(),
-              "WRN Request: entry already existent for requestID 5; request ignored.");
+    EXPECT_EQ(radio.ask(5, eAUDIOTYPE_Main, 50).back(), refused + "5; request ignored.");
 }
 
-TEST_F(AudioTimer, RetriggeredWithoutALimitNeverFires) {
+TEST_F(AudioTimer, WithoutALimitNeverFires) {
     Radio radio;
-    radio.ask(5, eAUDIOTYPE_Main, 20);
-    radio.answer(5, eAUDIOSTATUS_Open);
+    open(radio, 5, eAUDIOTYPE_Main, 20);
     radio.ask(5, eAUDIOTYPE_Main, 0);
     passSeconds(25);
-    EXPECT_FALSE(radio.host.has("WRN audio timeout"));
-    EXPECT_EQ(radio.answer(5, eAUDIOSTATUS_Close), eRETURN_OKAY);
-    EXPECT_EQ(timers(), 0);
-    EXPECT_EQ(Radio::sources(), Lines{});
+    EXPECT_FALSE(radio.host.has(timedOut));
+    expectClosed(radio, 5);
 }
 
 TEST_F(AudioTimer, EndsWithTheRelease) {
     Radio radio;
-    radio.ask(5, eAUDIOTYPE_Main, never);
-    radio.answer(5, eAUDIOSTATUS_Open);
+    open(radio, 5, eAUDIOTYPE_Main, never);
     radio.giveBack(5, eAUDIOTYPE_Main);
-    ASSERT_TRUE(waitForEnd(radio));
+    ASSERT_TRUE(radio.host.waitFor(ended));
     ASSERT_TRUE(radio.host.waitUntil([&] { return !Radio::source(5).hasTimer; }));
-    EXPECT_FALSE(radio.host.has("WRN audio timeout"));
+    EXPECT_FALSE(radio.host.has(timedOut));
     // Opened again: a timer of its own, after the old one was joined.
-    radio.forget();
+    radio.host.forgetLines();
     EXPECT_EQ(radio.answer(5, eAUDIOSTATUS_Open), eRETURN_OKAY);
     EXPECT_EQ(timers(), 1);
     EXPECT_TRUE(radio.host.waitFor("INF audio timeout thread started."));
-    EXPECT_EQ(radio.answer(5, eAUDIOSTATUS_Close), eRETURN_OKAY);
-    EXPECT_EQ(timers(), 0);
+    expectClosed(radio, 5);
 }
 
 TEST_F(AudioTimer, IsToldToEndBeforeItRuns) {
     // The end must not be lost, however early it comes.
     Radio radio;
     for (int i = 0; i < 50; ++i) {
-        radio.ask(5, eAUDIOTYPE_Main, never);
-        radio.answer(5, eAUDIOSTATUS_Open);
+        open(radio, 5, eAUDIOTYPE_Main, never);
         const AudioStatus end = i % 2 == 0 ? eAUDIOSTATUS_Close : eAUDIOSTATUS_Reject;
         EXPECT_EQ(radio.answer(5, end), eRETURN_OKAY);
         EXPECT_EQ(timers(), 0);
@@ -161,17 +147,17 @@ TEST_F(AudioTimer, ThatCannotBeCreatedLeavesTheSourceOpen) {
     Radio radio;
     radio.ask(5, eAUDIOTYPE_Main, 1);
     supervision::refuseThread(1);
-    EXPECT_EQ(radio.during([&] { EXPECT_EQ(radio.answer(5, eAUDIOSTATUS_Open), eRETURN_OKAY); }),
-              (Lines{"INF SetAudioStatus requestID=5 status=Open",
+    EXPECT_EQ(radio.call(quarlo_SetAudioStatus, 5, eAUDIOSTATUS_Open, {}),
+              Lines({"INF SetAudioStatus requestID=5 status=Open",
                      "INF pending open request acknowledged",
-                     "WRN SetAudioStatus - timeout thread create failed."} +
-               sendLine));
+                     "WRN SetAudioStatus - timeout thread create failed."}) +
+                  sending(packet(59, u32(5) + u8(3) + u8(0))));
     EXPECT_EQ(mixed(), 3U);
     EXPECT_EQ(timers(), 0);
     // The next answer tries again.
     EXPECT_EQ(radio.answer(5, eAUDIOSTATUS_Open), eRETURN_OKAY);
     EXPECT_EQ(timers(), 1);
-    EXPECT_TRUE(radio.host.waitFor("audio Release 5 3"));
+    EXPECT_TRUE(radio.host.waitFor("AudioRequest 5 5 3"));
 }
 
 /* ---- answers on the timer's own thread ---- */
@@ -179,13 +165,9 @@ TEST_F(AudioTimer, ThatCannotBeCreatedLeavesTheSourceOpen) {
 TEST_F(AudioTimer, MayBeAnsweredFromItsOwnCallback) {
     for (const AudioStatus end : {eAUDIOSTATUS_Close, eAUDIOSTATUS_Reject}) {
         Radio radio;
-        radio.react([&](AudioControl control, UInt32 id) {
-            if (control == eAUDIOCONTROL_Request) return;
-            EXPECT_EQ(radio.answer(id, end), eRETURN_OKAY);
-        });
-        radio.ask(5, eAUDIOTYPE_Main, 1);
-        radio.answer(5, eAUDIOSTATUS_Open);
-        ASSERT_TRUE(waitForEnd(radio));
+        radio.onRelease([&](UInt32 id) { EXPECT_EQ(radio.answer(id, end), eRETURN_OKAY); });
+        open(radio, 5, eAUDIOTYPE_Main, 1);
+        ASSERT_TRUE(radio.host.waitFor(ended));
         EXPECT_EQ(Radio::sources(), Lines{});
         EXPECT_EQ(mixed(), 2U);
         // The next request finds the thread at its end and joins it.
@@ -198,78 +180,62 @@ TEST_F(AudioTimer, MayBeAnsweredFromItsOwnCallback) {
 
 TEST_F(AudioTimer, OpenedAgainFromItsOwnCallbackGoesOn) {
     Radio radio;
-    std::atomic<int> releases{0};
-    radio.react([&](AudioControl control, UInt32 id) {
-        if (control == eAUDIOCONTROL_Request) return;
-        ++releases;
-        EXPECT_EQ(radio.answer(id, eAUDIOSTATUS_Open), eRETURN_OKAY);
-    });
-    radio.ask(5, eAUDIOTYPE_Main, 2);
-    radio.answer(5, eAUDIOSTATUS_Open);
+    radio.onRelease([&](UInt32 id) { radio.answer(id, eAUDIOSTATUS_Open); });
+    open(radio, 5, eAUDIOTYPE_Main, 2);
     // The second time-out finds the release told already, and ends.
-    ASSERT_TRUE(waitForEnd(radio));
-    EXPECT_EQ(radio.host.count("WRN audio timeout"), 2U);
-    EXPECT_EQ(releases, 1);
+    ASSERT_TRUE(radio.host.waitFor(ended));
+    EXPECT_EQ(radio.host.count(timedOut), 2U);
+    EXPECT_EQ(radio.host.count("AudioRequest 5 5 3"), 1U);
     EXPECT_EQ(radio.host.count("INF audio timeout thread started."), 1U);
-    EXPECT_EQ(radio.answer(5, eAUDIOSTATUS_Close), eRETURN_OKAY);
-    EXPECT_EQ(timers(), 0);
+    expectClosed(radio, 5);
 }
 
 TEST_F(AudioTimer, SuspendedFromItsOwnCallbackEnds) {
     Radio radio;
-    radio.react([&](AudioControl control, UInt32 id) {
-        if (control == eAUDIOCONTROL_Release) radio.answer(id, eAUDIOSTATUS_Suspend);
-    });
-    radio.ask(5, eAUDIOTYPE_Main, 1);
-    radio.answer(5, eAUDIOSTATUS_Open);
-    ASSERT_TRUE(waitForEnd(radio));
+    radio.onRelease([&](UInt32 id) { radio.answer(id, eAUDIOSTATUS_Suspend); });
+    open(radio, 5, eAUDIOTYPE_Main, 1);
+    ASSERT_TRUE(radio.host.waitFor(ended));
     EXPECT_EQ(Radio::sources(), Lines{"5 type 3 status 4 released"});
-    EXPECT_EQ(radio.answer(5, eAUDIOSTATUS_Close), eRETURN_OKAY);
-    EXPECT_EQ(Radio::sources(), Lines{});
+    expectClosed(radio, 5);
 }
 
 TEST_F(AudioTimer, MayWaitInItsCallbackForAnotherCaller) {
     // The callback has closed its source and waits for what another thread holds meanwhile.
-    Radio radio;
     std::mutex hosts;
     std::atomic<bool> isClosed{false};
-    radio.react([&](AudioControl control, UInt32 id) {
-        if (control == eAUDIOCONTROL_Request) return;
+    Radio radio;
+    radio.onRelease([&](UInt32 id) {
         radio.answer(id, eAUDIOSTATUS_Close);
         isClosed = true;
         const std::lock_guard lock(hosts);
     });
-    radio.ask(5, eAUDIOTYPE_Main, 1);
     radio.ask(6, eAUDIOTYPE_Chime, 0);
     {
         const std::lock_guard lock(hosts);
-        radio.answer(5, eAUDIOSTATUS_Open);
+        open(radio, 5, eAUDIOTYPE_Main, 1);
         ASSERT_TRUE(radio.host.waitUntil([&] { return isClosed.load(); }));
         EXPECT_EQ(radio.answer(6, eAUDIOSTATUS_Open), eRETURN_OKAY);
-        EXPECT_EQ(radio.ask(7, eAUDIOTYPE_Chime, 0).back(), "audio Request 7 4");
+        EXPECT_EQ(radio.ask(7, eAUDIOTYPE_Chime, 0).back(), "AudioRequest 1 7 4");
     }
-    EXPECT_TRUE(waitForEnd(radio));
+    EXPECT_TRUE(radio.host.waitFor(ended));
 }
 
 /* ---- ends ---- */
 
 TEST_F(AudioTimer, OfADeletedInstanceAreEndedAndJoinedTogether) {
+    constexpr unsigned count = 200;
     Radio stays;
-    stays.ask(1, eAUDIOTYPE_Main, never);
-    stays.answer(1, eAUDIOSTATUS_Open);
+    open(stays, 1, eAUDIOTYPE_Main, never);
     std::optional<Radio> radio(std::in_place);
-    for (UInt32 id = 10; id < 60; ++id) {
-        radio->ask(id, eAUDIOTYPE_Chime, never);
-        radio->answer(id, eAUDIOSTATUS_Open);
-    }
-    EXPECT_EQ(timers(2), 51);
+    for (UInt32 id = 10; id < 10 + count; ++id) open(*radio, id, eAUDIOTYPE_Chime, never);
+    EXPECT_EQ(timers(2), count + 1);
     const auto start = std::chrono::steady_clock::now();
     radio->host.remove();
     const std::chrono::duration<double, std::milli> taken =
         std::chrono::steady_clock::now() - start;
     EXPECT_EQ(timers(), 1);
-    // Told to end one after the other they would need fifty seconds of twenty milliseconds.
-    EXPECT_LT(taken.count(), 30 * supervision::second);
+    // Told to end one after the other they would need a second each.
+    EXPECT_LT(taken.count(), count * supervision::second * 3 / 4);
     EXPECT_EQ(Radio::sources(), Lines{"1 type 3 status 3"});
     radio.reset();
     stays.host.remove();
@@ -278,8 +244,7 @@ TEST_F(AudioTimer, OfADeletedInstanceAreEndedAndJoinedTogether) {
 
 TEST_F(AudioTimer, StoppedOutsideRunIsJoined) {
     Radio radio;
-    radio.ask(5, eAUDIOTYPE_Main, never);
-    radio.answer(5, eAUDIOSTATUS_Open);
+    open(radio, 5, eAUDIOTYPE_Main, never);
     radio.host.endLink();
     ASSERT_TRUE(radio.host.waitFor("state STOP"));
     EXPECT_EQ(radio.answer(5, eAUDIOSTATUS_Close), eRETURN_STATE_NOT_RUN);
@@ -289,13 +254,12 @@ TEST_F(AudioTimer, StoppedOutsideRunIsJoined) {
 
 TEST_F(AudioTimer, AreEndedByTheElementOperation) {
     Radio radio;
-    radio.ask(5, eAUDIOTYPE_Main, never);
-    radio.answer(5, eAUDIOSTATUS_Open);
-    genericListElement* const element = listGetFirstElement(&audioSourceList);
-    EXPECT_EQ(listFreeElementDataAudio(element), eRETURN_OKAY);
-    EXPECT_EQ(timers(), 0);
-    EXPECT_EQ(listFreeElementDataAudio(element), eRETURN_OKAY);
-    EXPECT_EQ(radio.answer(5, eAUDIOSTATUS_Close), eRETURN_OKAY);
+    open(radio, 5, eAUDIOTYPE_Main, never);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(listFreeElementDataAudio(audioSourceList.head.next), eRETURN_OKAY);
+        EXPECT_EQ(timers(), 0);
+    }
+    expectClosed(radio, 5);
 }
 
 }  // namespace

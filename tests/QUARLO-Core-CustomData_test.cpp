@@ -221,7 +221,7 @@ TEST(CustomKeys, AreStoredAsFarAsTheyAreValid) {
     setKeys(idle, Bytes(255, 12));
     EXPECT_EQ(idle.call(quarlo_SetCustomKeysSupported, 1, nullptr), Lines{"= NULL_PARAM"});
     EXPECT_EQ(keysOf(idle), Bytes(255, 12));
-    const Lines lines = idle.withoutMemory(1, [&] { return setKeys(idle, {3}); });
+    const Lines lines = withoutMemory(1, [&] { return setKeys(idle, {3}); });
     EXPECT_EQ(Lines(lines.end() - 2, lines.end()),
               (Lines{"ERR error allocating CustomDataKey list", "= MEM_ALLOC"}));
     EXPECT_EQ(keysOf(idle), Bytes{});
@@ -241,13 +241,13 @@ TEST(CustomData, KeysAndTypesAreAnnouncedInTheHandshake) {
                                        static_cast<ClientCustomDataIntType>(7)};
     const Lines traced{"INF Supported Custom Data"};
     EXPECT_EQ(idle.call(quarlo_SetSupportedCustomData, 1, types), traced);
-    EXPECT_EQ(idle.withoutMemory(1,
-                                 [&] {
-                                     return idle.during([&] {
-                                         return _quarlo_fillSupportedCustomDataList(idle.record(),
-                                                                                    1, types);
-                                     });
-                                 }),
+    EXPECT_EQ(withoutMemory(1,
+                            [&] {
+                                return idle.during([&] {
+                                    return _quarlo_fillSupportedCustomDataList(idle.record(), 1,
+                                                                               types);
+                                });
+                            }),
               Lines{"= MEM_ALLOC"});
     EXPECT_EQ(idle.record()->supportedCustomData.Length, 0);
     EXPECT_EQ(idle.record()->supportedCustomData.pSupported, nullptr);

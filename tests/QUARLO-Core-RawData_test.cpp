@@ -136,20 +136,20 @@ TEST(RawData, WithoutMemoryIsEmptyOrNotStored) {
     Parker parker;
     const Lines traced = head("StoreInstance", "0x0007");
     const Bytes store = raw(storeInstance | 0x7, {4, 5});
-    EXPECT_EQ(parker.hearWithoutMemory(store),
+    EXPECT_EQ(hearWithoutMemory(parker, store),
               traced + outOfMemoryLines("cannot allocate temporary raw data item."));
-    EXPECT_EQ(parker.hearWithoutMemory(store, 2), traced);
+    EXPECT_EQ(hearWithoutMemory(parker, store, 2), traced);
     EXPECT_EQ(listGetLength(&parker.record()->rawDataList), 0);
     parker.hear(store);
     // Short answers need none.
-    EXPECT_EQ(parker.hearWithoutMemory(raw(getInstance | 0x7)),
+    EXPECT_EQ(hearWithoutMemory(parker, raw(getInstance | 0x7)),
               head("GetInstance", "0x0007") + answer(7, {4, 5}));
-    EXPECT_EQ(parker.hearWithoutMemory(store, 2), traced);
+    EXPECT_EQ(hearWithoutMemory(parker, store, 2), traced);
     EXPECT_EQ(fetched(parker, getInstance | 0x7), answer(7, {}));
     const Bytes longest(65535, 0xAB);
     parker.hear(raw(storeInstance | 0x8, longest));
     EXPECT_EQ(
-        parker.hearWithoutMemory(raw(getInstance | 0x8)),
+        hearWithoutMemory(parker, raw(getInstance | 0x8)),
         head("GetInstance", "0x0008") + outOfMemoryLines("cannot allocate CustomData RAW packet."));
     EXPECT_EQ(fetched(parker, getInstance | 0x8), answer(8, longest));
 }

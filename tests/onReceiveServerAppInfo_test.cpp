@@ -116,6 +116,7 @@ TEST(Catalogue, BeforeRunIsKeptInSilence) {
     idle.listenTo<Callback::AppListChanged>(quarlo_SetAppListChangedCallback);
     idle.host.start();
     idle.host.waitForSent(1);
+    idle.host.settle();
     EXPECT_EQ(idle.hear(catalogue({music})), announced(1) + shown(music));
     EXPECT_EQ(listGetLength(&idle.record()->appInformationList), 1);
 }

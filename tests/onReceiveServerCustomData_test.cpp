@@ -167,7 +167,7 @@ TEST(CustomDataReceived, WithoutMemoryIsDropped) {
         "ERR Error reading content from string in _quarlo_ProcessCustomDataString()";
     const Bytes large = message(strings, 1, text(longest));
     EXPECT_EQ(channels.hear(large).back(), "CustomDataString 1 1 " + longest);
-    EXPECT_EQ(channels.hearWithoutMemory(large).back(), noText);
+    EXPECT_EQ(hearWithoutMemory(channels, large).back(), noText);
     // The scratch memory is full and cannot grow.
     quarlo_CoreInstance* const obj = channels.record();
     obj->scratch.make<UInt8>(wire::Scratch::ordinarySize);

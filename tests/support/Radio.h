@@ -2,8 +2,6 @@
 #ifndef QUARLO_TESTS_RADIO_H
 #define QUARLO_TESTS_RADIO_H
 
-#include <map>
-
 #include "Feature.h"
 #include "QUARLO-Core-Audio.h"
 
@@ -19,26 +17,18 @@ inline unsigned mixed() {
     return currentAudioType;
 }
 
-class Radio : public Session {
+class Radio : public Story {
   public:
-    using Reaction = std::function<void(AudioControl, UInt32)>;
-
     Radio() {
         quarlo_SetClientCapabilities(handle(), eCLIENTCAPABILITIES_AudioHandling, 1);
-        quarlo_SetAudioRequestCallback(handle(), &Radio::onRequest);
-        forget();
+        listenTo<Callback::AudioRequest>(quarlo_SetAudioRequestCallback);
     }
-    ~Radio() {
-        host.remove();
-        react(nullptr);
-    }
-    Radio(const Radio&) = delete;
-    Radio& operator=(const Radio&) = delete;
 
-    /** What the host does inside the callback, on its thread. */
-    void react(Reaction reaction) {
-        const std::lock_guard lock(mutex);
-        reactions[&host] = std::move(reaction);
+    /** What the host does when a release is called back, on that thread. */
+    void onRelease(std::function<void(UInt32 id)> reaction) {
+        host.reaction = [=](const Heard& what) {
+            if (what.numbers[0] == eAUDIOCONTROL_Release) reaction(what.numbers[1]);
+        };
     }
     Lines ask(UInt32 id, AudioType type, unsigned duration) {
         return hear(serverAudio(id, eAUDIOCONTROL_Request, type, duration));
@@ -46,9 +36,8 @@ class Radio : public Session {
     Lines giveBack(UInt32 id, AudioType type) {
         return hear(serverAudio(id, eAUDIOCONTROL_Release, type, 0));
     }
-    eReturnCode answer(UInt32 id, AudioStatus status,
-                       AudioRequestResultCode reason = eAUDIOREQUESTRESULTCODE_NoError) const {
-        return quarlo_SetAudioStatus(handle(), id, status, reason);
+    eReturnCode answer(UInt32 id, AudioStatus status) const {
+        return quarlo_SetAudioStatus(handle(), id, status, eAUDIOREQUESTRESULTCODE_NoError);
     }
 
     /** The sources of the process: "5 type 3 status 0 requested released". */
@@ -82,22 +71,6 @@ class Radio : public Session {
         if (found == nullptr) return {};
         return {found->timerCount, found->duration, found->hasTimer != 0};
     }
-
-  private:
-    static void onRequest(void* context, AudioControl command, UInt32 id, AudioType type) {
-        Host& host = hostOf(context);
-        const char* const name = command == eAUDIOCONTROL_Request ? "Request " : "Release ";
-        host.note(std::string("audio ") + name + std::to_string(id) + " " + std::to_string(type));
-        Reaction reaction;
-        {
-            const std::lock_guard lock(mutex);
-            reaction = reactions[&host];
-        }
-        if (reaction) reaction(command, id);
-    }
-
-    static inline std::mutex mutex;
-    static inline std::map<const Host*, Reaction> reactions;
 };
 
 }  // namespace quarlo::test
