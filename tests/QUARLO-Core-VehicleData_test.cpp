@@ -8,50 +8,33 @@ namespace {
 
 /* ---- the filter ---- */
 
-struct Change {
-    const char* name;
-    Keys before;
-    Keys after;
-    Lines told;
-    Keys filter;
-};
+const std::string cleared = "INF vehicle data key list update: completely clear all";
 
 TEST(VehicleFilter, ReportsWhatChanges) {
-    const Change changes[] = {
-        {"kept, removed and added",
-         {1, 2, 3},
-         {2, 4},
-         {lineOf(false, {1, 3}), lineOf(true, {4})},
-         {2, 4}},
-        {"the same", {5}, {5}, {}, {5}},
-        {"kept in the old order, added in the new",
-         {1, 2, 3},
-         {9, 3, 8, 1},
-         {lineOf(false, {2}), lineOf(true, {9, 8})},
-         {1, 3, 9, 8}},
-        {"all others",
-         {0, 0xFFFFFFFF},
-         {7},
-         {lineOf(false, {0, 0xFFFFFFFF}), lineOf(true, {7})},
-         {7}},
-        {"a key twice is added twice", {1}, {1, 2, 2}, {lineOf(true, {2, 2})}, {1, 2, 2}},
-        {"a key twice is removed twice", {2, 2, 1}, {1, 1}, {lineOf(false, {2, 2})}, {1}},
-        {"cleared", {3, 4}, {}, {lineOf(false, {3, 4})}, {}},
-        {"cleared when empty", {}, {}, {}, {}},
-        {"the most", {}, range(1, 255), {lineOf(true, range(1, 255))}, range(1, 255)},
-        {"all others of the most",
-         range(1, 255),
+    const struct {
+        Keys before;
+        Keys wanted;
+        Lines lines;
+        Keys filter;
+    } changes[] = {
+        {{5}, {5}, {}, {5}},
+        {{1, 2, 3}, {9, 3, 8, 1}, {told(false, {2}), told(true, {9, 8})}, {1, 3, 9, 8}},
+        {{0, 0xFFFFFFFF}, {7}, {told(false, {0, 0xFFFFFFFF}), told(true, {7})}, {7}},
+        // A key twice is added and removed twice.
+        {{1}, {1, 2, 2}, {told(true, {2, 2})}, {1, 2, 2}},
+        {{2, 2, 1}, {1, 1}, {told(false, {2, 2})}, {1}},
+        {{3, 4}, {}, {cleared, told(false, {3, 4})}, {}},
+        {{}, {}, {cleared}, {}},
+        {range(1, 255),
          range(300, 554),
-         {lineOf(false, range(1, 255)), lineOf(true, range(300, 554))},
+         {told(false, range(1, 255)), told(true, range(300, 554))},
          range(300, 554)},
     };
-    const Library library;
     Vehicle vehicle;
-    for (const Change& c : changes) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(vehicle.set(false, {}), eRETURN_OKAY);
-        EXPECT_EQ(vehicle.set(false, c.before), eRETURN_OKAY);
-        EXPECT_EQ(vehicle.want(c.after), c.told);
+    for (const auto& c : changes) {
+        EXPECT_EQ(vehicle.set(false, {}), Lines{cleared});
+        vehicle.set(false, c.before);
+        EXPECT_EQ(vehicle.want(c.wanted), c.lines);
         EXPECT_EQ(vehicle.filter(), c.filter);
         Lines items;
         for (const UInt32 key : c.filter) items.push_back(std::to_string(key));
@@ -59,245 +42,167 @@ TEST(VehicleFilter, ReportsWhatChanges) {
     }
 }
 
-TEST(VehicleFilter, IsClearedAfterTheHostWasTold) {
-    const Library library;
+TEST(VehicleFilter, OfTheHostIsToldOnRequest) {
     Vehicle vehicle;
-    const Lines traced{"INF SetVehicleDataFilter requests data for 0 keys",
-                       "INF vehicle data key list update: completely clear all"};
-    EXPECT_EQ(vehicle.hear(wanted({})), traced);
+    EXPECT_EQ(vehicle.set(false, {1}), Lines{});
+    EXPECT_EQ(vehicle.set(true, {2}), (Lines{told(false, {1}), told(true, {2})}));
+    EXPECT_EQ(vehicle.call(quarlo_Eng_SetVehicleDataFilter, 1, 1, nullptr), Lines{"= NULL_PARAM"});
+    EXPECT_EQ(vehicle.filter(), Keys{2});
+    EXPECT_EQ(_quarlo_ProcessSetVehicleDataFilter(nullptr, 0, nullptr), eRETURN_NULL_HANDLE);
+    Idle idle;
+    expectRefusals(idle, onReceiveSetVehicleDataFilter,
+                   {"WRN SetVehicleDataFilter called with NULL packet."}, {});
+    expectRefusals(idle, onReceiveBlacklistUrgentVehicleData,
+                   {"WRN BlacklistUrgentVehicleData called with NULL packet."}, {});
+}
+
+TEST(VehicleFilter, IsClearedAfterTheHostWasTold) {
+    Vehicle vehicle;
     vehicle.want({3, 4});
-    quarlo_SetVehicleDataRequestCallback(vehicle.handle(), [](void* context, Flag, UInt8, UInt32*) {
-        Host& host = hostOf(context);
-        host.note("filter of " + std::to_string(host.record()->vehicleDataKeyListLength));
-        EXPECT_EQ(quarlo_VehicleData(host.handle(), 4, {}, "last"), eRETURN_OKAY);
-    });
-    const Lines heard = vehicle.hear(wanted({}));
-    EXPECT_EQ(Lines(heard.begin(), heard.begin() + 3), traced + Lines{"filter of 2"});
+    vehicle.host.reaction = [&](const Heard&) {
+        vehicle.host.note("filter of " + std::to_string(vehicle.filter().size()));
+        EXPECT_EQ(quarlo_VehicleData(vehicle.handle(), 4, {}, "last"), eRETURN_OKAY);
+    };
+    EXPECT_EQ(vehicle.want({}), Lines({cleared, told(false, {3, 4}), "filter of 2",
+                                       "VER vehicle data: key='4' value='last'"}) +
+                                    sending(packet(55, u32(4) + text("last"))));
     EXPECT_EQ(vehicle.filter(), Keys{});
     EXPECT_EQ(vehicle.items(), Lines{});
 }
 
+// The listener reads the keys once more when it has reacted.
+TEST(VehicleFilter, MayBeChangedFromTheCallback) {
+    Vehicle vehicle;
+    vehicle.host.reaction = [&](const Heard& what) {
+        quarlo_Eng_SetVehicleDataFilter(vehicle.handle(), 0, 0, nullptr);
+        vehicle.host.note(what.line());
+    };
+    EXPECT_EQ(vehicle.want({4, 5}), (Lines{told(true, {4, 5}), cleared, told(true, {4, 5})}));
+    EXPECT_EQ(vehicle.filter(), Keys{});
+}
+
 TEST(VehicleFilter, ValuesOfKeptKeysSurvive) {
-    const Library library;
     Vehicle vehicle;
     vehicle.want({1, 2, 3});
-    EXPECT_EQ(vehicle.give(1, "one"), eRETURN_OKAY);
-    EXPECT_EQ(vehicle.give(2, "two"), eRETURN_OKAY);
+    vehicle.give(1, "one");
+    vehicle.give(2, "two");
     vehicle.want({2, 4});
     EXPECT_EQ(vehicle.items(), (Lines{"2=two", "4"}));
     vehicle.want({1, 2});
     EXPECT_EQ(vehicle.items(), (Lines{"2=two", "1"}));
 }
 
+const std::string noList = "ProcessSetVehicleDataFilter: error allocating vehicleDataKeyList";
+
 TEST(VehicleFilter, MoreKeysThanCanBeCountedAreAFailedAllocation) {
     // 255 kept copies of one key and 254 new ones would make 509.
-    const Library library;
     Vehicle vehicle;
     vehicle.want(Keys(255, 1));
     EXPECT_EQ(vehicle.filter().size(), 255U);
-    EXPECT_EQ(
-        vehicle.hear(wanted(range(1, 255))),
-        (Lines{"INF SetVehicleDataFilter requests data for 255 keys"} +
-         outOfMemoryLines("ProcessSetVehicleDataFilter: error allocating vehicleDataKeyList")));
-    EXPECT_EQ(vehicle.host.record()->vehicleDataKeyList, nullptr);
+    EXPECT_EQ(vehicle.want(range(1, 255)), outOfMemoryLines(noList));
+    EXPECT_EQ(vehicle.record()->vehicleDataKeyList, nullptr);
     EXPECT_EQ(vehicle.filter(), Keys{});
     EXPECT_EQ(vehicle.items(), Lines{});
-    EXPECT_EQ(vehicle.want({1, 6}), Lines{lineOf(true, {1, 6})});
-    EXPECT_EQ(vehicle.items(), (Lines{"1", "6"}));
+    EXPECT_EQ(vehicle.want({1, 6}), Lines{told(true, {1, 6})});
 }
 
 TEST(VehicleFilter, KeysWithoutAnItemMayBeRemoved) {
-    const Library library;
     Vehicle vehicle;
     vehicle.want({1, 2});
-    _clearVehicleDataList(vehicle.host.record());
-    EXPECT_EQ(vehicle.want({2, 3}), (Lines{lineOf(false, {1}), lineOf(true, {3})}));
-    EXPECT_EQ(vehicle.filter(), (Keys{2, 3}));
+    _clearVehicleDataList(vehicle.record());
+    _clearVehicleDataList(nullptr);
+    EXPECT_EQ(vehicle.want({2, 3}), (Lines{told(false, {1}), told(true, {3})}));
     EXPECT_EQ(vehicle.items(), Lines{"3"});
 }
 
 TEST(VehicleFilter, IsEmptyWithoutMemory) {
-    const Library library;
     Vehicle vehicle;
-    const Lines head{"INF SetVehicleDataFilter requests data for 3 keys"};
-    std::size_t reports = 0;
+    const auto want = [&] {
+        const Lines lines = vehicle.want({2, 3, 4});
+        const bool isGone = vehicle.record()->vehicleDataKeyList == nullptr;
+        return isGone ? lines + "none" + vehicle.items() : lines + vehicle.items();
+    };
+    const Lines list = outOfMemoryLines(noList) + "none";
+    const Lines item =
+        outOfMemoryLines("ProcessSetVehicleDataFilter: error allocating vehicleDataItem") + "none";
     const auto setUp = [&] {
         vehicle.set(false, {1, 2});
         vehicle.give(2, "two");
     };
-    const auto action = [&](long refused) {
-        const Lines lines = vehicle.hear(wanted({2, 3, 4}));
-        if (refused == 0) {
-            EXPECT_EQ(lines.back(), lineOf(true, {3, 4}));
-            return;
-        }
-        const char* const what = refused == 1 ? "vehicleDataKeyList" : "vehicleDataItem";
-        EXPECT_EQ(lines,
-                  head + outOfMemoryLines(
-                             std::string("ProcessSetVehicleDataFilter: error allocating ") + what));
-        EXPECT_EQ(vehicle.host.record()->vehicleDataKeyList, nullptr);
-        EXPECT_EQ(vehicle.filter(), Keys{});
-        EXPECT_EQ(vehicle.items(), Lines{});
-        ++reports;
-    };
-    sweepBetween(setUp, action, [&] { vehicle.set(false, {}); });
-    EXPECT_EQ(reports, 3U);
-}
-
-TEST(VehicleFilter, OfTheHostIsToldOnRequest) {
-    const Library library;
-    Vehicle vehicle;
-    EXPECT_EQ(vehicle.during([&] { EXPECT_EQ(vehicle.set(false, {1}), eRETURN_OKAY); }), Lines{});
-    EXPECT_EQ(vehicle.during([&] { EXPECT_EQ(vehicle.set(true, {2}), eRETURN_OKAY); }),
-              (Lines{lineOf(false, {1}), lineOf(true, {2})}));
-    EXPECT_EQ(vehicle.want({3}), (Lines{lineOf(false, {2}), lineOf(true, {3})}));
-    EXPECT_EQ(quarlo_Eng_SetVehicleDataFilter(vehicle.handle(), 1, 1, nullptr), eRETURN_NULL_PARAM);
-    EXPECT_EQ(vehicle.filter(), Keys{3});
-    EXPECT_EQ(_quarlo_ProcessSetVehicleDataFilter(nullptr, 0, nullptr), eRETURN_NULL_HANDLE);
-}
-
-TEST(VehicleFilter, OfThePhoneNeedsRun) {
-    const Library library;
-    Host idle;
-    UInt32 key = 1;
-    packetSetVehicleDataFilter filter{nullptr, 1, &key};
-    packetBlacklistUrgentVehicleData black{nullptr, 1};
-    onReceiveSetVehicleDataFilter(idle.record(), &filter);
-    onReceiveBlacklistUrgentVehicleData(idle.record(), &black);
-    EXPECT_EQ(idle.lines(), Lines{});
-    EXPECT_EQ(idle.record()->vehicleDataKeyListLength, 0);
-    EXPECT_EQ(vehicleDataBlackListLength, 0);
-    onReceiveSetVehicleDataFilter(idle.record(), nullptr);
-    onReceiveBlacklistUrgentVehicleData(idle.record(), nullptr);
-    EXPECT_EQ(idle.lines(), (Lines{"WRN SetVehicleDataFilter called with NULL packet.",
-                                   "WRN BlacklistUrgentVehicleData called with NULL packet."}));
-    onReceiveSetVehicleDataFilter(nullptr, &filter);
-    onReceiveBlacklistUrgentVehicleData(nullptr, &black);
-}
-
-TEST(VehicleFilter, MayBeChangedFromTheCallback) {
-    const Library library;
-    Vehicle vehicle;
-    quarlo_SetVehicleDataRequestCallback(
-        vehicle.handle(), [](void* context, Flag isOn, UInt8 count, UInt32* keys) {
-            Host& host = hostOf(context);
-            const Keys told(keys, keys + count);
-            // The keys stay valid when the filter they came from is gone.
-            quarlo_Eng_SetVehicleDataFilter(host.handle(), 0, 0, nullptr);
-            EXPECT_EQ(Keys(keys, keys + count), told);
-            host.note(lineOf(isOn != 0, told));
-        });
-    EXPECT_EQ(vehicle.want({4, 5}), Lines{lineOf(true, {4, 5})});
-    EXPECT_EQ(vehicle.filter(), Keys{});
+    expectOutcomes({{told(false, {1}), told(true, {3, 4}), "2=two", "3", "4"}, list, item, item},
+                   setUp, want, [&] { vehicle.set(false, {}); });
 }
 
 /* ---- values ---- */
 
-TEST(VehicleValues, AreStoredAndSent) {
-    const Library library;
-    Vehicle vehicle;
-    vehicle.want({7, 0xFFFFFFFE});
-    EXPECT_EQ(vehicle.giveLines(7, "{\"v\":1}", eRETURN_OKAY),
-              (Lines{"VER vehicle data: key='7' value='{\"v\":1}'"} + sendLine));
-    // The encoding given is not used.
-    EXPECT_EQ(vehicle.sent(), hexes({packet(55, u32(7) + text("{\"v\":1}"))}));
-    EXPECT_EQ(vehicle.giveLines(0xFFFFFFFE, "%s", eRETURN_OKAY),
-              (Lines{"VER vehicle data: key='4294967294' value='%s'"} + sendLine));
-    EXPECT_EQ(vehicle.giveLines(7, "", eRETURN_OKAY),
-              (Lines{"VER vehicle data: key='7' value=''"} + sendLine));
-    EXPECT_EQ(vehicle.sent(), hexes({packet(55, u32(7) + text(""))}));
-    EXPECT_EQ(vehicle.items(), (Lines{"7=", "4294967294=%s"}));
+Lines shown(const std::string& key, const std::string& value) {
+    return {"VER vehicle data: key='" + key + "' value='" + value + "'"};
 }
 
-TEST(VehicleValues, AreTracedShortened) {
-    const Library library;
+Lines sent(UInt32 key, const std::string& value) {
+    return sending(packet(55, u32(key) + text(value)));
+}
+
+TEST(VehicleValues, AreStoredAndSent) {
     Vehicle vehicle;
-    vehicle.want({7});
+    vehicle.want({7, 0xFFFFFFFE});
+    // The encoding given is not used.
+    EXPECT_EQ(vehicle.give(7, "{\"v\":1}"), shown("7", "{\"v\":1}") + sent(7, "{\"v\":1}"));
+    EXPECT_EQ(vehicle.give(0xFFFFFFFE, "%s"), shown("4294967294", "%s") + sent(0xFFFFFFFE, "%s"));
+    EXPECT_EQ(vehicle.give(7, ""), shown("7", "") + sent(7, ""));
+    EXPECT_EQ(vehicle.items(), (Lines{"7=", "4294967294=%s"}));
+    EXPECT_EQ(vehicle.give(8, "x"),
+              (Lines{"WRN quarlo_VehicleData: key 8 not found in filter list; data ignored.",
+                     "= PARAM_VALUE"}));
+    EXPECT_EQ(vehicle.call(quarlo_VehicleData, 7, eSTRINGENCODING_UTF8, nullptr),
+              Lines{"= NULL_PARAM"});
+    // What is too long is shown shortened, and empty when it does not fit.
     const std::string most(79, 'x');
-    EXPECT_EQ(vehicle.giveLines(7, most, eRETURN_OKAY),
-              (Lines{"VER vehicle data: key='7' value='" + most + "'"} + sendLine));
-    EXPECT_EQ(vehicle.giveLines(7, most + "y", eRETURN_OKAY),
-              (Lines{"VER vehicle data: key='7' value='" + most + "...'"} + sendLine));
+    const std::string longest(65535, 'x');
+    EXPECT_EQ(vehicle.give(7, most), shown("7", most) + sent(7, most));
+    EXPECT_EQ(vehicle.give(7, longest), shown("7", most + "...") + sent(7, longest));
+    EXPECT_EQ(vehicle.items()[0], "7=" + longest);
+    EXPECT_EQ(vehicle.give(7, longest + "x"), shown("7", most + "...") + sent(7, ""));
+    EXPECT_EQ(vehicle.items()[0], "7=");
     // Prepared under one class, shown under the other.
     for (const eTraceClass alone : {eTRACECLASS_INFORMATION, eTRACECLASS_VERBOSE}) {
         quarlo_SetTraceClass(vehicle.handle(), alone);
-        EXPECT_EQ(vehicle.giveLines(7, "z", eRETURN_OKAY), Lines{});
+        EXPECT_EQ(vehicle.give(7, "z"), Lines{sent(7, "z")[1]});
     }
     quarlo_SetTraceClass(vehicle.handle(), eTRACECLASS_INFORMATION | eTRACECLASS_VERBOSE);
-    EXPECT_EQ(vehicle.giveLines(7, "z", eRETURN_OKAY),
-              Lines{"VER vehicle data: key='7' value='z'"});
+    EXPECT_EQ(vehicle.give(7, "z"), shown("7", "z") + sent(7, "z")[1]);
 }
 
-TEST(VehicleValues, TooLongAreEmpty) {
-    const Library library;
-    Vehicle vehicle;
-    vehicle.want({7});
-    const std::string longest(65535, 'a');
-    EXPECT_EQ(vehicle.give(7, longest), eRETURN_OKAY);
-    EXPECT_EQ(vehicle.items(), Lines{"7=" + longest});
-    vehicle.forget();
-    EXPECT_EQ(vehicle.give(7, longest + "a"), eRETURN_OKAY);
-    EXPECT_EQ(vehicle.sent(), hexes({packet(55, u32(7) + text(""))}));
-    EXPECT_EQ(vehicle.items(), Lines{"7="});
+TEST(VehicleValues, BeforeRunAreStoredOnly) {
+    Vehicle idle(false);
+    idle.set(true, {7});
+    EXPECT_EQ(idle.give(7, "kept"),
+              (Lines{"WRN quarlo_VehicleData() called in wrong state; not sent to handset.",
+                     "= STATE_NOT_RUN"}));
+    EXPECT_EQ(idle.items(), Lines{"7=kept"});
 }
 
 TEST(VehicleValues, NeedMemoryOnlyToGrow) {
-    const Library library;
     Vehicle vehicle;
     vehicle.want({7});
     const std::pair<const char*, long> values[] = {{"", 1}, {"four", 2}, {"less", 0},  {"two", 0},
                                                    {"", 0}, {"four", 0}, {"longer", 2}};
     for (const auto& [value, blocks] : values) {
         allocations::restart();
-        EXPECT_EQ(vehicle.give(7, value), eRETURN_OKAY);
+        EXPECT_EQ(vehicle.give(7, value), shown("7", value) + sent(7, value));
         EXPECT_EQ(allocations::made(), blocks) << value;
         EXPECT_EQ(vehicle.items(), Lines{std::string("7=") + value});
     }
-}
-
-TEST(VehicleValues, AreRefused) {
-    const Library library;
-    Vehicle vehicle;
-    vehicle.want({7});
-    EXPECT_EQ(vehicle.giveLines(8, "x", eRETURN_PARAM_VALUE),
-              Lines{"WRN quarlo_VehicleData: key 8 not found in filter list; data ignored."});
-    EXPECT_EQ(quarlo_VehicleData(vehicle.handle(), 7, eSTRINGENCODING_UTF8, nullptr),
-              eRETURN_NULL_PARAM);
-    EXPECT_TRUE(vehicle.sent().empty());
-}
-
-TEST(VehicleValues, BeforeRunAreStoredOnly) {
-    const Library library;
-    Host idle;
-    UInt32 key = 7;
-    quarlo_Eng_SetVehicleDataFilter(idle.handle(), 1, 1, &key);
-    EXPECT_EQ(quarlo_VehicleData(idle.handle(), 7, eSTRINGENCODING_UTF8, "kept"),
-              eRETURN_STATE_NOT_RUN);
-    EXPECT_EQ(idle.lines(),
-              Lines{"WRN quarlo_VehicleData() called in wrong state; not sent to handset."});
-    auto* first = listGetFirstElement(&idle.record()->vehicleDataList);
-    ASSERT_NE(first, nullptr);
-    const qrString* value = reinterpret_cast<vehicleDataItem*>(first)->value;
-    ASSERT_NE(value, nullptr);
-    EXPECT_EQ(std::string(value->pContent, value->pContent + value->Length), "kept");
-}
-
-TEST(VehicleValues, WithoutMemoryAreReported) {
-    const Library library;
-    Vehicle vehicle;
+    vehicle.set(false, {});
     const std::string longest(65535, 'a');
-    const Lines value = outOfMemoryLines("quarlo_VehicleData: error allocating value object");
-    const Lines shown{"VER vehicle data: key='7' value='" + longest.substr(0, 79) + "...'"};
-    const Lines created{"WRN creation of VehicleData packet failed."};
-    const Failure outcomes[] = {{shown + sendLine, eRETURN_OKAY},
-                                {value, eRETURN_MEM_ALLOC},
-                                {value, eRETURN_MEM_ALLOC},
-                                {shown + created, eRETURN_PACKET_MEMORY}};
-    const auto action = [&](long refused) {
-        const Failure& expected = outcomes[static_cast<std::size_t>(refused)];
-        EXPECT_EQ(vehicle.giveLines(7, longest, expected.result), expected.lines);
-    };
-    sweepBetween([&] { vehicle.set(false, {7}); }, action, [&] { vehicle.set(false, {}); });
+    const Lines traced = shown("7", longest.substr(0, 79) + "...");
+    const Lines failed =
+        outOfMemoryLines("quarlo_VehicleData: error allocating value object") + "= MEM_ALLOC";
+    expectOutcomes(
+        {traced + sent(7, longest), failed, failed,
+         traced + "WRN creation of VehicleData packet failed." + "= PACKET_MEMORY"},
+        [&] { vehicle.set(false, {7}); }, [&] { return vehicle.give(7, longest); },
+        [&] { vehicle.set(false, {}); });
 }
 
 }  // namespace

@@ -4,8 +4,8 @@
 
 #include <numeric>
 
-#include "Calls.h"
 #include "QUARLO-Core-Engineering-Types.h"
+#include "Story.h"
 
 namespace quarlo::test {
 
@@ -23,46 +23,40 @@ inline Bytes wanted(const Keys& keys) {
     return packet(54, payload);
 }
 
-inline std::string lineOf(bool isOn, const Keys& keys) {
-    std::string line = isOn ? "on" : "off";
-    for (const UInt32 key : keys) line += " " + std::to_string(key);
-    return line;
+/** What the host is told; the callback's line. */
+inline std::string told(bool isOn, const Keys& keys) {
+    return std::string("VehicleDataRequest ") + (isOn ? "1 " : "0 ") + std::to_string(keys.size()) +
+           wordOf(keys.data(), keys.size());
 }
 
 /** A host in RUN that notes what it is to deliver. */
-class Vehicle : public Session {
+class Vehicle : public Story {
   public:
-    Vehicle() {
-        EXPECT_EQ(quarlo_SetVehicleDataRequestCallback(handle(), &Vehicle::onRequest),
-                  eRETURN_OKAY);
-        EXPECT_EQ(host.lines(), Lines{});
+    explicit Vehicle(bool isInRun = true) : Story(isInRun) {
+        listenTo<Callback::VehicleDataRequest>(quarlo_SetVehicleDataRequestCallback);
     }
     /** What the host is told of when the phone wants these keys. */
     Lines want(const Keys& keys) {
-        hear(wanted(keys));
-        EXPECT_TRUE(host.has("INF SetVehicleDataFilter requests data for " +
-                             std::to_string(keys.size()) + " keys"));
-        return host.linesWith("o");
+        const Lines lines = hear(wanted(keys));
+        EXPECT_EQ(lines.at(0), "INF SetVehicleDataFilter requests data for " +
+                                   std::to_string(keys.size()) + " keys");
+        return {lines.begin() + 1, lines.end()};
     }
-    eReturnCode set(bool isTold, Keys keys) {
-        return quarlo_Eng_SetVehicleDataFilter(handle(), isTold ? 1 : 0,
-                                               static_cast<UInt8>(keys.size()), keys.data());
+    Lines set(bool isTold, Keys keys) {
+        return call(quarlo_Eng_SetVehicleDataFilter, isTold ? 1 : 0,
+                    static_cast<UInt8>(keys.size()), keys.data());
     }
-    eReturnCode give(UInt32 key, const std::string& json) {
-        return quarlo_VehicleData(handle(), key, eSTRINGENCODING_ASCII_LATIN1, json.c_str());
-    }
-    Lines giveLines(UInt32 key, const std::string& json, eReturnCode expected) {
-        return during([&] { EXPECT_EQ(give(key, json), expected); });
+    Lines give(UInt32 key, const std::string& json) {
+        return call(quarlo_VehicleData, key, eSTRINGENCODING_ASCII_LATIN1, json.c_str());
     }
     [[nodiscard]] Keys filter() const {
-        const quarlo_CoreInstance& record = *host.record();
-        return {record.vehicleDataKeyList,
-                record.vehicleDataKeyList + record.vehicleDataKeyListLength};
+        return {record()->vehicleDataKeyList,
+                record()->vehicleDataKeyList + record()->vehicleDataKeyListLength};
     }
     /** The stored items: "key=value", or "key" without a value. */
     [[nodiscard]] Lines items() const {
         Lines result;
-        genericList& list = host.record()->vehicleDataList;
+        genericList& list = record()->vehicleDataList;
         for (auto* at = listGetFirstElement(&list); at != nullptr; at = listGetNextElement(&list)) {
             const auto& item = *reinterpret_cast<vehicleDataItem*>(at);
             std::string line = std::to_string(item.key);
@@ -73,11 +67,6 @@ class Vehicle : public Session {
             result.push_back(line);
         }
         return result;
-    }
-
-  private:
-    static void onRequest(void* context, Flag isOn, UInt8 count, UInt32* keys) {
-        hostOf(context).note(lineOf(isOn != 0, Keys(keys, keys + count)));
     }
 };
 
