@@ -50,8 +50,6 @@ quarlo_needs(QUARLO_BUILD_APPS MODULE pangocairo libpango1.0-dev)
 quarlo_needs(QUARLO_BUILD_TESTS PACKAGE GTest libgtest-dev)
 quarlo_needs(QUARLO_BUILD_TESTS PACKAGE ZLIB zlib1g-dev)
 quarlo_needs(QUARLO_BUILD_TESTS PACKAGE JPEG libjpeg62-turbo-dev)
-quarlo_needs(QUARLO_BUILD_TESTS MODULE libturbojpeg libturbojpeg0-dev)
-quarlo_needs(QUARLO_BUILD_TESTS MODULE pixman-1 libpixman-1-dev)
 
 quarlo_needs(QUARLO_BUILD_BENCH PACKAGE benchmark libbenchmark-dev)
 quarlo_needs(QUARLO_BUILD_BENCH PACKAGE ZLIB zlib1g-dev)

@@ -3,14 +3,10 @@
  */
 #include <zlib.h>
 
-#include <string>
-
 #include "PluginUnderTest.h"
 
 namespace quarlo::test {
 namespace {
-
-using Bytes = std::vector<UInt8>;
 
 /** A picture with flat areas, gradients and noise; deterministic. */
 Bytes picture(size_t size) {
@@ -18,16 +14,14 @@ Bytes picture(size_t size) {
     UInt32 noise = 1;
     for (size_t i = 0; i < size; ++i) {
         noise = noise * 1664525U + 1013904223U;
-        const size_t area = (i / 1000) % 3;
-        bytes[i] = area == 0   ? UInt8{0x30}
-                   : area == 1 ? static_cast<UInt8>(i)
-                               : static_cast<UInt8>(noise >> 24);
+        const UInt32 kinds[] = {0x30, static_cast<UInt32>(i), noise >> 24};
+        bytes[i] = static_cast<UInt8>(kinds[i / 1000 % 3]);
     }
     return bytes;
 }
 
 struct Kind {
-    int level = Z_DEFAULT_COMPRESSION;
+    int level = 6;
     int strategy = Z_DEFAULT_STRATEGY;
     int windowBits = 15;
     int lastFlush = Z_FINISH;
@@ -43,7 +37,6 @@ Bytes compress(const Bytes& plain, const Kind& kind = {}) {
     stream.next_out = out.data();
     stream.avail_out = static_cast<uInt>(out.size());
     deflate(&stream, kind.lastFlush);
-    EXPECT_EQ(0U, stream.avail_in);
     out.resize(stream.total_out);
     deflateEnd(&stream);
     return out;
@@ -53,47 +46,29 @@ class ZlibPlugin : public testing::Test {
   protected:
     ~ZlibPlugin() override { EXPECT_EQ(0, HostHeap::live); }
 
-    static decompressParameter rectangle(const Exact& data, const Exact& frame) {
-        return {1,
-                static_cast<UInt16>(1),
-                0,
-                ePIXELFORMAT_RGB888,
-                ePIXELENDIANESS_LittleEndian,
-                eFRAMECOMPRESSION_ZLIB,
-                data.data(),
-                data.size(),
-                frame.data(),
-                frame.size()};
-    }
-
-    /** Decodes into a frame of exactly the given size. */
+    /** Decodes into a frame of exactly the given size, of a plug-in that is not told a format. */
     Outcome decode(const Bytes& data, size_t frameSize) {
-        const Exact in(data);
-        const Exact frame(frameSize);
-        const Outcome outcome = plugin(rectangle(in, frame));
-        decoded = frame.bytes();
-        return outcome;
+        return plugin.decode(data, static_cast<int>(frameSize), 1, {"", {}, {}, 1});
     }
 
     Decompressor plugin{"libQUARLO-Decomp01.so", eFRAMECOMPRESSION_ZLIB};
-    Bytes decoded;
 };
 
 constexpr Outcome success{eDECOMPRESSERROR_NONE, 0};
 constexpr Outcome sizeMismatch{eDECOMPRESSERROR_ZLIB_SIZE_MISMATCH, 0};
+constexpr Outcome failing(Int32 code) {
+    return {eDECOMPRESSERROR_ZLIB_ERROR, code};
+}
 
 TEST_F(ZlibPlugin, DecodesWholeStreamsOfEveryKind) {
     const Kind kinds[] = {{0},
-                          {1},
-                          {6},
                           {9},
                           {6, Z_HUFFMAN_ONLY},
-                          {6, Z_RLE},
                           {6, Z_FIXED},
                           {9, Z_FILTERED, 9},
                           {6, Z_DEFAULT_STRATEGY, 15, Z_SYNC_FLUSH},
                           {6, Z_DEFAULT_STRATEGY, 15, Z_FULL_FLUSH}};
-    for (const size_t size : {1U, 2U, 257U, 70'000U, 400'000U}) {
+    for (const size_t size : {2U, 257U, 65'000U}) {
         const Bytes plain = picture(size);
         for (const Kind& kind : kinds) {
             SCOPED_TRACE(testing::Message()
@@ -101,60 +76,48 @@ TEST_F(ZlibPlugin, DecodesWholeStreamsOfEveryKind) {
                          << ", flush " << kind.lastFlush);
             const Bytes data = compress(plain, kind);
             EXPECT_EQ(success, decode(data, size));
-            EXPECT_EQ(plain, decoded);
+            EXPECT_EQ(plain, plugin.decoded);
             EXPECT_EQ(sizeMismatch, decode(data, size + 1));
-            if (size > 1) {
-                EXPECT_EQ(sizeMismatch, decode(data, size - 1));
-            }
+            EXPECT_EQ(sizeMismatch, decode(data, size - 1));
         }
     }
-}
-
-TEST_F(ZlibPlugin, IgnoresWhatFollowsTheStream) {
-    const Bytes plain = picture(3000);
-    Bytes data = compress(plain);
-    data.insert(data.end(), 5, 0xAA);
-    EXPECT_EQ(success, decode(data, plain.size()));
-    EXPECT_EQ(plain, decoded);
 }
 
 TEST_F(ZlibPlugin, RefusesParameters) {
     const Exact data(compress(picture(12)));
     const Exact frame(12);
-    expectRefusesParameters(plugin, rectangle(data, frame));
-    expectRefusesInitialiseWithoutHeap(plugin);
-    decompressParameter p = rectangle(data, frame);
-    p.compression = eFRAMECOMPRESSION_JPEG;
-    EXPECT_EQ((Outcome{eDECOMPRESSERROR_PARAM_CONTENT, 0}), plugin(p));
+    const decompressParameter good = plugin.parameter(data, frame, 4, 1, layouts[0]);
+    expectEach(good, changesOfAnyData, plugin.call);
+    const Changes others = {{"JPEG", [](auto& p) { p.compression = eFRAMECOMPRESSION_JPEG; },
+                             eDECOMPRESSERROR_PARAM_CONTENT}};
+    expectEach(good, others, plugin.call);
 }
 
 TEST_F(ZlibPlugin, NamesTheFaultOfBrokenData) {
     const Bytes plain = picture(5000);
     const Bytes whole = compress(plain);
-    const auto changed = [&](size_t at, UInt8 value) {
+    const auto changed = [&](size_t at, int value) {
         Bytes bytes = whole;
-        bytes[at] = value;
+        bytes[at] = static_cast<UInt8>(value);
         return bytes;
     };
-    Bytes withDictionary = {0x78, 0xBB, 0, 0, 0, 1};
     const struct {
         const char* what;
         Bytes data;
-        Int32 detail;
+        Outcome expected;
     } cases[] = {
-        {"no data", {}, Z_BUF_ERROR},
-        {"header alone", {0x78, 0x9C}, Z_BUF_ERROR},
-        {"no zlib stream", changed(0, 0x00), Z_DATA_ERROR},
-        {"gzip", {0x1F, 0x8B, 8, 0, 0, 0, 0, 0, 0, 3}, Z_DATA_ERROR},
-        {"wrong check sum", changed(whole.size() - 1, UInt8(whole.back() + 1)), Z_DATA_ERROR},
-        {"block type 3", {0x78, 0x9C, 0x07, 0, 0, 0, 0}, Z_DATA_ERROR},
-        {"distance before the start", {0x78, 0x9C, 0x4B, 0x04, 0x12, 0, 0}, Z_DATA_ERROR},
-        {"stored length and its complement differ", {0x78, 0x01, 1, 5, 0, 5, 0}, Z_DATA_ERROR},
-        {"preset dictionary", withDictionary, Z_NEED_DICT},
+        {"bytes behind the stream", whole + Bytes(5, 0xAA), success},
+        {"no data", {}, failing(Z_BUF_ERROR)},
+        {"header alone", {0x78, 0x9C}, failing(Z_BUF_ERROR)},
+        {"no zlib stream", changed(0, 0x00), failing(Z_DATA_ERROR)},
+        {"gzip", {0x1F, 0x8B, 8, 0, 0, 0, 0, 0, 0, 3}, failing(Z_DATA_ERROR)},
+        {"wrong check sum", changed(whole.size() - 1, whole.back() + 1), failing(Z_DATA_ERROR)},
+        {"distance before the start", {0x78, 0x9C, 0x4B, 0x04, 0x12, 0, 0}, failing(Z_DATA_ERROR)},
+        {"preset dictionary", {0x78, 0xBB, 0, 0, 0, 1}, failing(Z_NEED_DICT)},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        EXPECT_EQ((Outcome{eDECOMPRESSERROR_ZLIB_ERROR, c.detail}), decode(c.data, plain.size()));
+        EXPECT_EQ(c.expected, decode(c.data, plain.size()));
     }
 }
 
@@ -167,37 +130,16 @@ TEST_F(ZlibPlugin, RefusesEveryTruncation) {
         const size_t end = flush == Z_FINISH ? whole.size() : whole.size() - 5;
         for (size_t length = 0; length < end; ++length) {
             SCOPED_TRACE(testing::Message() << "flush " << flush << ", byte " << length);
-            const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
-            EXPECT_EQ((Outcome{eDECOMPRESSERROR_ZLIB_ERROR, Z_BUF_ERROR}),
-                      decode(cut, plain.size()));
-        }
-    }
-}
-
-// Wherever one bit is turned the plug-in answers with a documented code and stays inside its
-// buffers.
-TEST_F(ZlibPlugin, SurvivesEveryTurnedBit) {
-    const Bytes plain = picture(300);
-    const Bytes whole = compress(plain);
-    for (size_t bit = 0; bit < whole.size() * 8; ++bit) {
-        Bytes data = whole;
-        data[bit / 8] = static_cast<UInt8>(data[bit / 8] ^ (1U << (bit % 8)));
-        const Outcome outcome = decode(data, plain.size());
-        if (outcome == success) {
-            EXPECT_EQ(plain, decoded) << "bit " << bit;
-        } else {
-            EXPECT_TRUE(outcome == sizeMismatch || outcome.result == eDECOMPRESSERROR_ZLIB_ERROR)
-                << "bit " << bit << ": " << outcome;
+            EXPECT_EQ(failing(Z_BUF_ERROR), decode(part(whole, 0, length), plain.size()));
         }
     }
 }
 
 TEST_F(ZlibPlugin, StopsABombAtTheEndOfTheFrame) {
     const Bytes bomb = compress(Bytes(64U << 20U));
-    ASSERT_LT(bomb.size(), 100'000U);
     HostHeap::made = 0;
     EXPECT_EQ(sizeMismatch, decode(bomb, 4096));
-    EXPECT_EQ(Bytes(4096), decoded);
+    EXPECT_EQ(Bytes(4096), plugin.decoded);
     EXPECT_LE(HostHeap::made, 4);
 }
 
@@ -208,24 +150,6 @@ TEST_F(ZlibPlugin, ReportsAHostWithoutMemory) {
     const Outcome outcome = decode(compress(plain, {6, 0, 15, Z_SYNC_FLUSH}), plain.size());
     HostHeap::refuses = false;
     EXPECT_EQ((Outcome{eDECOMPRESSERROR_MEM_ALLOC, 0}), outcome);
-}
-
-TEST_F(ZlibPlugin, ServesEightThreads) {
-    const Bytes plain = picture(50'000);
-    const Bytes data[] = {compress(plain), compress(plain, {1}),
-                          compress(plain, {6, Z_DEFAULT_STRATEGY, 15, Z_SYNC_FLUSH})};
-    std::atomic<int> failures{0};
-    onEightThreads([&](unsigned thread) {
-        const Exact in(data[thread % 3]);
-        for (int i = 0; i < 20; ++i) {
-            const Exact frame(plain.size() + (i % 4 == 3 ? 1U : 0U));
-            const Outcome outcome = plugin(rectangle(in, frame));
-            const bool asExpected =
-                i % 4 == 3 ? outcome == sizeMismatch : outcome == success && frame.bytes() == plain;
-            failures += asExpected ? 0 : 1;
-        }
-    });
-    EXPECT_EQ(0, failures);
 }
 
 }  // namespace

@@ -7,8 +7,7 @@ cd "$(dirname "$0")/.."
 
 packages="libgtest-dev libgmock-dev
     zlib1g zlib1g-dev libdeflate0 libdeflate-dev
-    libjpeg62-turbo libjpeg62-turbo-dev libturbojpeg0 libturbojpeg0-dev
-    libpixman-1-0 libpixman-1-dev libstb0 libstb-dev"
+    libjpeg62-turbo libjpeg62-turbo-dev libstb0 libstb-dev"
 
 architecture=$1
 root=$PWD/build/sysroot/$architecture

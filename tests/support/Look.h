@@ -37,8 +37,9 @@ inline void lookAtText(const char* text) {
 /** Exactly these bytes on the heap: a sanitizer sees the first one beyond them. */
 class Exact {
   public:
-    explicit Exact(std::size_t size) : length(size), block(std::malloc(size)) {
-        if (block != nullptr) std::fill_n(data(), size, std::uint8_t{0});
+    explicit Exact(std::size_t size, std::uint8_t fill = 0)
+        : length(size), block(std::malloc(size)) {
+        if (block != nullptr) std::fill_n(data(), size, fill);
     }
     explicit Exact(std::span<const std::uint8_t> bytes) : Exact(bytes.size()) {
         std::copy(bytes.begin(), bytes.end(), data());

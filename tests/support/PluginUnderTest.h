@@ -1,28 +1,23 @@
-/*
- * A plug-in opened as the library does it, on a heap that counts and can refuse; and buffers that
- * have no byte to spare on either side.
- */
+/* A plug-in opened as the library does it, on a heap that counts and can refuse. */
 #ifndef QUARLO_TESTS_PLUGIN_UNDER_TEST_H
 #define QUARLO_TESTS_PLUGIN_UNDER_TEST_H
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdlib>
-#include <memory>
-#include <thread>
-#include <vector>
 
+#include "Bytes.h"
+#include "Look.h"
 #include "QUARLO-LibScale.h"
 
 namespace quarlo::test {
 
 /** The heap that the plug-ins under test are given. */
 struct HostHeap {
-    static inline std::atomic<int> live{0};
-    static inline std::atomic<int> made{0};
-    static inline std::atomic<bool> refuses{false};
+    static inline int live = 0;
+    static inline int made = 0;
+    static inline bool refuses = false;
 
     static void* allocate(size_t size) {
         if (refuses) return nullptr;
@@ -36,48 +31,53 @@ struct HostHeap {
     }
 };
 
-/** Exactly size bytes on the heap: a sanitizer sees the first byte beyond them. */
-class Exact {
-  public:
-    explicit Exact(size_t size, UInt8 fill = 0) : length(size), block(new UInt8[size]) {
-        std::fill_n(block.get(), size, fill);
-    }
-    explicit Exact(const std::vector<UInt8>& bytes) : Exact(bytes.size()) {
-        std::copy(bytes.begin(), bytes.end(), block.get());
-    }
-    UInt8* data() const { return block.get(); }
-    UInt32 size() const { return static_cast<UInt32>(length); }
-    std::vector<UInt8> bytes() const { return {data(), data() + length}; }
-
-  private:
-    size_t length;
-    std::unique_ptr<UInt8[]> block;
+struct Layout {
+    const char* name;
+    PixelFormat format;
+    PixelEndianess endian;
+    UInt8 bytes;
 };
 
-class Plugin {
-  public:
-    explicit Plugin(const char* file) : library(dlopen(file, RTLD_LAZY)) {
-        if (library == nullptr) ADD_FAILURE() << dlerror();
-    }
-    ~Plugin() {
-        if (library != nullptr) dlclose(library);
-    }
-    Plugin(const Plugin&) = delete;
-    Plugin& operator=(const Plugin&) = delete;
-
-    template <class Function>
-    Function function(const char* name) const {
-        void* found = library == nullptr ? nullptr : dlsym(library, name);
-        if (found == nullptr) {
-            ADD_FAILURE() << name << " is missing";
-            std::abort();
-        }
-        return reinterpret_cast<Function>(found);
-    }
-
-  private:
-    void* library;
+inline constexpr Layout layouts[] = {
+    {"RGB888 big", ePIXELFORMAT_RGB888, ePIXELENDIANESS_BigEndian, 3},
+    {"RGB888 little", ePIXELFORMAT_RGB888, ePIXELENDIANESS_LittleEndian, 3},
+    {"RGB565 big", ePIXELFORMAT_RGB565, ePIXELENDIANESS_BigEndian, 2},
+    {"RGB565 little", ePIXELFORMAT_RGB565, ePIXELENDIANESS_LittleEndian, 2},
+    {"ARGB8888 big", ePIXELFORMAT_ARGB8888, ePIXELENDIANESS_BigEndian, 4},
+    {"ARGB8888 little", ePIXELFORMAT_ARGB8888, ePIXELENDIANESS_LittleEndian, 4},
+    {"RGBA8888 big", ePIXELFORMAT_RGBA8888, ePIXELENDIANESS_BigEndian, 4},
+    {"RGBA8888 little", ePIXELFORMAT_RGBA8888, ePIXELENDIANESS_LittleEndian, 4},
 };
+
+inline Bytes bytesIn(const Exact& block) {
+    return {block.data(), block.data() + block.size()};
+}
+
+/** An entry point of a plug-in, which stays open. */
+template <class Function>
+Function entryOf(const char* file, const char* name) {
+    void* const library = dlopen(file, RTLD_LAZY);
+    void* const found = library == nullptr ? nullptr : dlsym(library, name);
+    require(found != nullptr, name);
+    return reinterpret_cast<Function>(found);
+}
+
+/** Initialises a plug-in, which refuses a host without a heap and tells its version. */
+template <class Parameter>
+Parameter initialised(Int32 (*initialise)(Parameter*)) {
+    Parameter p{};
+    EXPECT_NE(initialise(nullptr), 0);
+    p.mallocFunction = &HostHeap::allocate;
+    EXPECT_NE(initialise(&p), 0);
+    p.mallocFunction = nullptr;
+    p.freeFunction = &HostHeap::release;
+    EXPECT_NE(initialise(&p), 0);
+    p.mallocFunction = &HostHeap::allocate;
+    p.versionMajor = p.versionMinor = p.versionBuild = 0xFFFF;
+    EXPECT_EQ(initialise(&p), 0);
+    EXPECT_LT(std::max({p.versionMajor, p.versionMinor, p.versionBuild}), 0xFFFF);
+    return p;
+}
 
 /** Result of one call together with its detail code. */
 struct Outcome {
@@ -90,92 +90,92 @@ inline std::ostream& operator<<(std::ostream& out, const Outcome& outcome) {
     return out << "result " << outcome.result << ", detail " << outcome.detail;
 }
 
+/** A parameter that is good but for one change, and what becomes of it. */
+template <class Parameter>
+struct Change {
+    const char* what;
+    void (*change)(Parameter&);
+    Int32 expected;
+};
+
+template <class Parameter>
+void expectEach(const Parameter& good, const std::vector<Change<Parameter>>& changes,
+                Int32 (*call)(Parameter*, Int32*)) {
+    for (const Change<Parameter>& c : changes) {
+        SCOPED_TRACE(c.what);
+        Parameter changed = good;
+        c.change(changed);
+        Int32 detail = 4711;
+        const Int32 result = call(&changed, &detail);
+        EXPECT_EQ((Outcome{c.expected, 0}), (Outcome{result, detail}));
+    }
+    Parameter p = good;
+    Int32 detail = 0;
+    EXPECT_EQ(call(nullptr, &detail), 1);
+    EXPECT_EQ(call(&p, nullptr), 1);
+}
+
 /** An initialised decompressor. */
 class Decompressor {
   public:
-    Decompressor(const char* file, FrameCompression bit)
-        : plugin(file),
-          decompress(plugin.function<decompressionFunction>("quarloCompression_decompress")) {
-        parameter.mallocFunction = &HostHeap::allocate;
-        parameter.freeFunction = &HostHeap::release;
-        EXPECT_EQ(0, initialise(&parameter));
-        EXPECT_EQ(bit, parameter.compression);
+    Decompressor(const char* file, FrameCompression compression)
+        : bit(compression),
+          call(entryOf<decompressionFunction>(file, "quarloCompression_decompress")) {
+        const auto initialise =
+            entryOf<decompressInitialiseFunction>(file, "quarloCompression_initialise");
+        EXPECT_EQ(initialised(initialise).compression, bit);
     }
-    Int32 initialise(decompressInitParameter* p) const {
-        return plugin.function<decompressInitialiseFunction>("quarloCompression_initialise")(p);
+
+    [[nodiscard]] decompressParameter parameter(const Exact& data, const Exact& frame, int width,
+                                                int height, const Layout& layout) const {
+        return {static_cast<UInt16>(width),
+                static_cast<UInt16>(height),
+                layout.bytes,
+                layout.format,
+                layout.endian,
+                bit,
+                data.data(),
+                static_cast<UInt32>(data.size()),
+                frame.data(),
+                static_cast<UInt32>(frame.size())};
     }
-    Outcome operator()(decompressParameter p) const {
+
+    /** Decodes into a frame of exactly the size that the rectangle needs. */
+    Outcome decode(const Bytes& bytes, int width, int height, const Layout& layout = layouts[0]) {
+        const Exact data(bytes);
+        const Exact frame(static_cast<size_t>(width) * static_cast<size_t>(height) * layout.bytes,
+                          0x55);
+        decompressParameter p = parameter(data, frame, width, height, layout);
         Int32 detail = 4711;
-        const Int32 result = decompress(&p, &detail);
+        const Int32 result = call(&p, &detail);
+        decoded = bytesIn(frame);
         return {result, detail};
     }
-    Int32 call(decompressParameter* p, Int32* detail) const { return decompress(p, detail); }
 
-    decompressInitParameter parameter{};
-
-  private:
-    Plugin plugin;
-    decompressionFunction decompress;
+    const FrameCompression bit;
+    const decompressionFunction call;
+    Bytes decoded;
 };
 
-/** What every decompressor must refuse in initialise. */
-inline void expectRefusesInitialiseWithoutHeap(const Decompressor& decompressor) {
-    decompressInitParameter p{};
-    EXPECT_NE(0, decompressor.initialise(nullptr));
-    p.mallocFunction = &HostHeap::allocate;
-    EXPECT_NE(0, decompressor.initialise(&p));
-    p.mallocFunction = nullptr;
-    p.freeFunction = &HostHeap::release;
-    EXPECT_NE(0, decompressor.initialise(&p));
-}
+using Changes = std::vector<Change<decompressParameter>>;
 
-/** What every decompressor makes of its parameter before it decodes; this one decodes. */
-inline void expectRefusesParameters(const Decompressor& decompressor,
-                                    const decompressParameter& good) {
-    Int32 detail = 0;
-    decompressParameter p = good;
-    ASSERT_EQ(eDECOMPRESSERROR_NONE, decompressor.call(&p, &detail));
-    EXPECT_EQ(eDECOMPRESSERROR_NULL_PARAM, decompressor.call(nullptr, &detail));
-    EXPECT_EQ(eDECOMPRESSERROR_NULL_PARAM, decompressor.call(&p, nullptr));
-    EXPECT_EQ(eDECOMPRESSERROR_NULL_PARAM, decompressor.call(nullptr, nullptr));
-
-    struct Case {
-        const char* what;
-        void (*change)(decompressParameter&);
-        eDECOMPRESSERROR expected;
-    };
-    const Case cases[] = {
-        {"no data", [](auto& c) { c.compressedData = nullptr; },
-         eDECOMPRESSERROR_NULL_PARAM_CONTENT},
-        {"no frame", [](auto& c) { c.frameData = nullptr; }, eDECOMPRESSERROR_NULL_PARAM_CONTENT},
-        {"empty frame", [](auto& c) { c.frameDataLength = 0; },
-         eDECOMPRESSERROR_DIMENSION_MISMATCH},
-        {"bytes of another format", [](auto& c) { ++c.bpp; }, eDECOMPRESSERROR_DIMENSION_MISMATCH},
-        // Nothing can be touched behind null pointers.
-        {"no width", [](auto& c) { c.width = 0, c.frameData = c.compressedData = nullptr; },
-         eDECOMPRESSERROR_NONE},
-        {"no height", [](auto& c) { c.height = 0, c.frameData = c.compressedData = nullptr; },
-         eDECOMPRESSERROR_NONE},
-        {"compression None", [](auto& c) { c.compression = eFRAMECOMPRESSION_None; },
-         eDECOMPRESSERROR_PARAM_CONTENT},
-        {"compression All", [](auto& c) { c.compression = eFRAMECOMPRESSION_All; },
-         eDECOMPRESSERROR_PARAM_CONTENT},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        decompressParameter changed = good;
-        c.change(changed);
-        EXPECT_EQ((Outcome{c.expected, 0}), decompressor(changed));
-    }
-}
-
-/** Runs the body on eight threads at once. */
-template <class Body>
-void onEightThreads(Body body) {
-    std::vector<std::thread> threads;
-    for (unsigned i = 0; i < 8; ++i) threads.emplace_back([&body, i] { body(i); });
-    for (std::thread& thread : threads) thread.join();
-}
+/** What every decompressor makes of its parameter before it decodes. */
+inline const Changes changesOfAnyData = {
+    {"no data", [](auto& c) { c.compressedData = nullptr; }, eDECOMPRESSERROR_NULL_PARAM_CONTENT},
+    {"no frame", [](auto& c) { c.frameData = nullptr; }, eDECOMPRESSERROR_NULL_PARAM_CONTENT},
+    {"empty frame", [](auto& c) { c.frameDataLength = 0; }, eDECOMPRESSERROR_DIMENSION_MISMATCH},
+    {"bytes of another format", [](auto& c) { ++c.bpp; }, eDECOMPRESSERROR_DIMENSION_MISMATCH},
+    {"bytes left to the format", [](auto& c) { c.bpp = 0; }, eDECOMPRESSERROR_NONE},
+    // Nothing can be touched behind null pointers.
+    {"no width", [](auto& c) { c.width = 0, c.frameData = c.compressedData = nullptr; },
+     eDECOMPRESSERROR_NONE},
+    {"no height", [](auto& c) { c.height = 0, c.frameData = c.compressedData = nullptr; },
+     eDECOMPRESSERROR_NONE},
+    {"compression None", [](auto& c) { c.compression = eFRAMECOMPRESSION_None; },
+     eDECOMPRESSERROR_PARAM_CONTENT},
+    {"compression All", [](auto& c) { c.compression = eFRAMECOMPRESSION_All; },
+     eDECOMPRESSERROR_PARAM_CONTENT},
+};
 
 }  // namespace quarlo::test
 
