@@ -1,8 +1,5 @@
 /* Enlargement of rectangles sent at reduced size, and the picture buffers with their limits. */
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <climits>
 
 #include "Frames.h"
 
@@ -13,21 +10,15 @@ const std::string plain = "VER no compression";
 const std::string rule = "VRF " + std::string(78, '=');
 const std::string failed = "WRN scaling image failed";
 const std::string noShrinking = "ERR down scaling is not supported";
+const std::string next = "frame 1 10,20 4x2 #32";
 
-/** The lines between the data and the decision: banner, rectangle, factors. */
-Lines banner(const std::string& sent, const std::string& factors) {
-    return {rule, "VRF I M A G E   S C A L I N G", rule, "VRF rectangle sent ...: " + sent,
-            "VRF factors ..........:                          " + factors};
-}
-
-/** The part of the lines that says what became of a rectangle. */
+/** The lines that say what became of the rectangles. */
 Lines outcome(const Lines& lines) {
     Lines result;
     for (const std::string& line : lines) {
-        const bool counts = line.rfind("ERR ", 0) == 0 || line.rfind("WRN ", 0) == 0 ||
-                            line.rfind("error ", 0) == 0 || line.rfind("frame 0", 0) == 0 ||
-                            line.rfind("frame 1", 0) == 0;
-        if (counts) result.push_back(line);
+        for (const char* start : {"ERR ", "WRN ", "error ", "frame 0", "frame 1"}) {
+            if (line.rfind(start, 0) == 0) result.push_back(line);
+        }
     }
     return result;
 }
@@ -54,22 +45,33 @@ Bytes centred(const Bytes& source, unsigned width, unsigned height, unsigned new
     return picture;
 }
 
-TEST(Scaling, WithoutAPluginThePictureIsCentredInWhite) {
-    Screen screen("unscaled");
-    Rect half = Rect{}.sized(100, 60).at(50, 50);
-    half.data = pattern(std::size_t{100} * 60 * 4);
-    EXPECT_EQ(
-        screen.showOne(half),
-        (Lines{plain} + banner("position ( 10,  20) size (100,  60)", "( 50,  50)") +
-         Lines{"VRF scaled sizes .....: position ( 20,  40) size (200, 120)"} +
-         madeBuffer(std::size_t{200} * 120 * 4) + Lines{"frame 0 20,40 200x120 #96000", rule}));
-    EXPECT_EQ(screen.host.pixels(), centred(half.data, 100, 60, 200, 120, 4));
+TEST(Scaling, EnlargesWithThePluginOrCentresInWhite) {
+    for (const bool hasPlugin : {false, true}) {
+        Screen screen(hasPlugin ? "good" : "unscaled");
+        Rect half = Rect{}.sized(100, 60).at(50, 50);
+        half.data = hasPlugin ? Bytes(24000, 0x11) : pattern(24000);
+        EXPECT_EQ(screen.showOne(half),
+                  (Lines{plain, rule, "VRF I M A G E   S C A L I N G", rule,
+                         "VRF rectangle sent ...: position ( 10,  20) size (100,  60)",
+                         "VRF factors ..........:                          ( 50,  50)",
+                         "VRF scaled sizes .....: position ( 20,  40) size (200, 120)"} +
+                   madeBuffer(96000) + Lines{"frame 0 20,40 200x120 #96000", rule}));
+        EXPECT_EQ(screen.host.pixels(),
+                  hasPlugin ? Bytes(96000, 0x11) : centred(half.data, 100, 60, 200, 120, 4));
+        half.data[0] = unscalable;
+        if (!hasPlugin) continue;
+        screen.show({half, Rect{}});
+        EXPECT_EQ(screen.host.linesWith("WRN"), Lines{failed});
+        EXPECT_TRUE(screen.host.has(next));
+        EXPECT_EQ(screen.host.count(rule), 3U);
+    }
 }
 
 TEST(Scaling, BothWaysHandOnTheEnlargedRectangle) {
     struct Case {
         Rect rectangle;
-        Lines expected;
+        std::string sizes;  // as they were cut, where the rectangle can be enlarged
+        std::string outcome;
     };
     const auto rect = [](unsigned x, unsigned width, unsigned height, std::size_t size) {
         Rect r = Rect{}.sized(width, height);
@@ -81,185 +83,129 @@ TEST(Scaling, BothWaysHandOnTheEnlargedRectangle) {
     ownBytes.bytesPerPixel = 2;
     Rect configuredBytes = rect(10, 4, 2, 32).at(50, 50);
     configuredBytes.bytesPerPixel = 0;
+    const Rect small = rect(10, 4, 2, 32);
+    const std::string twice = "( 20,  40) size (  8,   4)";
     const std::vector<Case> cases{
-        {rect(7, 4, 2, 32).at(33, 100), {"frame 0 21,20 12x2 #96"}},
-        {rect(7, 4, 2, 32).at(100, 33), {"frame 0 7,60 4x6 #96"}},
-        {ownBytes, {"frame 0 20,40 8x4 #64"}},
-        {configuredBytes, {"frame 0 20,40 8x4 #128"}},
+        {rect(7, 4, 2, 32).at(33, 100), "( 21,  20) size ( 12,   2)", "frame 0 21,20 12x2 #96"},
+        {rect(7, 4, 2, 32).at(100, 33), "(  7,  60) size (  4,   6)", "frame 0 7,60 4x6 #96"},
+        {ownBytes, twice, "frame 0 20,40 8x4 #64"},
+        {configuredBytes, twice, "frame 0 20,40 8x4 #128"},
         // Sizes and positions keep 16 bits; the first still holds its picture.
-        {rect(60000, 700, 1, 2800).at(1, 100), {"frame 0 36224,20 4464x1 #17856"}},
-        {rect(10, 60000, 1, 240000).at(91, 100), {failed}},
+        {rect(60000, 700, 1, 2800).at(1, 100), "(36224,  20) size (4464,   1)",
+         "frame 0 36224,20 4464x1 #17856"},
+        {rect(10, 60000, 1, 240000).at(91, 100), "( 10,  20) size (398,   1)", failed},
         // Bytes that are not there are not read.
-        {rect(10, 4, 2, 31).at(50, 50), {failed}},
-        {rect(10, 4, 2, 0).at(50, 50), {failed}},
-        {rect(10, 65535, 1, 16).at(100, 50), {failed}},
-        {rect(10, 0, 2, 32).at(50, 50), {failed}},
-        {rect(10, 4, 0, 32).at(50, 50), {failed}},
-        {rect(10, 0, 0, 0).at(1, 1), {failed}},
-        {rect(10, 4, 2, 32).at(101, 100), {noShrinking}},
-        {rect(10, 4, 2, 32).at(100, 101), {noShrinking}},
-        {rect(10, 4, 2, 32).at(255, 1), {noShrinking}},
-        {rect(10, 4, 2, 32).at(0, 50), {noShrinking}},
-        {rect(10, 4, 2, 32).at(100, 0), {noShrinking}},
-        {rect(10, 4, 2, 32).at(0, 255), {noShrinking}},
+        {rect(10, 4, 2, 31).at(50, 50), twice, failed},
+        {rect(10, 4, 2, 0).at(50, 50), twice, failed},
+        {rect(10, 65535, 1, 16).at(100, 50), "( 10,  40) size (65535,   2)", failed},
+        {rect(10, 0, 2, 32).at(50, 50), "( 20,  40) size (  0,   4)", failed},
+        {rect(10, 4, 0, 32).at(50, 50), "( 20,  40) size (  8,   0)", failed},
+        {rect(10, 0, 0, 0).at(1, 1), "(1000, 2000) size (  0,   0)", failed},
+        {small.at(101, 100), "", noShrinking},
+        {small.at(100, 101), "", noShrinking},
+        {small.at(0, 50), "", noShrinking},
+        {small.at(100, 0), "", noShrinking},
     };
     for (const char* folder : {"unscaled", "good"}) {
         Screen screen(folder);
         for (const Case& c : cases) {
-            const Rect& r = c.rectangle;
-            SCOPED_TRACE(std::string(folder) + " " + std::to_string(r.width) + "x" +
-                         std::to_string(r.height) + " at " + std::to_string(r.horizontal) + "/" +
-                         std::to_string(r.vertical) + " #" + std::to_string(r.data.size()));
+            SCOPED_TRACE(folder + textOf(Screen::announced(0, c.rectangle)));
             // A dropped rectangle lets the next one through, a refused one ends the update.
-            const Lines lines = screen.show({r, Rect{}});
-            const bool ends = c.expected == Lines{noShrinking};
-            const Lines rest = ends ? Lines{} : Lines{"frame 1 10,20 4x2 #32"};
-            EXPECT_EQ(outcome(lines), c.expected + rest);
-            EXPECT_EQ(std::count(lines.begin(), lines.end(), rule), ends ? 2 : 3);
+            const Lines lines = screen.show({c.rectangle, Rect{}});
+            const bool ends = c.sizes.empty();
+            EXPECT_EQ(outcome(lines), ends ? Lines{c.outcome} : (Lines{c.outcome, next}));
+            EXPECT_EQ(screen.host.linesWith("VRF scaled"),
+                      ends ? Lines{} : Lines{"VRF scaled sizes .....: position " + c.sizes});
+            EXPECT_EQ(screen.host.count(rule), ends ? 2U : 3U);
             EXPECT_EQ(lines.back(), "frame end");
         }
     }
 }
 
-TEST(Scaling, ThePluginDrawsTheWholePicture) {
-    Screen screen;
-    Rect half = Rect{}.at(50, 50);
-    EXPECT_EQ(screen.showOne(half),
-              (Lines{plain} + banner("position ( 10,  20) size (  4,   2)", "( 50,  50)") +
-               Lines{"VRF scaled sizes .....: position ( 20,  40) size (  8,   4)"} +
-               madeBuffer(128) + Lines{"frame 0 20,40 8x4 #128", rule}));
-    EXPECT_EQ(screen.host.pixels(), Bytes(128, 0x11));
-    half.data[0] = unscalable;
-    EXPECT_EQ(outcome(screen.show({half, Rect{}})), (Lines{failed, "frame 1 10,20 4x2 #32"}));
-    EXPECT_EQ(screen.host.count(rule), 3U);
-}
-
-TEST(Scaling, TracesTheSizesAsTheyWereCut) {
-    Screen screen("unscaled");
-    const Lines lines = screen.showOne(Rect{}.sized(60000, 1).at(91, 100));
-    ASSERT_GT(lines.size(), 6U);
-    EXPECT_EQ(lines[6], "VRF scaled sizes .....: position ( 10,  20) size (398,   1)");
-    EXPECT_EQ(outcome(lines), Lines{failed});
-}
-
 TEST(Scaling, FollowsDecompression) {
     Screen screen("unscaled");
     const Rect half = compressed(eFRAMECOMPRESSION_ZLIB).at(50, 50);
-    EXPECT_EQ(outcome(screen.show({half})), Lines{"frame 0 20,40 8x4 #128"});
+    screen.show({half});
+    EXPECT_TRUE(screen.host.has("frame 0 20,40 8x4 #128"));
     EXPECT_EQ(screen.host.pixels(), centred(Bytes(32, 0x55), 4, 2, 8, 4, 4));
     // The decoded picture has the configured bytes per pixel: too few for what the rectangle says.
-    quarlo_SetPixelFormat(screen.host.handle(), ePIXELFORMAT_RGB565, 2,
-                          ePIXELENDIANESS_LittleEndian);
-    EXPECT_EQ(outcome(screen.show({half})), Lines{failed});
+    quarlo_SetPixelFormat(screen.handle(), ePIXELFORMAT_RGB565, 2, ePIXELENDIANESS_LittleEndian);
+    screen.show({half});
+    EXPECT_TRUE(screen.host.has(failed));
 }
 
-TEST(Scaling, WithoutACallbackNothingIsHandedOn) {
-    Screen screen("unscaled");
-    quarlo_SetFrameUpdateCallback(screen.host.handle(), nullptr);
-    const Lines lines = screen.showOne(Rect{}.at(50, 50));
-    EXPECT_TRUE(outcome(lines).empty());
-    EXPECT_EQ(lines.back(), rule);
-}
+/* ---- buffers and limits ---- */
 
-/* ---- buffers and limits
- * -------------------------------------------------------------------------- */
-
-const std::string noBuffer = "ERR     frame buffer allocation failed.";
-const Lines memoryReport{noBuffer, "ERR error callback with code 'MEM_ALLOC'", "error MEM_ALLOC"};
+const Lines memoryReport = outOfMemoryLines("    frame buffer allocation failed.");
 const Lines noPicture =
     memoryReport + Lines{"ERR compressed frame: cannot allocate output data buffer"};
 const Lines noScaled = memoryReport + Lines{"ERR scale buffer allocation failure"};
+const Rect zlib = compressed(eFRAMECOMPRESSION_ZLIB);
 
 TEST(PictureBuffers, AreReusedInTheSteadyState) {
     Screen screen("unscaled");
-    const std::vector<Rect> rectangles{compressed(eFRAMECOMPRESSION_ZLIB).at(50, 50), Rect{},
-                                       compressed(eFRAMECOMPRESSION_JPEG),
-                                       compressed(eFRAMECOMPRESSION_JPEG).at(50, 50)};
+    const Rect jpeg = compressed(eFRAMECOMPRESSION_JPEG);
+    const std::vector<Rect> rectangles{zlib.at(50, 50), Rect{}, jpeg, jpeg.at(50, 50)};
     screen.show(rectangles);
-    const unsigned long before = allocations();
-    for (int i = 0; i < 5; ++i) screen.show(rectangles);
-    EXPECT_EQ(allocations(), before);
+    allocations::restart();
+    screen.show(rectangles);
+    screen.show(rectangles);
     EXPECT_EQ(screen.host.count("frame 3 20,40 8x4 #128"), 1U);
     // A smaller picture needs no new block either.
-    screen.show({compressed(eFRAMECOMPRESSION_JPEG).sized(2, 1)});
-    screen.show({compressed(eFRAMECOMPRESSION_JPEG)});
-    EXPECT_EQ(allocations(), before);
-    screen.show({compressed(eFRAMECOMPRESSION_JPEG).sized(5, 2)});
-    EXPECT_EQ(allocations(), before + 1);
+    screen.show({jpeg.sized(2, 1)});
+    screen.show({jpeg});
+    EXPECT_EQ(allocations::made(), 0);
+    screen.show({jpeg.sized(5, 2)});
+    EXPECT_EQ(allocations::made(), 1);
 }
 
 TEST(PictureBuffers, PicturesBeyondTheLimitCountAsFailedAllocations) {
     struct Case {
+        UInt32 frameWidth, frameHeight;
         Rect rectangle;
         Lines expected;
     };
-    const Rect zlib = compressed(eFRAMECOMPRESSION_ZLIB);
+    const Lines larger{"frame 0 10,20 4097x4096 #67125248"};
     const std::vector<Case> cases{
-        {zlib.sized(65535, 65535), noPicture},
-        {zlib.sized(65535, 16385), noPicture},  // 196604 in 32 bits
-        {zlib.sized(32768, 32768), noPicture},  // 0 in 32 bits
-        {zlib.sized(32769, 32768), noPicture},
-        {zlib.sized(4097, 4096), noPicture},
-        {Rect{}.sized(65535, 65535).at(100, 50), noScaled},
-        {Rect{}.sized(16384, 16384).at(25, 25), {failed}},  // 65536 keeps nothing
-        {Rect{}.sized(16384, 16384).at(50, 50), noScaled},  // 0 in 32 bits
-        {Rect{}.sized(2048, 2049).at(50, 50), noScaled},
+        {800, 480, zlib.sized(65535, 65535), noPicture},
+        {800, 480, zlib.sized(65535, 16385), noPicture},  // 196604 in 32 bits
+        {800, 480, zlib.sized(32768, 32768), noPicture},  // 0 in 32 bits
+        {800, 480, zlib.sized(4097, 4096), noPicture},
+        {800, 480, zlib.sized(4096, 4096), {"frame 0 10,20 4096x4096 #67108864"}},
+        {800, 480, Rect{}.sized(65535, 32767).at(100, 50), noScaled},
+        {800, 480, Rect{}.sized(16384, 16384).at(50, 50), noScaled},  // 0 in 32 bits
+        {800, 480, Rect{}.sized(2048, 2049).at(50, 50), noScaled},
+        // The limit grows with the frame,
+        {4097, 1024, zlib.sized(4097, 4097), noPicture},
+        {4097, 1024, zlib.sized(4097, 4096), larger},
+        // up to what a length can say; the size of this one wraps to 0 in 64 bits.
+        {0x80000000, 0x80000000, zlib.sized(65535, 16385), noPicture},
+        {0x80000000, 0x80000000, zlib.sized(4097, 4096), larger},
     };
     Screen screen("unscaled");
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::to_string(c.rectangle.width) + "x" + std::to_string(c.rectangle.height));
-        EXPECT_EQ(outcome(screen.show({c.rectangle})), c.expected);
-    }
-    // Refused like an allocation that fails: the buffer is gone, the lines before are the same.
-    const Lines gone{"INF (Re-)Allocate Frame Buffer", "VER     remove old buffer"};
     const quarlo_CoreInstance& record = *screen.host.record();
-    screen.show({zlib.at(50, 50)});
-    EXPECT_EQ(screen.showOne(zlib.sized(4097, 4096)),
-              Lines{"VRF perform decompression"} + gone + noPicture);
-    EXPECT_EQ(record.decompressionBuffer, nullptr);
-    EXPECT_EQ(record.decompressionBufferSize, 0U);
-    const Lines unscaled = screen.showOne(Rect{}.sized(2048, 2049).at(50, 50));
-    ASSERT_GT(unscaled.size(), 7U);
-    EXPECT_EQ(Lines(unscaled.begin() + 7, unscaled.end()), gone + noScaled);
-    EXPECT_EQ(record.scaleBuffer, nullptr);
-    EXPECT_EQ(record.scaleBufferSize, 0U);
-    // Exactly the limit.
-    EXPECT_EQ(outcome(screen.show({zlib.sized(4096, 4096)})),
-              Lines{"frame 0 10,20 4096x4096 #67108864"});
-}
-
-TEST(PictureBuffers, TheLimitGrowsWithTheConfiguredFrame) {
-    Screen screen("unscaled");
-    quarlo_SetFrameSize(screen.host.handle(), 4097, 1024, 1, 1);
-    const Rect zlib = compressed(eFRAMECOMPRESSION_ZLIB);
-    EXPECT_EQ(outcome(screen.show({zlib.sized(4097, 4097)})), noPicture);
-    EXPECT_EQ(outcome(screen.show({zlib.sized(4097, 4096)})),
-              Lines{"frame 0 10,20 4097x4096 #67125248"});
-}
-
-TEST(PictureBuffers, TheLimitOfAnAbsurdFrameIsWhatTheLengthCanSay) {
-    // Its size wraps to 0 in 64 bits.
-    Screen screen("unscaled");
-    quarlo_SetFrameSize(screen.host.handle(), 0x80000000, 0x80000000, 1, 1);
-    const Rect zlib = compressed(eFRAMECOMPRESSION_ZLIB);
-    EXPECT_EQ(outcome(screen.show({zlib.sized(65535, 16385)})), noPicture);
-    EXPECT_EQ(outcome(screen.show({zlib.sized(4097, 4096)})),
-              Lines{"frame 0 10,20 4097x4096 #67125248"});
+    for (const Case& c : cases) {
+        SCOPED_TRACE(textOf(Screen::announced(0, c.rectangle)));
+        quarlo_SetFrameSize(screen.handle(), c.frameWidth, c.frameHeight, 1, 1);
+        screen.show({zlib.at(50, 50)});
+        EXPECT_EQ(outcome(screen.show({c.rectangle})), c.expected);
+        // Refused like an allocation that fails: the former buffer is gone.
+        EXPECT_EQ(screen.host.count("VER     remove old buffer"), 1U);
+        EXPECT_EQ(record.decompressionBufferSize == 0, c.expected == noPicture);
+        EXPECT_EQ(record.scaleBufferSize == 0, c.expected == noScaled);
+    }
 }
 
 TEST(PictureBuffers, FailedAllocationsEndTheUpdate) {
     Screen screen("unscaled");
-    const Rect zlib = compressed(eFRAMECOMPRESSION_ZLIB).sized(1000, 100);
-    Rect half = Rect{}.sized(500, 100).at(50, 100);
-    half.data = Bytes(std::size_t{500} * 100 * 4);
-    refuseAllocationsFrom(400000);
+    const Rect half = Rect{}.at(50, 50);
+    allocations::restart(1);
     EXPECT_EQ(outcome(screen.show({zlib, Rect{}})), noPicture);
-    EXPECT_EQ(screen.host.record()->decompressionBufferSize, 0U);
+    allocations::restart(1);
     EXPECT_EQ(outcome(screen.show({half, Rect{}})), noScaled);
-    EXPECT_EQ(screen.host.record()->scaleBufferSize, 0U);
-    refuseAllocationsFrom(0);
+    allocations::restart();
     EXPECT_EQ(outcome(screen.show({zlib, half})),
-              (Lines{"frame 0 10,20 1000x100 #400000", "frame 1 20,20 1000x100 #400000"}));
+              (Lines{"frame 0 10,20 4x2 #32", "frame 1 20,40 8x4 #128"}));
 }
 
 TEST(AllocateFrameBuffer, KeepsABlockThatIsLargeEnough) {
@@ -268,6 +214,7 @@ TEST(AllocateFrameBuffer, KeepsABlockThatIsLargeEnough) {
     UInt8* buffer = nullptr;
     std::size_t size = 0;
     const auto request = [&](std::size_t amount) {
+        host.forgetLines();
         return _quarlo_AllocateFrameBuffer(host.record(), &buffer, &size, amount);
     };
     ASSERT_EQ(request(1000), eRETURN_OKAY);
@@ -277,55 +224,51 @@ TEST(AllocateFrameBuffer, KeepsABlockThatIsLargeEnough) {
     EXPECT_EQ(buffer, first);
     EXPECT_EQ(size, 600U);
     // The recorded size follows the request, so this one is made anew.
-    host.forgetLines();
-    const unsigned long before = allocations();
+    const Lines anew{"INF (Re-)Allocate Frame Buffer", "VER     remove old buffer"};
     EXPECT_EQ(request(800), eRETURN_OKAY);
-    EXPECT_EQ(allocations(), before + 1);
     EXPECT_EQ(size, 800U);
-    ASSERT_EQ(host.lines().size(), 3U);
-    EXPECT_EQ(host.lines()[0], "INF (Re-)Allocate Frame Buffer");
-    EXPECT_EQ(host.lines()[1], "VER     remove old buffer");
-
-    host.forgetLines();
-    refuseAllocationsFrom(801);
+    EXPECT_EQ(host.lines().size(), 3U);
+    allocations::restart(1);
     EXPECT_EQ(request(801), eRETURN_MEM_ALLOC);
-    refuseAllocationsFrom(0);
+    allocations::restart();
     EXPECT_EQ(buffer, nullptr);
     EXPECT_EQ(size, 0U);
-    EXPECT_EQ(host.lines(), (Lines{"INF (Re-)Allocate Frame Buffer", "VER     remove old buffer"} +
-                             memoryReport));
-    host.forgetLines();
+    EXPECT_EQ(host.lines(), anew + memoryReport);
     EXPECT_EQ(_quarlo_AllocateFrameBuffer(nullptr, &buffer, &size, 1), eRETURN_NULL_HANDLE);
     EXPECT_EQ(_quarlo_AllocateFrameBuffer(host.record(), nullptr, &size, 1), eRETURN_NULL_PARAM);
     EXPECT_EQ(_quarlo_AllocateFrameBuffer(host.record(), &buffer, nullptr, 1), eRETURN_NULL_PARAM);
-    EXPECT_TRUE(host.lines().empty());
+}
+
+scaleParameter picture(Bytes& source, unsigned width, unsigned height, Bytes& destination,
+                       unsigned newWidth, unsigned newHeight, unsigned bytesPerPixel) {
+    return {static_cast<UInt16>(width),
+            static_cast<UInt16>(height),
+            static_cast<UInt32>(source.size()),
+            source.data(),
+            static_cast<UInt16>(newWidth),
+            static_cast<UInt16>(newHeight),
+            static_cast<UInt32>(destination.size()),
+            destination.data(),
+            ePIXELFORMAT_RGB888,
+            ePIXELENDIANESS_BigEndian,
+            static_cast<UInt8>(bytesPerPixel)};
 }
 
 TEST(ScaleImage, CentresInWhite) {
     struct Case {
-        UInt16 width, height, newWidth, newHeight;
-        UInt8 bytesPerPixel;
+        unsigned width, height, newWidth, newHeight, bytesPerPixel;
     };
     for (const Case& c : {Case{2, 2, 4, 4, 1}, Case{2, 2, 5, 3, 3}, Case{3, 1, 3, 1, 4},
                           Case{1, 4, 6, 4, 2}, Case{2, 2, 4, 4, 0}}) {
         SCOPED_TRACE(c.newWidth);
         Bytes source = pattern(std::size_t{c.width} * c.height * c.bytesPerPixel + 1);
-        Bytes expected =
-            centred(source, c.width, c.height, c.newWidth, c.newHeight, c.bytesPerPixel);
         // What lies behind the picture, but inside the buffer, turns white too.
-        expected.push_back(0xFF);
+        const Bytes expected =
+            centred(source, c.width, c.height, c.newWidth, c.newHeight, c.bytesPerPixel) +
+            Bytes{0xFF};
         Bytes destination(expected.size(), 0);
-        scaleParameter parameter{c.width,
-                                 c.height,
-                                 static_cast<UInt32>(source.size()),
-                                 source.data(),
-                                 c.newWidth,
-                                 c.newHeight,
-                                 static_cast<UInt32>(destination.size()),
-                                 destination.data(),
-                                 ePIXELFORMAT_RGB888,
-                                 ePIXELENDIANESS_BigEndian,
-                                 c.bytesPerPixel};
+        scaleParameter parameter = picture(source, c.width, c.height, destination, c.newWidth,
+                                           c.newHeight, c.bytesPerPixel);
         Int32 detailCode = 77;
         EXPECT_EQ(_quarlo_ScaleImage(&parameter, &detailCode), eSCALEERROR_NONE);
         EXPECT_EQ(detailCode, 0);
@@ -336,29 +279,20 @@ TEST(ScaleImage, CentresInWhite) {
 TEST(ScaleImage, RefusesWhatDoesNotFit) {
     Bytes source(4, 1);
     Bytes destination(16, 2);
-    const scaleParameter good{2,
-                              2,
-                              4,
-                              source.data(),
-                              4,
-                              4,
-                              16,
-                              destination.data(),
-                              ePIXELFORMAT_RGB888,
-                              ePIXELENDIANESS_BigEndian,
-                              1};
+    const scaleParameter good = picture(source, 2, 2, destination, 4, 4, 1);
     struct Case {
         const char* name;
-        std::function<void(scaleParameter&)> spoil;
+        void (*spoil)(scaleParameter&);
         Int32 result;
     };
     const std::vector<Case> cases{
-        {"source length 0", [](auto& p) { p.sourceBufferLength = 0; }, 4},
+        {"source length 0", [](auto& p) { p.sourceBufferLength = 0, p.sourceBuffer = nullptr; }, 4},
         {"source height 0", [](auto& p) { p.sourceHeight = 0; }, 4},
         {"source width 0", [](auto& p) { p.sourceWidth = 0; }, 4},
-        {"length 0", [](auto& p) { p.destinationBufferLength = 0; }, 4},
-        {"height 0", [](auto& p) { p.destinationHeight = 0; }, 4},
-        {"width 0", [](auto& p) { p.destinationWidth = 0; }, 4},
+        {"length 0", [](auto& p) { p.destinationBufferLength = 0, p.destinationBuffer = nullptr; },
+         4},
+        {"height 0", [](auto& p) { p.destinationHeight = 0, p.sourceBuffer = nullptr; }, 4},
+        {"width 0", [](auto& p) { p.destinationWidth = 0, p.sourceBuffer = nullptr; }, 4},
         {"no source", [](auto& p) { p.sourceBuffer = nullptr; }, 2},
         {"no destination", [](auto& p) { p.destinationBuffer = nullptr; }, 2},
         {"wider", [](auto& p) { p.sourceWidth = 5, p.sourceHeight = 1; }, 4},
@@ -378,12 +312,11 @@ TEST(ScaleImage, RefusesWhatDoesNotFit) {
         scaleParameter spoilt = good;
         c.spoil(spoilt);
         EXPECT_EQ(_quarlo_ScaleImage(&spoilt, &detailCode), c.result);
-        EXPECT_EQ(destination, Bytes(16, 2));
     }
     scaleParameter parameter = good;
     EXPECT_EQ(_quarlo_ScaleImage(nullptr, &detailCode), eSCALEERROR_NULL_PARAM);
     EXPECT_EQ(_quarlo_ScaleImage(&parameter, nullptr), eSCALEERROR_NULL_PARAM);
-    EXPECT_EQ(detailCode, 77);
+    EXPECT_EQ(destination, Bytes(16, 2));
 }
 
 }  // namespace

@@ -2,22 +2,13 @@
 #ifndef QUARLO_TESTS_FRAMES_H
 #define QUARLO_TESTS_FRAMES_H
 
-#include <gtest/gtest.h>
-
 #include <cstring>
 
-#include "Host.h"
+#include "Calls.h"
 #include "Plugins.h"
 #include "Stubs.h"
 
 namespace quarlo::test {
-
-using Lines = std::vector<std::string>;
-
-inline Lines operator+(Lines a, const Lines& b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
 
 struct Rect {
     unsigned x = 10;
@@ -57,31 +48,23 @@ inline Bytes update(const std::vector<Rect>& rectangles) {
     return packet(26, payload);
 }
 
-inline Bytes order(const StubOrder& content) {
-    Bytes bytes(sizeof content);
-    std::memcpy(bytes.data(), &content, sizeof content);
-    return bytes;
-}
-
 /** A rectangle that a stub decompresses. */
-inline Rect compressed(unsigned compression, const StubOrder& content = {0, 0, 0x55, 0}) {
+inline Rect compressed(unsigned compression, const StubOrder& order = {0, 0, 0x55, 0}) {
     Rect rectangle;
     rectangle.compression = compression;
-    rectangle.data = order(content);
+    rectangle.data.resize(sizeof order);
+    std::memcpy(rectangle.data.data(), &order, sizeof order);
     return rectangle;
 }
 
 /** A host in RUN with the stubs of a folder. */
-class Screen {
+class Screen : public Found, public Session {
   public:
-    explicit Screen(const std::string& folder = "good") : found(folder) { host.run(); }
+    explicit Screen(const std::string& folder = "good") : Found(folder) {}
 
     /** Everything that the host sees of an update; addresses are left out. */
     Lines show(const std::vector<Rect>& rectangles) {
-        host.forgetLines();
-        host.feed(update(rectangles));
-        host.settle();
-        Lines lines = host.lines();
+        Lines lines = hear(update(rectangles));
         for (std::string& line : lines) {
             const std::size_t at = line.find("= 0x");
             if (at != std::string::npos) line.replace(at + 2, 10, "address");
@@ -113,9 +96,6 @@ class Screen {
                     ") with size (" + text(r.width) + ", " + text(r.height) + ")\n",
                 "VRF     data size is " + text(r.data.size()) + "\n"};
     }
-
-    const Found found;
-    Host host;
 };
 
 /** The lines of a picture buffer that is made or made anew. */

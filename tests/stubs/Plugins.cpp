@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <mutex>
 
 #include "QUARLO-Core.h"
@@ -14,8 +13,6 @@ std::mutex guard;
 std::string folderOfStubs;
 std::vector<std::string> names;
 int open = 0;
-std::atomic<unsigned long> allocationCount;
-std::atomic<std::size_t> refusedFrom;
 
 }  // namespace
 
@@ -23,10 +20,8 @@ extern "C" {
 
 void* __real_quarlo_dlopen(const char* fileName, int mode);
 int __real_quarlo_dlclose(void* handle);
-void* __real_quarlo_malloc(size_t amount);
 void* __wrap_quarlo_dlopen(const char* fileName, int mode);
 int __wrap_quarlo_dlclose(void* handle);
-void* __wrap_quarlo_malloc(size_t amount);
 
 void* __wrap_quarlo_dlopen(const char* fileName, int mode) {
     const std::lock_guard lock(guard);
@@ -41,14 +36,6 @@ int __wrap_quarlo_dlclose(void* handle) {
     const std::lock_guard lock(guard);
     --open;
     return __real_quarlo_dlclose(handle);
-}
-
-void* __wrap_quarlo_malloc(size_t amount) {
-    ++allocationCount;
-    const std::size_t limit = refusedFrom;
-    // As on platforms whose allocator has no empty blocks.
-    if (amount == 0) return nullptr;
-    return limit != 0 && amount >= limit ? nullptr : __real_quarlo_malloc(amount);
 }
 
 }  // extern "C"
@@ -81,14 +68,6 @@ Found::~Found() {
     EXPECT_EQ(openLibraries(), 0);
     EXPECT_EQ(isScalingLibAvailable, eFLAG_FALSE);
     findPluginsIn("");
-}
-
-unsigned long allocations() {
-    return allocationCount;
-}
-
-void refuseAllocationsFrom(std::size_t size) {
-    refusedFrom = size;
 }
 
 }  // namespace quarlo::test

@@ -1,12 +1,14 @@
 /*
- * Which plug-ins a test program finds, and its memory. The program takes over the opening of
- * libraries (quarlo_test_plugins in CMake) and so sees every name that the library asks for.
+ * Which plug-ins a test program finds. The program takes over the opening of libraries
+ * (quarlo_test_plugins in CMake) and so sees every name that the library asks for.
  */
 #ifndef QUARLO_TESTS_PLUGINS_H
 #define QUARLO_TESTS_PLUGINS_H
 
 #include <string>
 #include <vector>
+
+#include "Allocations.h"
 
 namespace quarlo::test {
 
@@ -25,10 +27,10 @@ class Found {
     Found& operator=(const Found&) = delete;
 };
 
-/** Allocations of the library so far. */
-unsigned long allocations();
 /** All allocations of at least so many bytes fail; 0 ends this. */
-void refuseAllocationsFrom(std::size_t size);
+inline void refuseAllocationsFrom(std::size_t size) {
+    allocations::refuseFrom(size);
+}
 
 }  // namespace quarlo::test
 

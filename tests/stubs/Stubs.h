@@ -26,6 +26,7 @@ struct StubReport {
     UInt32 compressedDataLength;
     UInt32 compressedSum;
     UInt32 frameDataLength;
+    bool operator==(const StubReport&) const = default;
 };
 
 /** A source picture that begins with this byte makes the stub scaler fail. */

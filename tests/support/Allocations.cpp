@@ -17,6 +17,7 @@ std::atomic<long> liveBlocks{0};
 std::atomic<long> requests{0};
 std::atomic<long> refusedRequest{0};
 std::atomic<bool> refusesOnwards{false};
+std::atomic<std::size_t> refusedSize{0};
 std::atomic<std::size_t> largestRequest{0};
 }  // namespace
 
@@ -27,6 +28,7 @@ void* __wrap_quarlo_malloc(std::size_t amount) {
     }
     const long refused = refusedRequest;
     if (number == refused || (refusesOnwards && number > refused)) return nullptr;
+    if (refusedSize != 0 && amount >= refusedSize) return nullptr;
     // As on platforms whose allocator has no empty blocks.
     if (amount == 0) return nullptr;
     void* block = __real_quarlo_malloc(amount);
@@ -55,6 +57,10 @@ void restart(long refused, bool onwards) {
     requests = 0;
     largestRequest = 0;
     refusedRequest = refused;
+}
+
+void refuseFrom(std::size_t size) {
+    refusedSize = size;
 }
 
 }  // namespace quarlo::test::allocations

@@ -22,6 +22,8 @@ std::size_t largest();
 
 /** Restarts counting and refuses the n-th request, onwards also all after it; none for 0. */
 void restart(long refused = 0, bool onwards = false);
+/** Refuses all requests of at least so many bytes; 0 ends this. */
+void refuseFrom(std::size_t size);
 
 /**
  * Runs action once to count its requests, then once for each with that one refused. The action gets

@@ -18,6 +18,13 @@ inline Lines operator+(Lines a, const Lines& b) {
     return a;
 }
 
+/** Lines of a long scenario: what differs is found among them. */
+inline std::string textOf(const Lines& lines) {
+    std::string text;
+    for (const std::string& line : lines) text += line + '\n';
+    return text;
+}
+
 /** A failed allocation's lines: the text, and the report that follows it. */
 inline Lines outOfMemoryLines(const std::string& text) {
     return {"ERR " + text, "ERR error callback with code 'MEM_ALLOC'", "error MEM_ALLOC"};
