@@ -12,22 +12,20 @@ class FrameHost : public Host {
         note("sent " + hex({buffer, buffer + size}));
     }
     void gives(eReturnCode result) { note("result " + std::to_string(result)); }
+    /** Output, sizes of frames and of icons. */
     void tellConfiguration() {
         const coreConfiguration& config = record()->config;
+        const qrFrameProperties& frame = config.frameProperties;
+        const qrFrameProperties& icon = record()->iconConfig.IconProperties;
         std::string text = "configuration";
         for (const UInt32 value :
              {UInt32{config.rawFrameOutput}, config.hostWidth, config.hostHeight,
-              config.hostPhysicalWidth, config.hostPhysicalHeight}) {
+              config.hostPhysicalWidth, config.hostPhysicalHeight, UInt32{frame.Format},
+              UInt32{frame.Endianess}, frame.Compression, UInt32{frame.BytesPerPixel},
+              UInt32{icon.Format}, UInt32{icon.Endianess}, UInt32{icon.BytesPerPixel}}) {
             text += " " + std::to_string(value);
         }
-        note(text + ", pixels" + described(config.frameProperties) + ", icons" +
-             described(record()->iconConfig.IconProperties));
-    }
-
-  private:
-    static std::string described(const qrFrameProperties& p) {
-        return " " + std::to_string(p.Format) + " " + std::to_string(p.Endianess) + " " +
-               std::to_string(p.Compression) + " " + std::to_string(p.BytesPerPixel);
+        note(text);
     }
 };
 
@@ -39,18 +37,15 @@ void callEverything(FrameHost& host) {
     quarlo_SetFrameUpdateCallback(h, nullptr);
     quarlo_SetFrameUpdateRawCallback(h, nullptr);
     quarlo_SetFrameUpdateEndCallback(h, nullptr);
-    host.tellConfiguration();
     host.gives(quarlo_SetPixelFormatEx(h, eGRAPHICTYPE_Icon, ePIXELFORMAT_RGBA8888, 3, big));
     host.gives(quarlo_SetPixelFormatEx(h, eGRAPHICTYPE_Unknown, rgb565, 2, big));
     quarlo_SetPixelFormat(h, rgb565, 0x102, big);
     quarlo_SetFrameSize(h, 0x10001, 0x20002, 0x30003, 0x40004);
-    quarlo_OverrideCompressionFormat(h, eFRAMECOMPRESSION_ZLIB);
     quarlo_SetFrameOutputType(h, 1);
     host.tellConfiguration();
     host.gives(quarlo_SetPixelFormatEx(h, eGRAPHICTYPE_Frame, static_cast<PixelFormat>(77), 0,
                                        static_cast<PixelEndianess>(200)));
-    quarlo_SetFrameSize(h, 800, 480, 150, 90);
-    quarlo_SetCompressionFormat(h, 3);
+    quarlo_SetCompressionFormat(h, eFRAMECOMPRESSION_ZLIB);
     quarlo_SetFrameOutputType(h, 2);
     host.tellConfiguration();
     quarlo_FramebufferUpdateRequest(h, 1, 2, 65535, 4, 0);
@@ -65,7 +60,6 @@ const Lines everything{
     "INF Set Frame Update Callback",
     "INF Set Frame Update Raw Callback",
     "INF Set Frame Update End Callback",
-    "configuration 0 1280 1024 134 108, pixels 3 2 0 4, icons 3 2 0 0",
     "INF quarlo_SetPixelFormatEx",
     "R:WRN quarlo_SetPixelFormatEx - icon settings not allowed during RUN state.",
     "R:result -10",
@@ -81,30 +75,22 @@ const Lines everything{
     "VER     width = 65537 (196611mm), height  = 131074 (262148mm)",
     "R:IFF Send Buffer",
     "R:sent 1B 00 00 00 00 08 00 00 00 01 00 02 00 03 00 04 00",
-    "INF Override Compression Format",
-    "VER     compression format = 2 (ZLIB)",
-    "R:IFF Send Buffer",
-    "R:sent 17 00 00 00 00 04 00 00 00 02 00 00 00",
     "INF Set Frame Output Type to RAW",
-    "R:configuration 1 65537 131074 196611 262148, pixels 2 1 2 2, icons 3 2 0 0",
-    "O:configuration 1 65537 131074 196611 262148, pixels 2 1 2 2, icons 4 1 0 4",
+    "R:configuration 1 65537 131074 196611 262148 2 1 0 2 3 2 0",
+    "O:configuration 1 65537 131074 196611 262148 2 1 0 2 4 1 4",
     "INF quarlo_SetPixelFormatEx",
     "INF Set Pixel Format",
     "VER     format = 77, bytes per pixel = 0, endian = 200",
     "R:IFF Send Buffer",
     "R:sent 15 00 00 00 00 03 00 00 00 4D C8 00",
     "result 0",
-    "INF Set Frame Size",
-    "VER     width = 800 (150mm), height  = 480 (90mm)",
-    "R:IFF Send Buffer",
-    "R:sent 1B 00 00 00 00 08 00 00 00 20 03 E0 01 96 00 5A 00",
     "INF Override Compression Format",
-    "VER     compression format = 3 (unknown)",
+    "VER     compression format = 2 (ZLIB)",
     "R:IFF Send Buffer",
-    "R:sent 17 00 00 00 00 04 00 00 00 03 00 00 00",
+    "R:sent 17 00 00 00 00 04 00 00 00 02 00 00 00",
     "INF Set Frame Output Type to DECODED",
-    "R:configuration 2 800 480 150 90, pixels 77 200 3 0, icons 3 2 0 0",
-    "O:configuration 2 800 480 150 90, pixels 77 200 3 0, icons 4 1 0 4",
+    "R:configuration 2 65537 131074 196611 262148 77 200 2 0 3 2 0",
+    "O:configuration 2 65537 131074 196611 262148 77 200 2 0 4 1 4",
     "IFF Framebuffer Update Request",
     "VRF     incremental update = FALSE",
     "VRF     region starts at (1, 2) with size (65535, 4) ",
@@ -159,11 +145,11 @@ TEST(FrameCalls, IconsHaveFourBytesForEachPixel) {
     const std::string call = "INF quarlo_SetPixelFormatEx";
     const std::string refusal =
         "WRN quarlo_SetPixelFormatEx - icon settings have to use 4 byte coding.";
-    const std::string now = "configuration 0 1280 1024 134 108, pixels 3 2 0 4, icons ";
-    EXPECT_EQ(host.lines(), (Lines{call, "result 0", now + "4 2 0 4",            //
-                                   call, refusal, "result -5", now + "4 2 0 0",  //
-                                   call, "result 0", now + "3 2 0 4",            //
-                                   call, refusal, "result -5", now + "3 2 0 0"}));
+    const std::string now = "configuration 0 1280 1024 134 108 3 2 0 4 ";
+    EXPECT_EQ(host.lines(), (Lines{call, "result 0", now + "4 2 4",            //
+                                   call, refusal, "result -5", now + "4 2 0",  //
+                                   call, "result 0", now + "3 2 4",            //
+                                   call, refusal, "result -5", now + "3 2 0"}));
 }
 
 TEST(FrameCalls, TheFrameSizesTheReceiveBuffer) {

@@ -68,7 +68,7 @@ TEST_F(ZlibPlugin, DecodesWholeStreamsOfEveryKind) {
                           {9, Z_FILTERED, 9},
                           {6, Z_DEFAULT_STRATEGY, 15, Z_SYNC_FLUSH},
                           {6, Z_DEFAULT_STRATEGY, 15, Z_FULL_FLUSH}};
-    for (const size_t size : {2U, 257U, 65'000U}) {
+    for (const size_t size : {1U, 257U, 65'000U}) {
         const Bytes plain = picture(size);
         for (const Kind& kind : kinds) {
             SCOPED_TRACE(testing::Message()
@@ -78,6 +78,7 @@ TEST_F(ZlibPlugin, DecodesWholeStreamsOfEveryKind) {
             EXPECT_EQ(success, decode(data, size));
             EXPECT_EQ(plain, plugin.decoded);
             EXPECT_EQ(sizeMismatch, decode(data, size + 1));
+            if (size == 1) continue;
             EXPECT_EQ(sizeMismatch, decode(data, size - 1));
         }
     }
@@ -135,21 +136,16 @@ TEST_F(ZlibPlugin, RefusesEveryTruncation) {
     }
 }
 
-TEST_F(ZlibPlugin, StopsABombAtTheEndOfTheFrame) {
+TEST_F(ZlibPlugin, StopsABombAtTheEndOfTheFrameAndReportsAHostWithoutMemory) {
     const Bytes bomb = compress(Bytes(64U << 20U));
     HostHeap::made = 0;
     EXPECT_EQ(sizeMismatch, decode(bomb, 4096));
     EXPECT_EQ(Bytes(4096), plugin.decoded);
     EXPECT_LE(HostHeap::made, 4);
-}
-
-TEST_F(ZlibPlugin, ReportsAHostWithoutMemory) {
-    const Bytes plain = picture(2000);
+    // The second opinion allocates from the host.
     HostHeap::refuses = true;
-    // Needs the second opinion, which allocates from the host.
-    const Outcome outcome = decode(compress(plain, {6, 0, 15, Z_SYNC_FLUSH}), plain.size());
+    EXPECT_EQ((Outcome{eDECOMPRESSERROR_MEM_ALLOC, 0}), decode(bomb, 4096));
     HostHeap::refuses = false;
-    EXPECT_EQ((Outcome{eDECOMPRESSERROR_MEM_ALLOC, 0}), outcome);
 }
 
 }  // namespace
