@@ -1,21 +1,21 @@
 #!/usr/bin/env bash
-# docs_commands_test.sh SOURCE BUILD: every command that the README and the documentation show is run as it
-# stands there, until it has printed what the text around it promises. What other stages run, or what takes
-# too long, is listed; a command that is in neither table fails.
+# docs_commands_test.sh SOURCE BUILD PAGE...: every command that these pages show is run as it stands there, until it has
+# printed what the text around it promises. What other stages run, or what takes too long, is listed; a command that is
+# in neither table fails.
 set -uo pipefail
 
-source=$(realpath "$1") build=$(realpath "$2")
-
-# The port that the commands name is that of a network of their own, and their windows' display too.
+# The port that the commands name is that of a network of their own; where there is none they take turns.
 if [ -z "${QUARLO_DOCS_ALONE:-}" ]; then
     export QUARLO_DOCS_ALONE=1
-    network=()
+    alone=(flock "$2/docs.lock")
     if unshare --user --map-root-user --net true 2>/dev/null; then
-        network=(unshare --user --map-root-user --net sh -c 'ip link set lo up && exec "$@"' sh)
+        alone=(unshare --user --map-root-user --net sh -c 'ip link set lo up && exec "$@"' sh)
     fi
-    exec timeout 280 xvfb-run -a -s "-screen 0 1600x1000x24 -nolisten tcp" "${network[@]}" "$0" "$@"
+    exec timeout 280 "${alone[@]}" "$0" "$@"
 fi
 
+source=$(realpath "$1") build=$(realpath "$2")
+shift 2
 # shellcheck source=tests/support/programs.sh
 . "$source/tests/support/programs.sh"
 cd "$source" || exit 1
@@ -24,6 +24,7 @@ export tries=2000
 # What is printed by a block with this in it.
 promised() {
     case "$1" in
+        *check.script*) return 1 ;;
         *minimal_host*) echo '^minimal_host: 100 updates' ;;
         *links_attach*) echo '^links_attach: the phone closed the connection' ;;
         *links_host*) echo '^running' ;;
@@ -38,7 +39,6 @@ promised() {
         *lua_script*) echo ' quarlo .* ServerInitAcknowledge, ServerInit$' ;;
         *quarlo-replay*) echo '"capture ended"' ;;
         *make-seeds*) echo '' ;;
-        *--check*) echo '^35 rules: ' ;;
         quarlo-phone\ *) echo '^listening on' ;;
         *) return 1 ;;
     esac
@@ -52,7 +52,7 @@ elsewhere() {
             local preset=${1#*--preset }
             grep -q "\"name\": \"${preset%% *}\"" CMakePresets.json
             ;;
-        "quarlo-phone --check "*) grep -q "tools/check.script" tests/check_test.sh ;;
+        "quarlo-phone --check "* | *" --script tools/check.script") grep -q "/check.script" tests/check_test.sh ;;
         "cmake --install "* | "cmake -B build "* | "cmake --build build "* | build/fuzz/* | build/release/bench/* | \
             tools/coverage.sh | tools/bench.sh*) true ;;
         *) return 1 ;;
@@ -73,7 +73,7 @@ blocks() {
              next
          }
          { flush() }
-         END { flush() }' README.md CONTRIBUTING.md docs/*.md docs/guides/*.md
+         END { flush() }' "$@"
 }
 
 # Files that a command writes are written here; what it reads is where it says.
@@ -81,7 +81,7 @@ mkdir "$work/build" && ln -s "$build" "$work/build/dev"
 for name in tools docs tests; do ln -s "$source/$name" "$work/$name"; done
 cp -r "$source/fuzz" "$work/fuzz"
 export PATH=$build/phone:$build/headunit:$build/tools:$PATH
-export SDL_AUDIODRIVER=dummy
+export SDL_VIDEODRIVER=dummy SDL_AUDIODRIVER=dummy
 
 # printed TEXT GROUP: the text has come, or where none is promised the commands have ended.
 printed() {
@@ -106,14 +106,14 @@ run() {
 count=0
 while IFS=$'\t' read -r where block; do
     commands=${block//$'\001'/$'\n'}
+    count=$((count + 1))
     if text=$(promised "$commands"); then
         echo "$where: ${commands%%$'\n'*}"
         run "$where" "$commands" "$text"
-        count=$((count + 1))
     else
         while read -r command; do
             elsewhere "$command" || fail "$where: nobody runs '$command'"
         done <<<"$commands"
     fi
-done < <(blocks)
-[ "$count" -ge 9 ] || fail "only $count commands were found"
+done < <(blocks "$@")
+[ "$count" -gt 0 ] || fail "no commands were found"

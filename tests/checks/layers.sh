@@ -5,100 +5,83 @@
 # includes headers of another: what two need stands in common/ or display/. Run in the root of the source tree.
 set -euo pipefail
 
-declare -A layer_of=()
-while read -r layer file; do
-    layer_of[$file]=$layer
-done <"$1"
+exec perl - "$1" <<'EOF'
+use File::Basename;
+use File::Find;
 
-problems=0
-problem() {
-    echo "$*"
-    problems=$((problems + 1))
-}
+my %layer_of;
+my $problems = 0;
+while (<>) { $layer_of{$2} = $1 if /^(\S+) (.*)$/ }
+sub problem { print "@_\n"; ++$problems }
 
 # The layer of a file of src/: its own line in the map, else that of the source of the same name.
-layer() {
-    [[ $1 != quarlo-*.h ]] || { echo links; return; }
-    local name=${1%.*}
-    echo "${layer_of[$1]-${layer_of[$name.cpp]-}}"
+sub layer {
+    return "links" if $_[0] =~ /^quarlo-.*\.h$/;
+    return $layer_of{$_[0]} // $layer_of{$_[0] =~ s/\.[^.]*$//r . ".cpp"};
 }
-
-# The headers of src/ that a file includes, and those of the transports.
-includes() {
-    sed -nE 's/^[[:space:]]*#[[:space:]]*include[[:space:]]*["<]([^">]+)[">].*/\1/p' "$1" |
-        while read -r header; do
-            header=${header##*/}
-            [ ! -e "src/$header" ] && [[ $header != quarlo-*.h ]] || echo "$header"
-        done
+# What a file includes, as it is written.
+sub included {
+    open my $file, "<", $_[0] or die "$_[0]: $!";
+    return map { /^\s*#\s*include\s*["<]([^">]+)[">]/ ? $1 : () } <$file>;
 }
+# The headers of src/ among these, and those of the transports.
+sub of_library { return grep { -e "src/$_" || /^quarlo-.*\.h$/ } map { basename($_) } @_ }
 
 # Parts of one feature share a name up to a hyphen: X.h is open to X.cpp and to X-Part.cpp.
-same_feature() {
-    local user=${1%.*} header=${2%.*}
-    [[ $user == "$header" || $user == "$header"-* || $header == "$user"-* ]]
+sub same_feature {
+    my ($user, $header) = map { s/\.[^.]*$//r } @_;
+    return $user eq $header || index($user, "$header-") == 0 || index($header, "$user-") == 0;
 }
 
-check_library_file() {
-    local file=$1 own theirs header
-    own=$(layer "$file")
-    if [ -z "$own" ]; then
-        problem "src/$file: stands in no layer of src/CMakeLists.txt"
-        return
-    fi
-    for header in $(includes "src/$file"); do
-        theirs=$(layer "$header")
-        case $own,$theirs in
-            *,) ;;  # reported as a file without a layer
-            *,links) problem "src/$file includes $header of the transports" ;;
-            0,api) problem "src/$file (layer 0) includes $header of the host API" ;;
-            *,0 | *,api) ;;
-            api,*) problem "src/$file (host API) includes $header (layer $theirs)" ;;
-            4,4) same_feature "$file" "$header" ||
-                problem "src/$file (a feature) includes $header of another feature" ;;
-            *) [ "$theirs" -le "$own" ] ||
-                problem "src/$file (layer $own) includes $header (layer $theirs)" ;;
-        esac
-    done
+my @files = map { basename($_) } glob("src/*.cpp src/*.h src/*.def");
+for my $file (@files) {
+    my $own = layer($file);
+    if (!defined $own) {
+        problem("src/$file: stands in no layer of src/CMakeLists.txt");
+        next;
+    }
+    for my $header (of_library(included("src/$file"))) {
+        my $theirs = layer($header) // next;  # reported as a file without a layer
+        if ($theirs eq "links") {
+            problem("src/$file includes $header of the transports");
+        } elsif ($own eq "0" && $theirs eq "api") {
+            problem("src/$file (layer 0) includes $header of the host API");
+        } elsif ($theirs eq "0" || $theirs eq "api") {
+            next;
+        } elsif ($own eq "api" || $theirs > $own) {
+            problem("src/$file (layer $own) includes $header (layer $theirs)");
+        } elsif ($own == 4 && $theirs == 4 && !same_feature($file, $header)) {
+            problem("src/$file (a feature) includes $header of another feature");
+        }
+    }
 }
 
-# neighbours FILE DIRECTORY: the headers outside the directory that a file of it includes, with their path or by a name
-# that only they have.
-neighbours() {
-    sed -nE 's/^[[:space:]]*#[[:space:]]*include[[:space:]]*"([^"]+)".*/\1/p' "$1" | while read -r header; do
-        if [ -e "$(dirname "$1")/$header" ] || [ -e "$2/$header" ]; then continue; fi
-        for directory in common display phone headunit; do
-            [[ $header != "$directory/"* && ! -e $directory/$header ]] || echo "$directory/${header##*/}"
-        done
-    done
+# Files in a directory include only headers of the allowed layers, and of other directories only those of the
+# neighbours, with their path or by a name that only they have.
+sub outside {
+    my ($directory, $layers, $neighbours) = @_;
+    my @there;
+    find(sub { push @there, $File::Find::name if /\.(c|cpp|h)$/ }, $directory);
+    for my $file (@there) {
+        my @headers = included($file);
+        for my $header (grep { !-e dirname($file) . "/$_" && !-e "$directory/$_" } @headers) {
+            for my $other (grep { $header =~ m{^$_/} || -e "$_/$header" } qw(common display phone headunit)) {
+                problem("$file includes $header of $other/") unless $neighbours =~ /\b$other\b/;
+            }
+        }
+        for my $header (of_library(@headers)) {
+            my $theirs = layer($header) // "none";
+            problem("$file includes $header (layer $theirs)") unless $layers =~ /\b$theirs\b/;
+        }
+    }
 }
+outside("plugins", "0", "");
+outside("links", "0 api links", "");
+outside("common", "0 api", "");
+outside("display", "0 api", "common");
+outside("phone", "0 2 api links", "common display");
+outside("headunit", "0 2 api links", "common display");
 
-# outside DIRECTORY ALLOWED [NEIGHBOURS]: files there include only headers of the allowed layers, and of other
-# directories only those of the neighbours.
-check_outside() {
-    local file header theirs
-    [ -d "$1" ] || return 0
-    while read -r file; do
-        for header in $(neighbours "$file" "$1"); do
-            [[ " ${3-} " == *" ${header%%/*} "* ]] || problem "$file includes $header (allowed here: ${3-nothing})"
-        done
-        for header in $(includes "$file"); do
-            theirs=$(layer "$header")
-            [[ " $2 " == *" $theirs "* ]] ||
-                problem "$file includes $header (layer $theirs; allowed here: $2)"
-        done
-    done < <(find "$1" -name '*.c' -o -name '*.cpp' -o -name '*.h')
-}
-
-files=$(cd src && ls -- *.cpp *.h *.def)
-for file in $files; do
-    check_library_file "$file"
-done
-check_outside plugins "0"
-check_outside links "0 api links"
-check_outside common "0 api"
-check_outside display "0 api" "common"
-check_outside phone "0 2 api links" "common display"
-check_outside headunit "0 2 api links" "common display"
-
-echo "layers: $(wc -w <<<"$files") files of src/ checked, $problems problems"
-[ "$problems" -eq 0 ]
+printf "layers: %d files of src/ checked, %d problems\n", scalar @files, $problems;
+exit(@files == 0 || $problems > 0);
+EOF
