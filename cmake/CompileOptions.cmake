@@ -60,6 +60,11 @@ macro(quarlo_ignore_misfires)
   endif()
 endmacro()
 
+# quarlo_pixels(source...): what looks at every pixel is optimised when nothing else is.
+function(quarlo_pixels)
+  set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS $<$<CONFIG:Debug>:-O2>)
+endfunction()
+
 # Build-time only: an INTERFACE dependency would reach the installed package.
 function(quarlo_options target)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:quarlo_compile_options> Threads::Threads)
