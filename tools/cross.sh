@@ -2,16 +2,16 @@
 # Builds the library, the links, the plug-ins and their tests for another processor and runs them under an
 # emulator.
 #
-#   tools/foreign.sh armhf [CTEST-OPTION...]    32-bit ARM
-#   tools/foreign.sh arm64 [CTEST-OPTION...]    64-bit ARM
-#   tools/foreign.sh s390x [CTEST-OPTION...]    big-endian
+#   tools/cross.sh armhf [CTEST-OPTION...]    32-bit ARM
+#   tools/cross.sh arm64 [CTEST-OPTION...]    64-bit ARM
+#   tools/cross.sh s390x [CTEST-OPTION...]    big-endian
 set -eu
 cd "$(dirname "$0")/.."
 
 case "${1-}" in
     armhf | arm64 | s390x) ;;
     *)
-        echo "usage: tools/foreign.sh armhf|arm64|s390x [CTEST-OPTION...]" >&2
+        echo "usage: tools/cross.sh armhf|arm64|s390x [CTEST-OPTION...]" >&2
         exit 2
         ;;
 esac
