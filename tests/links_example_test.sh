@@ -26,7 +26,7 @@ until_said 1 'cannot connect to .*: No such file or directory; next try in' host
 start_phone --drop-after-frames 5
 until_said 1 '^running$' host.log
 wait "$phone"
-until_said 1 '^(the phone|connection lost).*; next try in' host.log
+until_said 1 '^lost: (the phone|connection lost).*; next try in' host.log
 start_phone --verbose
 until_said 2 '^running$' host.log
 kill -USR1 "$host"
