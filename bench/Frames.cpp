@@ -1,5 +1,7 @@
 #include "Frames.h"
 
+#include <zlib.h>
+
 #include <algorithm>
 
 namespace quarlo::bench {
@@ -33,6 +35,31 @@ Bytes updatePacket(const std::vector<Part>& parts, FrameCompression compression)
     put(packet, payload.size(), 4);
     packet.insert(packet.end(), payload.begin(), payload.end());
     return packet;
+}
+
+Bytes picture(UInt32 width, UInt32 height) {
+    Bytes pixels(std::size_t{width} * height * 4);
+    std::uint32_t noise = 1;
+    for (std::size_t i = 0; i < pixels.size(); i += 4) {
+        const std::size_t x = i / 4 % width;
+        const std::size_t y = i / 4 / width;
+        noise = noise * 1664525U + 1013904223U;
+        const bool isPhoto = x > width / 2 && y > height / 2;
+        const std::size_t grain = isPhoto ? noise >> 29 : 0;
+        pixels[i] = static_cast<UInt8>(y / 4 + grain);
+        pixels[i + 1] = static_cast<UInt8>(isPhoto ? (x + y) / 8 : 0x40);
+        pixels[i + 2] = static_cast<UInt8>(x / 8);
+        pixels[i + 3] = 0xFF;
+    }
+    return pixels;
+}
+
+Bytes deflated(const Bytes& data) {
+    uLongf size = compressBound(data.size());
+    Bytes result(size);
+    compress2(result.data(), &size, data.data(), data.size(), 6);
+    result.resize(size);
+    return result;
 }
 
 double median(std::vector<double> values) {

@@ -26,6 +26,12 @@ extern const Bytes handshakeDone;
 /** ARGB8888, little endian, full size. */
 Bytes updatePacket(const std::vector<Part>& parts, FrameCompression compression);
 
+/** Pixels that look like a screen: gradients, and a quarter with the grain of a photograph. */
+Bytes picture(UInt32 width, UInt32 height);
+
+/** As a phone compresses it for the zlib plug-in. */
+Bytes deflated(const Bytes& data);
+
 /**
  * The median of one measurement, which leaves out the moments when the machine did something else.
  */

@@ -11,9 +11,9 @@
 
 #include <algorithm>
 #include <array>
-#include <ctime>
 #include <vector>
 
+#include "Pump.h"
 #include "QUARLO-Posix.h"
 
 namespace quarlo::bench {
@@ -22,13 +22,6 @@ template <typename Function>
 Function find(const char* file, const char* name) {
     void* library = dlopen(file, RTLD_NOW);
     return library == nullptr ? nullptr : reinterpret_cast<Function>(dlsym(library, name));
-}
-
-/** Seconds that the calling thread has worked. */
-inline double worked() {
-    timespec time{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
 /** Lets the candidates work in turn; the median of the seconds of each. */

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include "Allocations.h"
 #include "Frames.h"
@@ -15,6 +16,12 @@ namespace quarlo::bench {
 double now() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
         .count();
+}
+
+double worked() {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
 // The quickest of several rounds, since the other core may be busy.
@@ -97,7 +104,8 @@ Pump::Result Pump::run(const Bytes& bytes, std::size_t times, std::size_t readSi
 }
 
 void Pump::finish() {
-    result = {now() - begin, allocations() - allocationsBefore, sends - sendsBefore};
+    result = {now() - begin, worked() - workedBefore, allocations() - allocationsBefore,
+              sends - sendsBefore};
     source = nullptr;
     isDone = true;
     changed.notify_all();
@@ -109,6 +117,7 @@ std::size_t Pump::waitForWork(std::unique_lock<std::mutex>& lock) {
     changed.wait(lock, [&] { return source != nullptr || isEnding; });
     if (isEnding) return 0;
     begin = now();
+    workedBefore = worked();
     allocationsBefore = allocations();
     sendsBefore = sends;
     return left;

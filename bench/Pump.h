@@ -29,6 +29,7 @@ class Pump {
     /** The time of the receiver thread in a run, and what happened in it. */
     struct Result {
         double seconds = 0;
+        double worked = 0; /**< of these, what the thread had a processor for */
         std::uint64_t allocations = 0;
         std::uint64_t sends = 0;
     };
@@ -59,6 +60,7 @@ class Pump {
     bool isEnding = false;
     std::uint64_t sends = 0;
     double begin = 0;
+    double workedBefore = 0;
     std::uint64_t allocationsBefore = 0;
     std::uint64_t sendsBefore = 0;
     Result result;
@@ -66,6 +68,9 @@ class Pump {
 
 /** Seconds of the monotonic clock. */
 double now();
+
+/** Seconds that the calling thread has worked. */
+double worked();
 
 /** What one malloc and free of 64 bytes takes: the measure for what is too short for another. */
 double secondsPerMalloc();

@@ -13,32 +13,6 @@
 namespace quarlo::bench {
 namespace {
 
-/** Pixels that look like a screen: gradients, and a quarter with the grain of a photograph. */
-Bytes picture(UInt32 width, UInt32 height) {
-    Bytes pixels(std::size_t{width} * height * 4);
-    std::uint32_t noise = 1;
-    for (std::size_t i = 0; i < pixels.size(); i += 4) {
-        const std::size_t x = i / 4 % width;
-        const std::size_t y = i / 4 / width;
-        noise = noise * 1664525U + 1013904223U;
-        const bool isPhoto = x > width / 2 && y > height / 2;
-        const std::size_t grain = isPhoto ? noise >> 29 : 0;
-        pixels[i] = static_cast<UInt8>(y / 4 + grain);
-        pixels[i + 1] = static_cast<UInt8>(isPhoto ? (x + y) / 8 : 0x40);
-        pixels[i + 2] = static_cast<UInt8>(x / 8);
-        pixels[i + 3] = 0xFF;
-    }
-    return pixels;
-}
-
-Bytes deflated(const Bytes& data) {
-    uLongf size = compressBound(data.size());
-    Bytes result(size);
-    compress2(result.data(), &size, data.data(), data.size(), 6);
-    result.resize(size);
-    return result;
-}
-
 /** Beside one copy into a receive buffer and one by the host. */
 void rawFrame(benchmark::State& state) {
     const auto width = static_cast<UInt32>(state.range(0));
