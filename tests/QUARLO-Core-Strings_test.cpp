@@ -90,11 +90,6 @@ TEST(Strings, AreCopiedDeep) {
     EXPECT_EQ(copy->Length, 0);
     discard(copy);
     EXPECT_EQ(quarlo_utilStringCopy(nullptr), nullptr);
-}
-
-TEST(Strings, AreNotMadeWithoutMemory) {
-    const std::string text = "text";
-    const qrString source = over(text);
     const auto requestsOf = [](auto make) {
         return allocations::sweep([make](long refused) {
             qrString* made = make();

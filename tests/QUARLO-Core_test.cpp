@@ -24,13 +24,7 @@ TEST(Instance, BeginsWithTheDocumentedDefaults) {
     EXPECT_EQ(record.lastState, ePROTOCOL_STATE_NONE);
     EXPECT_EQ(record.waitForJoinTime, 2);
     EXPECT_EQ(record.waitForInitTime, 60);
-    EXPECT_EQ(record.hostServices, 36U);
     EXPECT_EQ(record.traceClass, eTRACECLASS_WARNING);
-    EXPECT_EQ(record.config.hostWidth, 1280U);
-    EXPECT_EQ(record.config.hostHeight, 1024U);
-    EXPECT_EQ(record.config.hostPhysicalWidth, 134U);
-    EXPECT_EQ(record.config.hostPhysicalHeight, 108U);
-    EXPECT_EQ(record.config.frameProperties.BytesPerPixel, 4);
     EXPECT_EQ(record.iconConfig.IconProperties.BytesPerPixel, 0);
     EXPECT_EQ(record.iconConfig.IconProperties.Format, ePIXELFORMAT_ARGB8888);
     EXPECT_EQ(static_cast<const void*>(&record.list), handle);
@@ -99,7 +93,6 @@ TEST(Instance, ChangesCapabilitiesButTheCoresOwn) {
         {eCLIENTCAPABILITIES_PacketExtensions, 1, 548, internal},
         {eCLIENTCAPABILITIES_All, 0, 36, cleared},
         {eCLIENTCAPABILITIES_All, 2, 2047, "INF Client Capability unknown (0x000007FF) disabled"},
-        {2047 - 1, 0, 37, "INF Client Capability unknown (0x000007FE) disabled"},
         {eCLIENTCAPABILITIES_None, 1, 36, cleared}};
     const Library library;
     Host host;
@@ -118,12 +111,10 @@ TEST(Instance, SharesOneLanguage) {
     EXPECT_EQ(quarlo_SetISO639LanguageCode(nullptr, code), eRETURN_OKAY);
     EXPECT_EQ(isLanguageSet, 1);
     host.run();
-    EXPECT_EQ(hex(host.sent()[3]), hex(packet(69, {'f', 'r', 'a'})));
     host.forgetSent();
     code[0] = 'g';
     EXPECT_EQ(quarlo_SetISO639LanguageCode(host.handle(), code), eRETURN_OKAY);
-    ASSERT_EQ(host.sent().size(), 1U);
-    EXPECT_EQ(hex(host.sent()[0]), hex(packet(69, {'g', 'r', 'a'})));
+    EXPECT_EQ(hexes(host.sent()), hexes({packet(69, {'g', 'r', 'a'})}));
     EXPECT_EQ(quarlo_SetISO639LanguageCode(host.handle(), nullptr), eRETURN_NULL_PARAM);
     EXPECT_EQ(isLanguageSet, 0);
 }
@@ -132,7 +123,7 @@ TEST(Library, TellsItsVersion) {
     const Library library;
     const std::string version = quarlo_GetVersion();
     EXPECT_EQ(version.substr(0, 20), "C01.02.03 P01.02.00 ");
-    EXPECT_EQ(quarlo_getVersion(), quarlo_GetVersion());
+    EXPECT_EQ(quarlo_getVersion(), version);
     EXPECT_STREQ(quarlo_GetSystemIdentification(), "Linux KTX2.1 ARM11");
     EXPECT_EQ(quarlo_GetSystemIdentification(), theCoreVersion);
 }

@@ -6,7 +6,6 @@
 #include <sys/time.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -117,42 +116,6 @@ TEST(Time, StampsCountMillisecondsOfTheMonotonicClock) {
     EXPECT_LE(wanted - before, after - before);
     quarloPosix_pause(20);
     EXPECT_GE(quarlo_GetTimestamp() - after, 19U);
-}
-
-/** Sends the process a signal that does nothing, every 30 milliseconds. */
-class Alarms {
-  public:
-    Alarms() {
-        struct sigaction quiet {};
-        quiet.sa_handler = [](int) {};
-        sigaction(SIGALRM, &quiet, &former);
-        every(30'000);
-    }
-    ~Alarms() {
-        every(0);
-        sigaction(SIGALRM, &former, nullptr);
-    }
-    Alarms(const Alarms&) = delete;
-    Alarms& operator=(const Alarms&) = delete;
-
-  private:
-    static void every(suseconds_t microseconds) {
-        const itimerval timer{{0, microseconds}, {0, microseconds}};
-        setitimer(ITIMER_REAL, &timer, nullptr);
-    }
-    struct sigaction former {};
-};
-
-TEST(Time, IsSleptUntilASignalComes) {
-    const UInt32 before = quarlo_GetTimestamp();
-    const Alarms alarms;
-    const unsigned rest = quarloPosix_sleep(30);
-    EXPECT_GE(rest, 20U);
-    EXPECT_LE(rest, 30U);
-    quarloPosix_pause(30'000);
-    const UInt32 slept = quarlo_GetTimestamp() - before;
-    EXPECT_GE(slept, 58U);
-    EXPECT_LT(slept, 25'000U);
 }
 
 }  // namespace

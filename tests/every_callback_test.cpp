@@ -19,10 +19,7 @@ namespace {
 
 /* ---- what is called ---- */
 
-struct Move {
-    std::string name;
-    std::function<void(Unit&, void* handle)> make;
-};
+using Move = std::function<void(Unit&, void* handle)>;
 
 void audio(void* handle, UInt32 id, AudioStatus status) {
     quarlo_SetAudioStatus(handle, id, status, eAUDIOREQUESTRESULTCODE_NoError);
@@ -35,25 +32,22 @@ const std::vector<Move>& moves() {
             // Calls that begin the library anew are the host's alone; the end of sending comes
             // last.
             if (call.name == "quarlo_Init" || call.name == "quarlo_AnnounceShutdown") continue;
-            list.push_back({std::string(call.name), [&call](Unit& unit, void* handle) {
-                                Listening arguments(&unit);
-                                call.call(handle, arguments);
-                            }});
+            list.emplace_back([&call](Unit& unit, void* handle) {
+                Listening arguments(&unit);
+                call.call(handle, arguments);
+            });
         }
-        const auto add = [&list](const char* name, std::function<void(void*)> call) {
-            list.push_back({name, [call](Unit&, void* handle) { call(handle); }});
-        };
         for (const Flag isOn : {Flag{1}, Flag{0}, Flag{1}}) {
-            add("watchdog", [isOn](void* h) { quarlo_EnablePingWatchdog(h, isOn, 100); });
+            list.emplace_back([isOn](Unit&, void* h) { quarlo_EnablePingWatchdog(h, isOn, 100); });
         }
         // The three units' requests, and one that is unknown.
         for (UInt32 id = 11; id <= 14; ++id) {
             for (const AudioStatus status :
                  {eAUDIOSTATUS_Open, eAUDIOSTATUS_Suspend, eAUDIOSTATUS_Open, eAUDIOSTATUS_Close}) {
-                add("audio", [=](void* h) { audio(h, id, status); });
+                list.emplace_back([=](Unit&, void* h) { audio(h, id, status); });
             }
         }
-        add("quarlo_AnnounceShutdown", [](void* h) { quarlo_AnnounceShutdown(h); });
+        list.emplace_back([](Unit&, void* h) { quarlo_AnnounceShutdown(h); });
         return list;
     }();
     return all;
@@ -124,13 +118,6 @@ std::string threadName() {
 
 /* ---- who ---- */
 
-/** What each of the two who act is calling: for the debugger, when the test does not end. */
-struct Cell {
-    const char* move;
-    const char* about;
-};
-std::array<Cell, 2> cells;
-
 class Actor : public Unit {
   public:
     Actor(const Site& where, unsigned number, Meeting& with)
@@ -191,7 +178,7 @@ class Actor : public Unit {
         if (site.where == Where::Trace && hasBegun) actIfHere();
     }
 
-    std::vector<std::pair<const char*, Unit*>> others;
+    std::vector<Unit*> about;           // whom it calls
     std::atomic<bool> hasBegun{false};  // what is traced before is not the site
 
   protected:
@@ -213,18 +200,12 @@ class Actor : public Unit {
     }
     void act() {
         meeting.meet(std::chrono::seconds(50));
-        callAll("instance itself", *this);
-        for (const auto& [about, unit] : others) callAll(about, *unit);
+        for (Unit* const unit : about) {
+            for (const Move& move : moves()) move(*unit, unit->handle);
+        }
         meeting.meet(std::chrono::seconds(50));
         isDone = true;
     }
-    void callAll(const char* about, Unit& unit) {
-        for (const Move& move : moves()) {
-            cells[own - 1] = {move.name.c_str(), about};
-            move.make(unit, unit.handle);
-        }
-    }
-
     const Site& site;
     const unsigned own;
     Meeting& meeting;
@@ -240,8 +221,8 @@ class Actor : public Unit {
 class Scene {
   public:
     explicit Scene(const Site& where) : site(where) {
-        first.others = {{"other", &second}, {"third", &third}};
-        second.others = {{"other", &first}, {"third", &third}};
+        first.about = {&first, &second, &third};
+        second.about = {&second, &first, &third};
         for (Actor* actor : {&first, &second, &third}) actor->prepare();
         quarlo_EnablePingWatchdog(third.handle, 1, 100);
         for (Actor* actor : {&first, &second, &third}) {
