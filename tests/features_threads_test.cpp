@@ -12,20 +12,49 @@
 namespace quarlo::test {
 namespace {
 
-TEST(Features, OneStoreForManyPhonesAtOnce) {
+Bytes raw(unsigned type, const Bytes& payload) {
+    return packet(68, u8(3) + u16(type) + u16(static_cast<unsigned>(payload.size())) + payload);
+}
+
+/** Raw blocks, audio sources and the blacklist; and nothing of one phone reaches another. */
+TEST(Features, OneProcessForManyPhonesAtOnce) {
+    constexpr unsigned phones = 4;
+    constexpr unsigned own = 60;
+    constexpr unsigned rounds = 200;
     const Library library;
-    Bytes blocks;
-    for (unsigned n = 0; n < 400; ++n) {
-        blocks = blocks + packet(68, u8(3) + u16(0x3000U | n) + u16(3) + Bytes{1, 2, 3});
-    }
     std::vector<std::unique_ptr<Session>> sessions;
-    for (unsigned i = 0; i < 4; ++i) {
+    std::vector<Bytes> scripts(phones);
+    for (unsigned i = 0; i < phones; ++i) {
         sessions.push_back(std::make_unique<Session>());
-        quarlo_SetTraceClass(sessions.back()->handle(), eTRACECLASS_ERROR);
+        void* const h = sessions.back()->handle();
+        quarlo_SetTraceClass(h, eTRACECLASS_ERROR);
+        quarlo_SetClientCapabilities(h, eCLIENTCAPABILITIES_AudioHandling, 1);
+        for (unsigned n = 0; n < rounds; ++n) {
+            const UInt32 number = i * own + n % own;
+            scripts[i] = scripts[i] + raw(0x3000 | n, {1, 2, 3}) + raw(0x1001, u8(i)) +
+                         raw(0x2001, {}) + packet(56, u32(number)) +
+                         serverAudio(number, eAUDIOCONTROL_Request, eAUDIOTYPE_Chime, 0);
+        }
     }
-    for (const auto& session : sessions) session->host.feed(blocks);
-    for (const auto& session : sessions) session->host.settle();
-    EXPECT_EQ(listGetLength(&coreRawDataList), 400);
+    for (unsigned i = 0; i < phones; ++i) sessions[i]->host.feed(scripts[i]);
+    for (const auto& session : sessions) {
+        EXPECT_TRUE(waitFor([&] { return session->host.sent().size() == rounds; }));
+        session->host.settle();
+    }
+    EXPECT_EQ(listGetLength(&coreRawDataList), static_cast<int>(rounds));
+    EXPECT_EQ(Radio::sources().size(), phones * own);
+    EXPECT_EQ(vehicleDataBlackListLength, phones * own);
+    for (unsigned i = 0; i < phones; ++i) {
+        const Bytes block = packet(67, u8(3) + u16(1) + u16(1) + u8(i));
+        EXPECT_EQ(sessions[i]->sent(), Lines(rounds, hex(block)));
+        EXPECT_EQ(sessions[i]->host.linesWith("e"), Lines{});
+    }
+    // From several threads at once, as hosts with a thread for each phone do.
+    std::vector<std::thread> threads;
+    for (auto& session : sessions) threads.emplace_back([&session] { session.reset(); });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(Radio::sources(), Lines{});
+    EXPECT_EQ(supervision::unjoined(), 0);
 }
 
 TEST(Features, ARequestIsAnsweredWhileItsInstanceIsDeleted) {
