@@ -42,10 +42,6 @@ TEST(PhonePixels, EveryFormatAndOrderHasItsBytes) {
         EXPECT_EQ(packed(pixel, pixel.area(), *layout), c.expected);
         EXPECT_FALSE(pixelLayoutOf(c.format, c.order, static_cast<std::uint8_t>(size + 1)));
     }
-    for (const UInt8 wrong : {UInt8{0}, UInt8{5}})
-        EXPECT_FALSE(pixelLayoutOf(PixelFormat{wrong}, ePIXELENDIANESS_BigEndian, 4));
-    for (const UInt8 wrong : {UInt8{0}, UInt8{3}})
-        EXPECT_FALSE(pixelLayoutOf(ePIXELFORMAT_ARGB8888, PixelEndianess{wrong}, 4));
     Picture picture(3, 3);
     for (std::uint32_t i = 0; i < 9; ++i) picture.pixels[i] = i + 1;
     const PixelLayout rgb{ePIXELFORMAT_RGB888, ePIXELENDIANESS_LittleEndian};
