@@ -3,10 +3,8 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <stdlib.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -70,54 +68,42 @@ int openTerminal(std::string& device) {
     return master;
 }
 
+Place::Place(int queue) : descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+    socklen_t size = sizeof address;
+    EXPECT_EQ(bind(descriptor, reinterpret_cast<sockaddr*>(&address), size), 0);
+    if (queue >= 0 && listen(descriptor, queue) != 0) ADD_FAILURE() << "cannot listen";
+    getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size);
+    port = ntohs(address.sin_port);
+}
+
+Place::~Place() {
+    close(descriptor);
+}
+
 Wire::Wire(Kind kind) {
     int one[2];
     int other[2];
     quarloLinkFailure failure{};
     std::string device;
-    switch (kind) {
-        case Kind::Pair:
-            EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, one), 0);
-            link = quarloLink_FromDescriptors(one[0], one[0], &failure);
-            farInput = farOutput = one[1];
-            break;
-        case Kind::Pipes:
-            EXPECT_EQ(pipe2(one, O_CLOEXEC) + pipe2(other, O_CLOEXEC), 0);
-            link = quarloLink_FromDescriptors(one[0], other[1], &failure);
-            farInput = other[0];
-            farOutput = one[1];
-            break;
-        case Kind::Serial:
-            farInput = farOutput = openTerminal(device);
-            link = quarloLink_OpenSerial(device.c_str(), 20000000, 0, &failure);
-            break;
-        default:
-            makeSocket(kind);
+    if (kind == Kind::Pair) {
+        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, one), 0);
+        link = quarloLink_FromDescriptors(one[0], one[0], &failure);
+        farInput = farOutput = one[1];
+    } else if (kind == Kind::Tcp) {
+        const Place place(1);
+        link = quarloLink_ConnectTcp("127.0.0.1", place.port, 0, &failure);
+        farInput = farOutput = accept4(place.descriptor, nullptr, nullptr, SOCK_CLOEXEC);
+    } else if (kind == Kind::Pipes) {
+        EXPECT_EQ(pipe2(one, O_CLOEXEC) + pipe2(other, O_CLOEXEC), 0);
+        link = quarloLink_FromDescriptors(one[0], other[1], &failure);
+        farInput = other[0];
+        farOutput = one[1];
+    } else {
+        farInput = farOutput = openTerminal(device);
+        link = quarloLink_OpenSerial(device.c_str(), 20000000, 0, &failure);
     }
     EXPECT_NE(link, nullptr) << failure.text;
-}
-
-void Wire::makeSocket(Kind kind) {
-    const std::string path = "/tmp/quarlo-links-" + std::to_string(getpid());
-    quarloListener* listener = kind == Kind::Tcp ? quarloListener_OpenTcp(nullptr, 0, nullptr)
-                                                 : quarloListener_OpenUnix(path.c_str(), nullptr);
-    const int domain = kind == Kind::Tcp ? AF_INET : AF_UNIX;
-    farInput = farOutput = socket(domain, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_storage address{};
-    socklen_t size = sizeof address;
-    if (kind == Kind::Tcp) {
-        auto& in = reinterpret_cast<sockaddr_in&>(address);
-        in = {AF_INET, htons(quarloListener_GetPort(listener)), {htonl(INADDR_LOOPBACK)}, {}};
-        size = sizeof in;
-    } else {
-        address.ss_family = AF_UNIX;
-        size = sizeof(sockaddr_un);
-        std::copy(path.begin(), path.end(), reinterpret_cast<char*>(&address) + 2);
-    }
-    EXPECT_EQ(connect(farInput, reinterpret_cast<sockaddr*>(&address), size), 0);
-    link = quarloListener_Accept(listener, 1000, nullptr);
-    quarloListener_Close(listener);
-    EXPECT_NE(access(path.c_str(), F_OK), 0) << "socket file left behind";
 }
 
 void Wire::closeFar() {
@@ -136,90 +122,48 @@ Wire::~Wire() {
     closeFar();
 }
 
-Phone::Phone(Script afterRun, bool isListening) : script(std::move(afterRun)) {
-    listening = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
-    socklen_t size = sizeof address;
-    EXPECT_EQ(bind(listening, reinterpret_cast<sockaddr*>(&address), size), 0);
-    if (isListening && listen(listening, 8) != 0) ADD_FAILURE() << "cannot listen";
-    getsockname(listening, reinterpret_cast<sockaddr*>(&address), &size);
-    listeningPort = ntohs(address.sin_port);
-    if (isListening) thread = std::thread([this] { serve(); });
+Bytes nextPacket(quarloLink* link) {
+    constexpr std::size_t headerSize = 9;
+    const Bytes head = receiveAll(link, headerSize);
+    if (head.size() < headerSize) return {};
+    const std::size_t size = head[5] | head[6] << 8 | head[7] << 16;
+    const Bytes payload = receiveAll(link, size);
+    return payload.size() == size ? head + payload : Bytes{};
 }
 
+bool shakeHands(quarloLink* link, unsigned acknowledge) {
+    for (Bytes seen = nextPacket(link); !seen.empty(); seen = nextPacket(link)) {
+        if (seen[0] == 1) send(link, packet(2, u8(acknowledge)));
+        if (seen[0] == 11) send(link, packet(12, u8(1)) + Host::serverInit());
+        if (seen[0] != 17) continue;
+        send(link, packet(18, u8(1)));
+        return true;
+    }
+    return false;
+}
+
+void stay(quarloLink* link, int /*connection*/) {
+    while (!nextPacket(link).empty()) {
+    }
+}
+
+Phone::Phone(Script afterRun)
+    : script(std::move(afterRun)),
+      listener(quarloListener_OpenTcp(nullptr, 0, nullptr)),
+      thread([this] { serve(); }) {}
+
 Phone::~Phone() {
-    isEnding = true;
-    if (thread.joinable()) thread.join();
-    close(listening);
+    quarloListener_Stop(listener);
+    thread.join();
+    quarloListener_Close(listener);
 }
 
 void Phone::serve() {
-    while (!isEnding) {
-        pollfd waiting = {listening, POLLIN, 0};
-        if (poll(&waiting, 1, 20) != 1) continue;
-        const int descriptor = accept4(listening, nullptr, nullptr, SOCK_CLOEXEC);
-        if (descriptor < 0) continue;
+    while (quarloLink* link = quarloListener_Accept(listener, 0, nullptr)) {
         const int connection = count++;
-        if (shakeHands(descriptor)) script(descriptor, connection);
-        close(descriptor);
+        if (shakeHands(link)) script(link, connection);
+        quarloLink_Close(link);
     }
-}
-
-// The far end of a conversation may itself be a link.
-static Bytes readFully(quarloLink* link, std::size_t count) {
-    return receiveAll(link, count);
-}
-static bool writeFully(quarloLink* link, const Bytes& bytes) {
-    send(link, bytes);
-    return true;
-}
-
-namespace {
-
-template <class Stream>
-Bytes packetFrom(Stream stream) {
-    constexpr std::size_t headerSize = 9;
-    Bytes bytes = readFully(stream, headerSize);
-    if (bytes.size() < headerSize) return {};
-    std::size_t size = 0;
-    for (std::size_t at = headerSize - 1; at > 4; --at) size = size << 8 | bytes[at];
-    if (size > 100000) return {};
-    const Bytes payload = readFully(stream, size);
-    return payload.size() == size ? bytes + payload : Bytes{};
-}
-
-template <class Stream>
-bool answer(Stream stream, unsigned acknowledge) {
-    for (;;) {
-        const Bytes packetSeen = packetFrom(stream);
-        if (packetSeen.empty()) return false;
-        switch (packetSeen[0]) {
-            case 1:
-                writeFully(stream, packet(2, u8(acknowledge)));
-                break;
-            case 11:
-                writeFully(stream, packet(12, u8(1)) + Host::serverInit());
-                break;
-            case 17:
-                return writeFully(stream, packet(18, u8(1)));
-            default:
-                break;
-        }
-    }
-}
-
-}  // namespace
-
-Bytes Phone::nextPacket(int descriptor) {
-    return packetFrom(descriptor);
-}
-
-bool Phone::shakeHands(int descriptor, unsigned acknowledge) {
-    return answer(descriptor, acknowledge);
-}
-
-bool Phone::shakeHands(quarloLink* link) {
-    return answer(link, 1);
 }
 
 void Reports::onState(void* context, quarloSession* session, const quarloSessionInfo* info) {
@@ -248,6 +192,22 @@ std::vector<Reports::Report> Reports::all() const {
     return reports;
 }
 
+std::vector<Reports::Report> Reports::of(quarloSessionState state) const {
+    std::vector<Report> found = all();
+    std::erase_if(found, [state](const Report& report) { return report.state != state; });
+    return found;
+}
+
+void Reports::note(const std::string& text) {
+    const std::lock_guard lock(mutex);
+    texts.push_back(text);
+}
+
+std::vector<std::string> Reports::notes() const {
+    const std::lock_guard lock(mutex);
+    return texts;
+}
+
 SessionSetup configOf(Reports& reports, UInt16 port) {
     SessionSetup setup = {};
     setup.size = sizeof(quarloSessionConfig);
@@ -258,6 +218,10 @@ SessionSetup configOf(Reports& reports, UInt16 port) {
     setup.description = "session test";
     setup.context = &reports;
     setup.stateCallback = Reports::onState;
+    setup.configure = [](void*, quarloSession*, void* instance) {
+        quarlo_SetTraceClass(instance, eTRACECLASS_NONE);
+        return eRETURN_OKAY;
+    };
     setup.firstDelay = 10;
     return setup;
 }
@@ -268,11 +232,6 @@ Session startSession(SessionSetup setup) {
     Session session(quarloSession_Start(&setup, &failure));
     EXPECT_NE(session, nullptr) << failure.text;
     return session;
-}
-
-void stay(int descriptor, int /*connection*/) {
-    while (!Phone::nextPacket(descriptor).empty()) {
-    }
 }
 
 }  // namespace quarlo::test

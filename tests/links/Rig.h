@@ -50,7 +50,18 @@ void send(quarloLink* link, Bytes bytes);
 Bytes readFully(int descriptor, std::size_t count);
 bool writeFully(int descriptor, const Bytes& bytes);
 
-enum class Kind { Pair, Tcp, Unix, Pipes, Serial };
+/** A TCP port of the loopback address, at which nobody listens unless there is a queue. */
+struct Place {
+    explicit Place(int queue = -1);
+    ~Place();
+    Place(const Place&) = delete;
+    Place& operator=(const Place&) = delete;
+
+    const int descriptor;
+    UInt16 port = 0;
+};
+
+enum class Kind { Pair, Tcp, Pipes, Serial };
 
 /** A link and its far end. */
 class Wire {
@@ -66,13 +77,20 @@ class Wire {
     quarloLink* link = nullptr;
     int farInput = -1;
     int farOutput = -1;
-
-  private:
-    void makeSocket(Kind kind);
 };
 
 /** A pseudo terminal: the master, and the path of the device. */
 int openTerminal(std::string& device);
+
+/** One packet with its header, empty at the end of the stream. */
+Bytes nextPacket(quarloLink* link);
+/**
+ * Answers a head unit until it has finished the handshake; false when it went away. What follows at
+ * once may still find it outside of RUN: its next packet shows that it is there.
+ */
+bool shakeHands(quarloLink* link, unsigned acknowledge = 1);
+/** Reads packets until the head unit leaves. */
+void stay(quarloLink* link, int connection = 0);
 
 /**
  * A phone behind a listening TCP socket of the loopback address. Each connection is taken through
@@ -80,29 +98,22 @@ int openTerminal(std::string& device);
  */
 class Phone {
   public:
-    using Script = std::function<void(int descriptor, int connection)>;
+    using Script = std::function<void(quarloLink* link, int connection)>;
 
-    explicit Phone(Script afterRun, bool isListening = true);
+    explicit Phone(Script afterRun);
     ~Phone();
     Phone(const Phone&) = delete;
     Phone& operator=(const Phone&) = delete;
 
-    [[nodiscard]] UInt16 port() const { return listeningPort; }
+    [[nodiscard]] UInt16 port() const { return quarloListener_GetPort(listener); }
     [[nodiscard]] int connections() const { return count.load(); }
-    /** Answers a head unit until it has finished the handshake; false when it went away. */
-    static bool shakeHands(int descriptor, unsigned acknowledge = 1);
-    static bool shakeHands(quarloLink* link);
-    /** One packet with its header, empty at the end of the stream. */
-    static Bytes nextPacket(int descriptor);
 
   private:
     void serve();
 
     Script script;
-    int listening = -1;
-    UInt16 listeningPort = 0;
+    quarloListener* listener;
     std::atomic<int> count{0};
-    std::atomic<bool> isEnding{false};
     std::thread thread;
 };
 
@@ -119,8 +130,13 @@ class Reports {
 
     static void onState(void* context, quarloSession* session, const quarloSessionInfo* info);
     /** Waits until this state has been reported so often. */
-    bool waitFor(quarloSessionState state, unsigned times = 1, int seconds = 20);
+    bool waitFor(quarloSessionState state, unsigned times = 1, int seconds = 60);
     std::vector<Report> all() const;
+    /** Of all, those of this state. */
+    std::vector<Report> of(quarloSessionState state) const;
+    /** What the host saw beside them, in order. */
+    void note(const std::string& text);
+    std::vector<std::string> notes() const;
 
     /** Called on the session thread, after the report was kept. */
     std::function<void(quarloSession*, const quarloSessionInfo&)> reaction;
@@ -129,6 +145,7 @@ class Reports {
     mutable std::mutex mutex;
     std::condition_variable changed;
     std::vector<Report> reports;
+    std::vector<std::string> texts;
 };
 
 /** A configuration with the transport that it points to once it is started. */
@@ -142,9 +159,6 @@ struct EndSession {
 };
 using Session = std::unique_ptr<quarloSession, EndSession>;
 Session startSession(SessionSetup setup);
-
-/** Reads packets until the head unit leaves. */
-void stay(int descriptor, int connection);
 
 }  // namespace quarlo::test
 

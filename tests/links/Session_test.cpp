@@ -1,11 +1,9 @@
 // Links under a running library, and sessions with a scripted phone: what the host is told, and how
 // connections end.
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 
 #include "Host.h"
@@ -14,7 +12,7 @@
 namespace quarlo::test {
 namespace {
 
-constexpr UInt16 rawIdentifier = 7;
+using States = std::vector<quarloSessionState>;
 
 TEST(Attach, WantsTheLinkAsConnectionAndAContextOfItsOwn) {
     const Library library;
@@ -45,7 +43,7 @@ TEST(Attach, DeletingAnInstanceEndsItsBlockedReadAtOnceAndTheLinkCanGoOn) {
         quarlo_SetInitialisationTimeout(instance, 0);
         ASSERT_EQ(quarloLink_Attach(wire.link, instance, nullptr), eRETURN_OKAY);
         quarlo_StartMainThread(instance);
-        EXPECT_EQ(Phone::nextPacket(wire.farInput)[0], 1) << "protocol version";
+        EXPECT_EQ(readFully(wire.farInput, 15)[0], 1) << "protocol version";
         quarlo_DeleteInstance(instance);
     };
     useOnce();
@@ -54,92 +52,82 @@ TEST(Attach, DeletingAnInstanceEndsItsBlockedReadAtOnceAndTheLinkCanGoOn) {
 
 TEST(Session, TellsTheHostHowItFaresAndConfiguresEveryInstance) {
     const Library library;
-    struct Counting : Reports {
-        std::atomic<int> configured{0};
-        std::atomic<int> warnings{0};
-    } counting;
-    Phone phone([](int descriptor, int connection) {
-        if (connection > 0) stay(descriptor, connection);
+    Reports reports;
+    Phone phone([](quarloLink* link, int connection) {
+        if (connection > 0) stay(link);
     });
-    SessionSetup config = configOf(counting, phone.port());
+    SessionSetup config = configOf(reports, phone.port());
     config.configure = [](void* context, quarloSession*, void* instance) {
-        ++static_cast<Counting*>(static_cast<Reports*>(context))->configured;
-        quarlo_SetTraceOutput(instance, [](void* own, eTraceClass traceClass, char*) {
-            auto& self = *static_cast<Counting*>(static_cast<Reports*>(own));
-            self.warnings += traceClass == eTRACECLASS_WARNING;
+        static_cast<Reports*>(context)->note("configured");
+        quarlo_SetTraceOutput(instance, [](void* own, eTraceClass traceClass, char* text) {
+            if (traceClass == eTRACECLASS_WARNING) static_cast<Reports*>(own)->note(text);
         });
         return eRETURN_OKAY;
     };
     Session session = startSession(config);
-    ASSERT_TRUE(counting.waitFor(eSESSIONSTATE_Running, 2));
-    EXPECT_EQ(counting.configured, 2);
-    EXPECT_EQ(counting.warnings, 0) << "of what the session has chosen itself";
+    ASSERT_TRUE(reports.waitFor(eSESSIONSTATE_Running, 2));
+    // The session has chosen nothing itself that the library would warn of.
+    EXPECT_EQ(reports.notes(), (std::vector<std::string>{"configured", "configured"}));
     session.reset();
-    std::vector<quarloSessionState> states;
-    for (const Reports::Report& report : counting.all()) states.push_back(report.state);
-    EXPECT_EQ(states, (std::vector<quarloSessionState>{
-                          eSESSIONSTATE_Connecting, eSESSIONSTATE_Connected, eSESSIONSTATE_Running,
-                          eSESSIONSTATE_Waiting, eSESSIONSTATE_Connecting, eSESSIONSTATE_Connected,
-                          eSESSIONSTATE_Running, eSESSIONSTATE_Stopped}));
-    EXPECT_NE(counting.all()[3].reason.find("the connection"), std::string::npos);
+    States states;
+    for (const Reports::Report& report : reports.all()) states.push_back(report.state);
+    EXPECT_EQ(states,
+              (States{eSESSIONSTATE_Connecting, eSESSIONSTATE_Connected, eSESSIONSTATE_Running,
+                      eSESSIONSTATE_Waiting, eSESSIONSTATE_Connecting, eSESSIONSTATE_Connected,
+                      eSESSIONSTATE_Running, eSESSIONSTATE_Stopped}));
+    EXPECT_NE(reports.all()[3].reason.find("the connection"), std::string::npos);
 }
 
 TEST(Session, ARefusalASilenceAndAnUnfinishedHandshakeEndTheConnection) {
+    struct Custom : Reports {
+        int descriptor = -1;
+        bool hasWatchdog = false;
+    };
     struct Case {
         const char* reason;
-        std::function<void(int)> phone;
-        UInt32 handshakeLimit;
-        bool hasWatchdog;
-    };
-    const auto silent = [](int descriptor) {
-        pollfd gone = {descriptor, 0, 0};
-        poll(&gone, 1, 10000);
+        std::function<void(quarloLink*)> phone;
     };
     const auto inRun = [](const Bytes& last) {
-        return [last](int descriptor) {
-            Phone::shakeHands(descriptor);
-            writeFully(descriptor, last);
-            shutdown(descriptor, SHUT_WR);
+        return [last](quarloLink* link) {
+            shakeHands(link);
+            send(link, last);
+            quarloLink_EndSending(link);
         };
     };
     const Case cases[] = {
-        {"the phone refused the protocol version",
-         [](int descriptor) { Phone::shakeHands(descriptor, 0); }, 0, false},
+        {"the phone refused the protocol version", [](quarloLink* link) { shakeHands(link, 0); }},
         {"the phone refused the head unit",
-         [](int descriptor) {
-             Phone::nextPacket(descriptor);
-             writeFully(descriptor, packet(2, u8(1)));
-             Phone::nextPacket(descriptor);
-             writeFully(descriptor, packet(12, u8(0)));
-         },
-         0, false},
-        {"the phone refused the frame size", inRun(packet(28, u8(0))), 0, false},
-        {"the phone refused the pixel format", inRun(packet(22, u8(7))), 0, false},
-        {"the phone sent a packet of an unknown type", inRun(packet(200)), 0, false},
+         [](quarloLink* link) {
+             nextPacket(link);
+             send(link, packet(2, u8(1)));
+             nextPacket(link);
+             send(link, packet(12, u8(0)));
+         }},
+        {"the phone refused the frame size", inRun(packet(28, u8(0)))},
+        {"the phone refused the pixel format", inRun(packet(22, u8(7)))},
+        {"the phone sent a packet of an unknown type", inRun(packet(200))},
         {"the phone sent what cannot be read, or memory is exhausted; see the trace",
-         inRun(packet(50, u8(1) + u16(9))), 0, false},
-        {"the phone closed the connection", inRun({}), 0, false},
-        {"RUN was not reached within 0.2 s", silent, 200, false},
+         inRun(packet(50, u8(1) + u16(9)))},
+        {"the phone closed the connection", inRun({})},
+        {"RUN was not reached within 0.2 s", [](quarloLink* link) { stay(link); }},
         {"no sign of life from the phone",
-         [&](int descriptor) {
-             Phone::shakeHands(descriptor);
-             silent(descriptor);
-         },
-         0, true},
+         [](quarloLink* link) {
+             shakeHands(link);
+             stay(link);
+         }},
     };
     const Library library;
     for (const Case& each : cases) {
+        SCOPED_TRACE(each.reason);
         int ends[2];
         ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-        std::thread phone([&] { each.phone(ends[1]); });
-        struct Custom : Reports {
-            int descriptor = -1;
-            bool hasWatchdog = false;
-        } custom;
+        quarloLink* far = quarloLink_FromDescriptors(ends[1], ends[1], nullptr);
+        std::thread phone([&] { each.phone(far); });
+        Custom custom;
         custom.descriptor = ends[0];
-        custom.hasWatchdog = each.hasWatchdog;
+        custom.hasWatchdog = each.reason == cases[8].reason;
         SessionSetup config = configOf(custom, 0);
-        config.handshakeLimit = each.handshakeLimit;
+        config.handshakeLimit = each.reason == cases[7].reason ? 200 : 0;
         config.firstDelay = 10000;
         config.place.kind = eTRANSPORT_Custom;
         config.place.open = [](void* context, quarloSession*, quarloLinkFailure* failure) {
@@ -153,11 +141,11 @@ TEST(Session, ARefusalASilenceAndAnUnfinishedHandshakeEndTheConnection) {
             return eRETURN_OKAY;
         };
         Session session = startSession(config);
-        EXPECT_TRUE(custom.waitFor(eSESSIONSTATE_Waiting)) << each.reason;
+        EXPECT_TRUE(custom.waitFor(eSESSIONSTATE_Waiting));
         EXPECT_EQ(custom.all().back().reason, each.reason);
         session.reset();
         phone.join();
-        close(ends[1]);
+        quarloLink_Close(far);
     }
 }
 
@@ -173,7 +161,7 @@ TEST(Session, ServesPhonesThatConnectToIt) {
     for (unsigned round = 1; round <= 2; ++round) {
         quarloLink* phone = nullptr;
         while (phone == nullptr) phone = quarloLink_ConnectUnix(path.c_str(), nullptr);
-        EXPECT_TRUE(Phone::shakeHands(phone));
+        EXPECT_TRUE(shakeHands(phone));
         EXPECT_TRUE(reports.waitFor(eSESSIONSTATE_Running, round));
         quarloLink_Close(phone);
         EXPECT_TRUE(reports.waitFor(eSESSIONSTATE_Connecting, round + 1));
@@ -195,28 +183,30 @@ TEST(Session, OneListenerServesSeveralSessions) {
         config.place.listener = listener;
         sessions[i] = startSession(config);
     }
-    const UInt16 port = quarloListener_GetPort(listener);
-    const auto connectOne = [&] {
+    const auto runs = [&](int i) { return reports[i].of(eSESSIONSTATE_Running).size(); };
+    const auto connectOne = [&](std::size_t expected) {
+        const UInt16 port = quarloListener_GetPort(listener);
         phones.push_back(quarloLink_ConnectTcp("127.0.0.1", port, 0, nullptr));
-        EXPECT_TRUE(Phone::shakeHands(phones.back()));
+        EXPECT_TRUE(shakeHands(phones.back()));
+        while (runs(0) + runs(1) < expected) std::this_thread::yield();
     };
-    connectOne();
-    connectOne();
-    for (Reports& each : reports) EXPECT_TRUE(each.waitFor(eSESSIONSTATE_Running));
+    connectOne(1);
+    connectOne(2);
+    EXPECT_EQ(runs(0), runs(1));
     // One goes; the other session is not disturbed, and the place is free again.
     quarloLink_Close(phones[0]);
     phones.erase(phones.begin());
-    connectOne();
-    const auto runs = [&](Reports& of) { return of.waitFor(eSESSIONSTATE_Running, 2, 1); };
-    EXPECT_NE(runs(reports[0]), runs(reports[1]));
-    for (Session& each : sessions) each.reset();
+    connectOne(3);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(reports[i].of(eSESSIONSTATE_Waiting).size() + 1, runs(i));
+        sessions[i].reset();
+    }
     for (quarloLink* each : phones) quarloLink_Close(each);
     quarloListener_Close(listener);
 }
 
 TEST(Session, SaysWhatOfAConfigurationMakesNoSense) {
     Reports reports;
-    quarloSessionConfig none = {};
     struct Case {
         const char* text;
         std::function<void(SessionSetup&)> spoil;
@@ -242,25 +232,22 @@ TEST(Session, SaysWhatOfAConfigurationMakesNoSense) {
         EXPECT_EQ(std::string(failure.text), std::string("cannot start session: ") + each.text);
         EXPECT_EQ(failure.number, EINVAL);
     }
+    const quarloSessionConfig none = {};
     EXPECT_EQ(quarloSession_Start(&none, nullptr), nullptr);
 }
 
 TEST(Session, EndsQuicklyWhileAPhoneStallsItsSenders) {
     const Library library;
     Reports reports;
-    std::atomic<bool> isOver{false};
-    Phone phone([&](int, int) {
-        while (!isOver) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    });
-    SessionSetup config = configOf(reports, phone.port());
-    Session session = startSession(config);
+    Phone phone([&](quarloLink*, int) { reports.waitFor(eSESSIONSTATE_Stopped); });
+    Session session = startSession(configOf(reports, phone.port()));
     ASSERT_TRUE(reports.waitFor(eSESSIONSTATE_Running));
     std::thread sender([&] {
         Bytes block(60000, 1);
         for (int i = 0; i < 2000; ++i) {
             void* instance = quarloSession_Acquire(session.get());
             if (instance == nullptr) return;
-            quarlo_CustomDataRaw(instance, rawIdentifier, 60000, block.data());
+            quarlo_CustomDataRaw(instance, 7, 60000, block.data());
             quarloSession_Release(session.get());
         }
     });
@@ -270,7 +257,6 @@ TEST(Session, EndsQuicklyWhileAPhoneStallsItsSenders) {
     ASSERT_TRUE(reports.waitFor(eSESSIONSTATE_Stopped));
     EXPECT_LT(millisecondsSince(start), 10000);
     sender.join();
-    isOver = true;
 }
 
 }  // namespace

@@ -69,7 +69,7 @@ using Lines = std::vector<std::vector<std::string>>;
 inline Lines linesOf(const std::string& command, char separator) {
     Lines lines;
     std::FILE* output = popen(command.c_str(), "r");
-    std::array<char, 65536> buffer;
+    std::array<char, 131072> buffer;
     while (std::fgets(buffer.data(), static_cast<int>(buffer.size()), output) != nullptr) {
         std::string line(buffer.data());
         if (!line.empty() && line.back() == '\n') line.pop_back();
