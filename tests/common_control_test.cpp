@@ -5,9 +5,10 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-#include <condition_variable>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <semaphore>
 
 namespace quarlo {
 namespace {
@@ -22,39 +23,37 @@ struct Stage {
 };
 
 Steps<Deed<Stage>> table() {
+    using argument::text;
     Steps<Deed<Stage>> steps;
-    steps.add(
-        "say", "remembers a text",
-        [](const std::string& text) -> Deed<Stage> {
-            return [text](Stage& stage, Turn&) -> Outcome {
-                stage.said.push_back(text);
-                return text == "no" ? "it is no" : "";
-            };
-        },
-        argument::text("TEXT"));
-    steps.add(
-        "await", "waits until somebody has said it",
-        [](const std::string& text) -> Deed<Stage> {
-            return [text](Stage& stage, Turn&) -> Outcome {
-                const auto& said = stage.said;
-                const bool isSaid = std::find(said.begin(), said.end(), text) != said.end();
-                return isSaid ? isWellDone : goesOn;
-            };
-        },
-        argument::text("TEXT"));
+    const auto say = [](const std::string& text) -> Deed<Stage> {
+        return [text](Stage& stage, Turn&) -> Outcome {
+            stage.said.push_back(text);
+            return text == "no" ? "it is no" : "";
+        };
+    };
+    const auto await = [](const std::string& text) -> Deed<Stage> {
+        return [text](Stage& stage, Turn&) -> Outcome {
+            return std::count(stage.said.begin(), stage.said.end(), text) > 0 ? isWellDone : goesOn;
+        };
+    };
+    steps.add("say", "remembers a text", say, text("TEXT"));
+    steps.add("await", "waits until somebody has said it", await, text("TEXT"));
     return steps;
+}
+
+sockaddr_un addressOf(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    return address;
 }
 
 class Client {
   public:
     explicit Client(const std::string& path) : socket(::socket(AF_UNIX, SOCK_STREAM, 0)) {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        path.copy(address.sun_path, sizeof address.sun_path - 1);
-        isOpen =
-            ::connect(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-        const timeval limit{60, 0};
-        ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+        const sockaddr_un address = addressOf(path);
+        isOpen = ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address),
+                           sizeof address) == 0;
     }
     void send(const std::string& text) {
         ::send(socket.get(), text.data(), text.size(), MSG_NOSIGNAL);
@@ -88,27 +87,14 @@ class Served {
     }
 
   private:
-    void wake() {
-        const std::lock_guard guard(lock);
-        hasNews = true;
-        rung.notify_one();
-    }
+    void wake() { rung.release(); }
     void run() {
-        while (!isStopping) {
-            {
-                std::unique_lock guard(lock);
-                rung.wait(guard, [this] { return hasNews; });
-                hasNews = false;
-            }
-            control.run(0ms);
-        }
+        for (rung.acquire(); !isStopping; rung.acquire()) control.run(0ms);
     }
 
     const Steps<Deed<Stage>> steps = table();
     std::vector<std::string> said;
-    std::mutex lock;
-    std::condition_variable rung;
-    bool hasNews = false;
+    std::counting_semaphore<> rung{0};
     std::atomic<bool> isStopping{false};
     Control<Stage> control;
     std::thread thread;
@@ -185,10 +171,9 @@ TEST_F(ControlTest, TakesNoPlaceThatIsSomebodyElses) {
     {
         // What a program that was killed leaves behind.
         const Descriptor dead(::socket(AF_UNIX, SOCK_STREAM, 0));
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        path.copy(address.sun_path, sizeof address.sun_path - 1);
-        ASSERT_EQ(::bind(dead.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        const sockaddr_un address = addressOf(path);
+        ASSERT_EQ(::bind(dead.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
+                  0);
     }
     ASSERT_TRUE(std::filesystem::exists(path));
     const Served served(path);

@@ -70,19 +70,16 @@ TEST_F(FingersTest, PointAtWhatIsUnderThemAtEverySize) {
     EXPECT_EQ(told(), "move 25,75 #1");
     fingers.up(mouse, {799, 399});
     EXPECT_EQ(told(), "up 199,99 #1");
-}
-
-TEST_F(FingersTest, BeginOnThePictureOnly) {
-    fingers.down(mouse, {100, 199});
-    fingers.move(mouse, {100, 300});
-    fingers.up(mouse, {100, 300});
-    EXPECT_EQ(told(), "");
     fingers.place({0, 0, 400, 400}, fit(0, 0, {0, 0, 400, 400}));
     fingers.down(mouse, {0, 0});
     EXPECT_EQ(told(), "");
 }
 
-TEST_F(FingersTest, SlideAlongTheEdgeAndEndOutsideOfTheWindow) {
+TEST_F(FingersTest, BeginOnThePictureSlideAlongItsEdgeAndEndOutsideOfTheWindow) {
+    fingers.down(mouse, {100, 199});
+    fingers.move(mouse, {100, 300});
+    fingers.up(mouse, {100, 300});
+    EXPECT_EQ(told(), "");
     fingers.down(mouse, {100, 300});
     fingers.move(mouse, {100, 10});
     EXPECT_EQ(told(), "down 50,50 #1 move 50,0 #1");
@@ -92,34 +89,24 @@ TEST_F(FingersTest, SlideAlongTheEdgeAndEndOutsideOfTheWindow) {
     EXPECT_EQ(told(), "up 0,50 #1");
 }
 
-TEST_F(FingersTest, KeepTheirNumbersUntilTheyGoUp) {
+TEST_F(FingersTest, KeepTheirNumbersUntilTheyGoUpAndTellTheirLatestMove) {
     fingers.down(first, {0, 200});
     fingers.down(second, {200, 300});
     fingers.down(second, {0, 200});
     EXPECT_EQ(told(), "down 0,0 #1 down 100,50 #2");
-    fingers.up(first, {0, 200});
-    fingers.move(second, {202, 300});
-    fingers.down(mouse, {4, 204});
-    EXPECT_EQ(told(), "up 0,0 #1 move 101,50 #2 down 2,2 #1");
-    fingers.liftAll();
-    fingers.liftAll();
-    EXPECT_EQ(told(), "up 2,2 #1 up 101,50 #2");
-    EXPECT_FALSE(fingers.areDown());
-}
-
-TEST_F(FingersTest, OnlyTheLatestOfSeveralMovesIsTold) {
-    fingers.down(first, {0, 200});
-    fingers.down(second, {0, 200});
-    told();
     for (int i = 1; i <= 10; ++i) {
         fingers.move(first, {2.0 * i, 200});
-        fingers.move(second, {4.0 * i, 200});
+        fingers.move(second, {200.0 + i, 300});
     }
-    EXPECT_EQ(told(), "move 10,0 #1 move 20,0 #2");
-    fingers.move(first, {0, 200});
-    fingers.up(second, {0, 200});
+    fingers.up(second, {200, 300});
     fingers.move(first, {2, 200});
-    EXPECT_EQ(told(), "move 0,0 #1 up 0,0 #2 move 1,0 #1");
+    EXPECT_EQ(told(), "move 10,0 #1 move 105,50 #2 up 100,50 #2 move 1,0 #1");
+    fingers.down(mouse, {4, 204});
+    EXPECT_EQ(told(), "down 2,2 #2");
+    fingers.liftAll();
+    fingers.liftAll();
+    EXPECT_EQ(told(), "up 2,2 #2 up 1,0 #1");
+    EXPECT_FALSE(fingers.areDown());
 }
 
 TEST_F(FingersTest, AreNoMoreThanTen) {

@@ -59,65 +59,71 @@ TEST(Reports, ShowOnlyWhatAPlaceHas) {
               "\"P\" PositionOnly longitude -1.000000 latitude -2.000000");
 }
 
+using Bytes = std::vector<UInt8>;
+
+std::string remark(HostStore& store, ServerCustomDataRawType what, UInt16 identifier,
+                   const Bytes& data = {}) {
+    return store.apply(what, identifier, data).remark;
+}
+
+std::optional<Bytes> kept(HostStore& store, UInt16 identifier) {
+    return store.apply(eSERVERCUSTOMDATARAWTYPE_GetPersistent, identifier, {}).answer;
+}
+
 TEST(HostStore, AFileKeepsTheLastingBlocks) {
     const std::string file = testing::TempDir() + "lasting-blocks";
     std::filesystem::remove(file);
-    const std::vector<UInt8> first{1, 2, 3};
-    const std::vector<UInt8> second(300, 7);
+    const Bytes first{1, 2, 3};
+    const Bytes second(300, 7);
+    constexpr auto keep = eSERVERCUSTOMDATARAWTYPE_StorePersistent;
     {
         HostStore store(file);
-        store.apply(eSERVERCUSTOMDATARAWTYPE_StorePersistent, 0x123, first);
-        store.apply(eSERVERCUSTOMDATARAWTYPE_StorePersistent, 2, second);
-        store.apply(eSERVERCUSTOMDATARAWTYPE_StorePersistent, 3, second);
-        store.apply(eSERVERCUSTOMDATARAWTYPE_DeletePersistent, 3, {});
-        store.apply(eSERVERCUSTOMDATARAWTYPE_StoreHost, 4, first);
+        EXPECT_EQ(remark(store, keep, 0x123, first), "kept");
+        for (const UInt16 identifier : {UInt16{2}, UInt16{3}}) {
+            EXPECT_EQ(remark(store, keep, identifier, second), "kept");
+        }
+        remark(store, eSERVERCUSTOMDATARAWTYPE_DeletePersistent, 3);
+        remark(store, eSERVERCUSTOMDATARAWTYPE_StoreHost, 4, first);
     }
-    const auto kept = [](HostStore& store, UInt16 identifier) {
-        return store.apply(eSERVERCUSTOMDATARAWTYPE_GetPersistent, identifier, {}).answer;
-    };
     HostStore next(file);
     EXPECT_EQ(kept(next, 0x123), first);
     EXPECT_EQ(kept(next, 2), second);
-    for (const UInt16 gone : {UInt16{3}, UInt16{4}})
-        EXPECT_EQ(kept(next, gone), std::vector<UInt8>());
+    EXPECT_EQ(kept(next, 3), Bytes());
+    EXPECT_EQ(kept(next, 4), Bytes());
 
     std::filesystem::resize_file(file, std::filesystem::file_size(file) - 1);
     HostStore cut(file);
     EXPECT_EQ(kept(cut, 2), second);
-    EXPECT_EQ(kept(cut, 0x123), std::vector<UInt8>()) << "what is cut off is not there";
+    EXPECT_EQ(kept(cut, 0x123), Bytes()) << "what is cut off is not there";
 
     // Whatever else comes to be there is not for us.
     std::ofstream(file) << "a letter";
     HostStore other(file);
-    for (HostStore* store : {&other, &cut}) {
-        EXPECT_STREQ(store->apply(eSERVERCUSTOMDATARAWTYPE_StorePersistent, 1, first).remark,
-                     "kept, but the file cannot be written");
+    HostStore lost(testing::TempDir() + "no-such-directory/file");
+    for (HostStore* store : {&other, &cut, &lost}) {
+        EXPECT_EQ(remark(*store, keep, 1, first), "kept, but the file cannot be written");
     }
     EXPECT_EQ(std::filesystem::file_size(file), 8U);
-
-    HostStore lost(testing::TempDir() + "no-such-directory/file");
-    EXPECT_STREQ(lost.apply(eSERVERCUSTOMDATARAWTYPE_StorePersistent, 1, first).remark,
-                 "kept, but the file cannot be written");
     EXPECT_EQ(kept(lost, 1), first);
 }
 
 TEST(HostStore, KeepsBlocksUpToItsQuota) {
     HostStore store;
-    const std::vector<UInt8> block{1, 2, 3};
-    EXPECT_EQ(store.apply(eSERVERCUSTOMDATARAWTYPE_GetHost, 7, {}).answer, std::vector<UInt8>());
-    EXPECT_STREQ(store.apply(eSERVERCUSTOMDATARAWTYPE_StoreHost, 7, block).remark, "kept");
-    EXPECT_EQ(store.apply(eSERVERCUSTOMDATARAWTYPE_GetHost, 7, {}).answer, block);
-    store.apply(eSERVERCUSTOMDATARAWTYPE_DeleteHost, 7, {});
-    EXPECT_EQ(store.apply(eSERVERCUSTOMDATARAWTYPE_GetHost, 7, {}).answer, std::vector<UInt8>());
+    constexpr auto keep = eSERVERCUSTOMDATARAWTYPE_StoreHost;
+    const auto get = [&] { return store.apply(eSERVERCUSTOMDATARAWTYPE_GetHost, 7, {}).answer; };
+    EXPECT_EQ(get(), Bytes());
+    EXPECT_EQ(remark(store, keep, 7, {1, 2, 3}), "kept");
+    EXPECT_EQ(get(), (Bytes{1, 2, 3}));
+    remark(store, eSERVERCUSTOMDATARAWTYPE_DeleteHost, 7);
+    EXPECT_EQ(get(), Bytes());
 
-    const std::vector<UInt8> large(0xFFFF);
-    UInt16 kept = 0;
-    while (store.apply(eSERVERCUSTOMDATARAWTYPE_StoreHost, kept, large).remark ==
-           std::string("kept")) {
-        ASSERT_LE(++kept, Blocks::quota / large.size());
+    const Bytes large(0xFFFF);
+    UInt16 count = 0;
+    while (remark(store, keep, count, large) == "kept") {
+        ASSERT_LE(++count, Blocks::quota / large.size());
     }
-    EXPECT_EQ(kept, Blocks::quota / large.size());
-    EXPECT_STREQ(store.apply(eSERVERCUSTOMDATARAWTYPE_StoreHost, 0, large).remark, "kept")
+    EXPECT_EQ(count, Blocks::quota / large.size());
+    EXPECT_EQ(remark(store, keep, 0, large), "kept")
         << "a block takes the room of the one that it replaces";
 }
 

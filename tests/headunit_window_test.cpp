@@ -39,7 +39,6 @@ class WindowTest : public testing::Test {
         return std::exchange(unit.lines, {});
     }
 
-    static void push(SDL_Event event) { SDL_PushEvent(&event); }
     static void finger(Uint32 type, SDL_FingerID identifier, float x, float y) {
         SDL_Event event{};
         event.type = type;
@@ -47,7 +46,7 @@ class WindowTest : public testing::Test {
         event.tfinger.fingerId = identifier;
         event.tfinger.x = x;
         event.tfinger.y = y;
-        push(event);
+        SDL_PushEvent(&event);
     }
     static void button(Uint32 type, int x, int y) {
         SDL_Event event{};
@@ -56,20 +55,22 @@ class WindowTest : public testing::Test {
         event.button.button = SDL_BUTTON_LEFT;
         event.button.x = x;
         event.button.y = y;
-        push(event);
+        SDL_PushEvent(&event);
     }
-    static void key(Uint32 type, SDL_Keycode code) {
-        SDL_Event event{};
-        event.type = type;
-        event.key.keysym.sym = code;
-        push(event);
+    static void press(SDL_Keycode code) {
+        for (const Uint32 type : {SDL_KEYDOWN, SDL_KEYUP}) {
+            SDL_Event event{};
+            event.type = type;
+            event.key.keysym.sym = code;
+            SDL_PushEvent(&event);
+        }
     }
     static void happen(SDL_WindowEventID what) {
         SDL_Event event{};
         event.type = SDL_WINDOWEVENT;
         event.window.windowID = 1;
         event.window.event = static_cast<Uint8>(what);
-        push(event);
+        SDL_PushEvent(&event);
     }
 
     Options options;
@@ -95,9 +96,8 @@ TEST_F(WindowTest, FingersAreTouchesInTheFramesPixels) {
 }
 
 TEST_F(WindowTest, NoFingerStaysDown) {
-    const SDL_WindowEventID ends[] = {SDL_WINDOWEVENT_LEAVE, SDL_WINDOWEVENT_FOCUS_LOST,
-                                      SDL_WINDOWEVENT_MINIMIZED, SDL_WINDOWEVENT_HIDDEN};
-    for (const SDL_WindowEventID end : ends) {
+    for (const SDL_WindowEventID end : {SDL_WINDOWEVENT_LEAVE, SDL_WINDOWEVENT_FOCUS_LOST,
+                                        SDL_WINDOWEVENT_MINIMIZED, SDL_WINDOWEVENT_HIDDEN}) {
         button(SDL_MOUSEBUTTONDOWN, 10, 20);
         happen(end);
         EXPECT_EQ(told(), Lines{"touch Down 10,20 #1 Up 10,20 #1"}) << int{end};
@@ -109,12 +109,11 @@ TEST_F(WindowTest, NoFingerStaysDown) {
 TEST_F(WindowTest, ANewSessionIsToldTheModesAndOfFingersThatWereLeft) {
     button(SDL_MOUSEBUTTONDOWN, 10, 20);
     finger(SDL_FINGERDOWN, 40, 0.0F, 0.0F);
-    key(SDL_KEYDOWN, SDLK_n);
+    press(SDLK_n);
     EXPECT_EQ(told(), (Lines{"night 0", "touch Down 10,20 #1 Down 0,0 #2"}));
     board.closed("lost");
     finger(SDL_FINGERUP, 40, 0.0F, 0.0F);
-    key(SDL_KEYDOWN, SDLK_b);
-    key(SDL_KEYDOWN, SDLK_m);
+    press(SDLK_b);
     EXPECT_EQ(told(), Lines{});
     begin();
     EXPECT_EQ(told(), (Lines{"night 0", "moving 0", "block UseWhitelist", "touch Up 0,0 #2",
@@ -122,29 +121,24 @@ TEST_F(WindowTest, ANewSessionIsToldTheModesAndOfFingersThatWereLeft) {
 }
 
 TEST_F(WindowTest, KeysAreSoftkeysAndModes) {
-    const std::pair<SDL_Keycode, const char*> softkeys[] = {
-        {SDLK_HOME, "Home"}, {SDLK_ESCAPE, "Back"}, {SDLK_m, "Menu"}, {SDLK_f, "Search"}};
-    for (const auto& [code, name] : softkeys) {
-        key(SDL_KEYDOWN, code);
-        key(SDL_KEYUP, code);
-        const std::string begin = std::string("key ") + name;
-        EXPECT_EQ(told(), (Lines{begin + " Press", begin + " Release"}));
-    }
-    const std::pair<SDL_Keycode, const char*> modes[] = {
-        {SDLK_n, "night 0"},
-        {SDLK_n, "night 1"},
-        {SDLK_v, "moving 1"},
-        {SDLK_v, "moving 0"},
-        {SDLK_b, "block UseWhitelist"},
-        {SDLK_b, "block DenyAll"},
-        {SDLK_b, "block AllowAll"},
+    const std::pair<SDL_Keycode, Lines> keys[] = {
+        {SDLK_HOME, {"key Home Press", "key Home Release"}},
+        {SDLK_ESCAPE, {"key Back Press", "key Back Release"}},
+        {SDLK_m, {"key Menu Press", "key Menu Release"}},
+        {SDLK_f, {"key Search Press", "key Search Release"}},
+        {SDLK_n, {"night 0"}},
+        {SDLK_n, {"night 1"}},
+        {SDLK_v, {"moving 1"}},
+        {SDLK_v, {"moving 0"}},
+        {SDLK_b, {"block UseWhitelist"}},
+        {SDLK_b, {"block DenyAll"}},
+        {SDLK_b, {"block AllowAll"}},
     };
-    for (const auto& [code, line] : modes) {
-        key(SDL_KEYDOWN, code);
-        key(SDL_KEYUP, code);
-        EXPECT_EQ(told(), Lines{line});
+    for (const auto& [code, lines] : keys) {
+        press(code);
+        EXPECT_EQ(told(), lines);
     }
-    key(SDL_KEYDOWN, SDLK_q);
+    press(SDLK_q);
     EXPECT_FALSE(window->turn(0));
 }
 
