@@ -3,7 +3,7 @@
 
 #include <optional>
 
-#include "Story.h"
+#include "Calls.h"
 
 namespace quarlo::test {
 namespace {
@@ -57,14 +57,14 @@ TEST(AppStart, IsSentWithItsLists) {
 }
 
 TEST(AppStart, IsRefused) {
-    Story story;
-    EXPECT_EQ(story.call(quarlo_StartApp, nullptr, nullptr, nullptr), Lines{"= NULL_PARAM"});
+    Session session;
+    EXPECT_EQ(session.call(quarlo_StartApp, nullptr, nullptr, nullptr), Lines{"= NULL_PARAM"});
     KeyValue torn[] = {{one, two}, {one, nullptr}};
     KeyValue keyless[] = {{nullptr, two}};
     KeyValueList lists[] = {{2, torn}, {1, keyless}, {1, nullptr}};
     for (KeyValueList& list : lists) {
-        EXPECT_EQ(story.call(quarlo_StartApp, "u", &list, nullptr).back(), "= NULL_PARAM");
-        EXPECT_EQ(story.call(quarlo_StartApp, "u", &both, &list).back(), "= NULL_PARAM");
+        EXPECT_EQ(session.call(quarlo_StartApp, "u", &list, nullptr).back(), "= NULL_PARAM");
+        EXPECT_EQ(session.call(quarlo_StartApp, "u", &both, &list).back(), "= NULL_PARAM");
     }
     EXPECT_EQ(_quarlo_CopyKeyValueList(nullptr, &both), eRETURN_NULL_PARAM);
     qrKeyValueList to{};
@@ -82,15 +82,15 @@ TEST(AppStart, TheAnswerReachesTheHost) {
     const auto answer = [](const std::string& url, unsigned status) {
         return packet(74, text(url) + u8(status));
     };
-    Story story;
+    Session session;
     // The text names the icon's callback.
-    EXPECT_EQ(story.hear(answer("app:a", 2)),
+    EXPECT_EQ(session.hear(answer("app:a", 2)),
               head + "WRN AppStartedResponse received, but onAppIconResponseCallback not set.");
-    story.listenTo<Callback::AppStartedResponse>(quarlo_SetAppStartedResponseCallback);
-    EXPECT_EQ(story.hear(answer("app:a", 2) + answer("%s", 200)),
+    session.listenTo<Callback::AppStartedResponse>(quarlo_SetAppStartedResponseCallback);
+    EXPECT_EQ(session.hear(answer("app:a", 2) + answer("%s", 200)),
               head + "AppStartedResponse app:a 2" + head + "AppStartedResponse %s 200");
-    EXPECT_EQ(story.hear(answer("", 2)), failed);
-    EXPECT_EQ(hearWithoutMemory(story, answer(std::string(65535, 'u'), 2)), failed);
+    EXPECT_EQ(session.hear(answer("", 2)), failed);
+    EXPECT_EQ(hearWithoutMemory(session, answer(std::string(65535, 'u'), 2)), failed);
 
     Idle idle;
     idle.listenTo<Callback::AppStartedResponse>(quarlo_SetAppStartedResponseCallback);
@@ -107,49 +107,49 @@ Bytes iconRequest(const std::string& url, unsigned width, unsigned height,
 }
 
 TEST(IconRequest, OneAtATimeTakesTheFormatOfTheFrame) {
-    Story story;
+    Session session;
     const std::string usesFrame = "WRN RequestAppIcon - uses frame format for icon.";
-    EXPECT_EQ(story.call(quarlo_RequestAppIcon, "app:%s", 64, 65535),
+    EXPECT_EQ(session.call(quarlo_RequestAppIcon, "app:%s", 64, 65535),
               Lines{"INF RequestAppIcon with IdentifierURL='app:%s'"} + usesFrame +
                   sending(iconRequest("app:%s", 64, 65535)));
     // Only an answer for this app ends it.
     const Lines pending{"WRN RequestAppIcon for IdentifierURL='other' is pending; ignored.",
                         "= NOT_ALLOWED"};
-    EXPECT_EQ(story.call(quarlo_RequestAppIcon, "other", 1, 2), pending);
+    EXPECT_EQ(session.call(quarlo_RequestAppIcon, "other", 1, 2), pending);
     const auto answer = [](const std::string& url) {
         return packet(72, text(url) + u32(1) + u32(4) + u32(0));
     };
-    story.hear(answer("other"));
-    EXPECT_EQ(story.call(quarlo_RequestAppIcon, "other", 1, 2), pending);
-    story.hear(answer("app:%s"));
+    session.hear(answer("other"));
+    EXPECT_EQ(session.call(quarlo_RequestAppIcon, "other", 1, 2), pending);
+    session.hear(answer("app:%s"));
     // The frame's format was kept, and is no longer told of.
-    EXPECT_EQ(story.call(quarlo_RequestAppIcon, "other", 1, 2),
+    EXPECT_EQ(session.call(quarlo_RequestAppIcon, "other", 1, 2),
               Lines{"INF RequestAppIcon with IdentifierURL='other'"} +
                   sending(iconRequest("other", 1, 2)));
 }
 
 TEST(IconRequest, TakesItsOwnFormat) {
-    Idle story;
-    EXPECT_EQ(quarlo_SetPixelFormatEx(story.handle(), eGRAPHICTYPE_Icon, ePIXELFORMAT_RGBA8888, 4,
+    Idle session;
+    EXPECT_EQ(quarlo_SetPixelFormatEx(session.handle(), eGRAPHICTYPE_Icon, ePIXELFORMAT_RGBA8888, 4,
                                       ePIXELENDIANESS_BigEndian),
               eRETURN_OKAY);
-    story.host.run();
+    session.host.run();
     EXPECT_EQ(
-        story.call(quarlo_RequestAppIcon, "u", 1, 2),
+        session.call(quarlo_RequestAppIcon, "u", 1, 2),
         Lines{"INF RequestAppIcon with IdentifierURL='u'"} +
             sending(iconRequest("u", 1, 2, u8(ePIXELFORMAT_RGBA8888) + u8(1) + u32(0) + u8(4))));
 }
 
 TEST(IconRequest, IsRefused) {
-    Story story;
+    Session session;
     const Lines traced{"INF RequestAppIcon with IdentifierURL='u'"};
-    EXPECT_EQ(story.call(quarlo_RequestAppIcon, nullptr, 1, 1), Lines{"= NULL_PARAM"});
-    quarlo_SetPixelFormat(story.handle(), ePIXELFORMAT_RGB565, 2, ePIXELENDIANESS_LittleEndian);
-    EXPECT_EQ(story.call(quarlo_RequestAppIcon, "u", 1, 1),
+    EXPECT_EQ(session.call(quarlo_RequestAppIcon, nullptr, 1, 1), Lines{"= NULL_PARAM"});
+    quarlo_SetPixelFormat(session.handle(), ePIXELFORMAT_RGB565, 2, ePIXELENDIANESS_LittleEndian);
+    EXPECT_EQ(session.call(quarlo_RequestAppIcon, "u", 1, 1),
               traced + "WRN RequestAppIcon - icon format not allowed - use 4 byte coding." +
                   "= NOT_ALLOWED");
-    story.record()->serverCapabilities = 3;
-    EXPECT_EQ(story.call(quarlo_RequestAppIcon, "u", 1, 1),
+    session.record()->serverCapabilities = 3;
+    EXPECT_EQ(session.call(quarlo_RequestAppIcon, "u", 1, 1),
               (Lines{"WRN AppStart feature and therefore RequestAppIcon not supported by phone.",
                      "= NOT_SUPPORTED"}));
     Idle idle;
@@ -163,11 +163,11 @@ TEST(IconRequest, WithoutMemoryIsNotPending) {
     const std::string url(65535, 'u');
     const Lines head{("INF RequestAppIcon with IdentifierURL='" + url).substr(0, 4 + 1023),
                      "WRN RequestAppIcon - uses frame format for icon."};
-    std::optional<Story> story;
+    std::optional<Session> session;
     const auto action = [&] {
-        const Lines lines = story->call(quarlo_RequestAppIcon, url.c_str(), 1, 1);
+        const Lines lines = session->call(quarlo_RequestAppIcon, url.c_str(), 1, 1);
         const bool isPending =
-            story->record()->iconConfig.eIconReqState == eICONREQUESTSTATE_Requested;
+            session->record()->iconConfig.eIconReqState == eICONREQUESTSTATE_Requested;
         return lines + (isPending ? "pending" : "not pending");
     };
     // The packet's text names another one.
@@ -175,7 +175,7 @@ TEST(IconRequest, WithoutMemoryIsNotPending) {
         {head + sending(iconRequest(url, 1, 1)) + "pending",
          head + "WRN creation of ClientSettings packet failed." + "= PACKET_MEMORY" + "not pending",
          head + "= MEM_ALLOC" + "not pending", head + "= MEM_ALLOC" + "not pending"},
-        [&] { story.emplace(); }, action, [&] { story.reset(); });
+        [&] { session.emplace(); }, action, [&] { session.reset(); });
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 /* Phone calls, route requests, voice sessions, and the phone's state. */
 #include <gtest/gtest.h>
 
-#include "Story.h"
+#include "Calls.h"
 
 namespace quarlo::test {
 namespace {
@@ -31,22 +31,22 @@ TEST(PhoneCalls, InRunSendAtOnce) {
 }
 
 TEST(VoiceSupport, IsStoredInEveryState) {
-    Idle story;
-    quarlo_VoiceSupportInfo(story.handle(), eVOICESUPPORT_FullSCOSupport,
+    Idle session;
+    quarlo_VoiceSupportInfo(session.handle(), eVOICESUPPORT_FullSCOSupport,
                             eVOICESUPPORTCONSTRAINT_MicAndSpeakersTogetherOnly);
-    story.host.run();
+    session.host.run();
     // The handshake carries it.
-    EXPECT_EQ(story.host.count("sent " + hex(packet(61, u8(2) + u8(1)))), 1U);
-    quarlo_VoiceSupportInfo(story.handle(), static_cast<VoiceSupport>(77),
+    EXPECT_EQ(session.host.count("sent " + hex(packet(61, u8(2) + u8(1)))), 1U);
+    quarlo_VoiceSupportInfo(session.handle(), static_cast<VoiceSupport>(77),
                             static_cast<VoiceSupportConstraint>(78));
-    EXPECT_EQ(story.record()->voiceSupportInfo, 77);
-    EXPECT_EQ(story.record()->voiceSupportConstraint, 78);
+    EXPECT_EQ(session.record()->voiceSupportInfo, 77);
+    EXPECT_EQ(session.record()->voiceSupportConstraint, 78);
 }
 
 /* ---- the callbacks ---- */
 
 /** A host in RUN that dials and guides. */
-class Driver : public Story {
+class Driver : public Session {
   public:
     Driver() {
         quarlo_SetClientCapabilities(handle(), eCLIENTCAPABILITIES_InitiatePhoneCall, 1);
@@ -158,15 +158,15 @@ TEST(Guiding, WithoutMemoryTellsOfWhatThereIs) {
 
 TEST(VoiceSession, RequestsReachTheHost) {
     const Lines head{"INF ServerVoiceSessionRequest"};
-    Story story;
-    EXPECT_EQ(story.hear(packet(62, u8(3))), head);
-    story.listenTo<Callback::VoiceSessionRequest>(quarlo_SetVoiceSessionRequestCallback);
-    story.host.reaction = [&](const Heard&) {
-        quarlo_VoiceSessionStatus(story.handle(), eVOICESESSIONSTATUS_Active,
+    Session session;
+    EXPECT_EQ(session.hear(packet(62, u8(3))), head);
+    session.listenTo<Callback::VoiceSessionRequest>(quarlo_SetVoiceSessionRequestCallback);
+    session.host.reaction = [&](const Heard&) {
+        quarlo_VoiceSessionStatus(session.handle(), eVOICESESSIONSTATUS_Active,
                                   eVOICESESSIONSTATUSCONSTRAINT_NoConstraint);
     };
     const Lines answer = Lines{"INF VoiceSessionStatus"} + sending(packet(63, u8(3) + u8(0)));
-    EXPECT_EQ(story.hear(packet(62, u8(0)) + packet(62, u8(99))),
+    EXPECT_EQ(session.hear(packet(62, u8(0)) + packet(62, u8(99))),
               head + "VoiceSessionRequest 0" + answer + head + "VoiceSessionRequest 99" + answer);
 }
 

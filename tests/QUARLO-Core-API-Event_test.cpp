@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "ApiCalls.h"
-#include "Story.h"
+#include "Calls.h"
 
 namespace quarlo::test {
 namespace {
@@ -50,9 +50,9 @@ TEST(Position, IsTracedWholeAndJudgedBeforeItIsCut) {
     expectSendings({position("%s%n%1000d", {}), position(std::string(80, 'a'), {}),
                     position(std::string(80, 'a') + "b", cut),
                     position(std::string(65536 + 10, 'x'), cut)});
-    Story story;
-    EXPECT_EQ(story.call(quarlo_PositionInformation, nullptr), none);
-    EXPECT_EQ(story.call(quarlo_PositionInformation, ""), none);
+    Session session;
+    EXPECT_EQ(session.call(quarlo_PositionInformation, nullptr), none);
+    EXPECT_EQ(session.call(quarlo_PositionInformation, ""), none);
 }
 
 /* ---- touches ---- */
@@ -64,8 +64,8 @@ Bytes wire(const TouchEvent& t) {
 TEST(Touches, OfOneCallTravelTogetherInOrder) {
     TouchEvent two[] = {{eTOUCHTYPE_Down, 1, 65535, 0xFFFFFFFF},
                         {static_cast<TouchType>(200), 640, 480, 7}};
-    Story story;
-    EXPECT_EQ(story.call(quarlo_TouchEventsTimed, two, 2, 77),
+    Session session;
+    EXPECT_EQ(session.call(quarlo_TouchEventsTimed, two, 2, 77),
               Lines({"VER Touch Event", "VER     position = (1, 65535), event = 1, uniqueID = -1",
                      "VER     position = (640, 480), event = 200, uniqueID = 7"}) +
                   sending(packet(33, u8(2) + wire(two[0]) + wire(two[1]) + u32(77))));
@@ -74,30 +74,30 @@ TEST(Touches, OfOneCallTravelTogetherInOrder) {
     Bytes touches;
     for (const TouchEvent& touch : most) touches = touches + wire(touch);
     allocations::restart();
-    EXPECT_EQ(story.call(quarlo_TouchEventsTimed, most.data(), 255, 1).back(),
+    EXPECT_EQ(session.call(quarlo_TouchEventsTimed, most.data(), 255, 1).back(),
               sending(packet(33, u8(255) + touches + u32(1))).back());
     EXPECT_EQ(allocations::made(), 0);
 }
 
 TEST(Touches, WithoutATimeGetThePresent) {
-    Story story;
+    Session session;
     TouchEvent one{eTOUCHTYPE_Up, 1, 2, 3};
     const UInt32 before = quarlo_GetTimestamp();
-    story.host.forgetSent();
-    quarlo_TouchEvents(story.handle(), &one, 1);
-    quarlo_TouchEventsTimed(story.handle(), &one, 1, 0);
+    session.host.forgetSent();
+    quarlo_TouchEvents(session.handle(), &one, 1);
+    quarlo_TouchEventsTimed(session.handle(), &one, 1, 0);
     const UInt32 span = quarlo_GetTimestamp() - before;
-    ASSERT_EQ(story.host.sent().size(), 2U);
-    for (const Bytes& bytes : story.host.sent()) EXPECT_LE(numberAt(bytes, 19) - before, span);
+    ASSERT_EQ(session.host.sent().size(), 2U);
+    for (const Bytes& bytes : session.host.sent()) EXPECT_LE(numberAt(bytes, 19) - before, span);
 }
 
 TEST(Touches, AreRefusedWithAWarning) {
     const Lines empty{"VER Touch Event", "WRN touch event list size is 0."};
     TouchEvent one{};
-    Story story;
-    EXPECT_EQ(story.call(quarlo_TouchEvents, &one, 0), empty);
-    EXPECT_EQ(story.call(quarlo_TouchEvents, nullptr, 0), empty);
-    EXPECT_EQ(story.call(quarlo_TouchEvents, nullptr, 1),
+    Session session;
+    EXPECT_EQ(session.call(quarlo_TouchEvents, &one, 0), empty);
+    EXPECT_EQ(session.call(quarlo_TouchEvents, nullptr, 0), empty);
+    EXPECT_EQ(session.call(quarlo_TouchEvents, nullptr, 1),
               (Lines{"VER Touch Event", "WRN touch event array is NULL."}));
     Idle idle;
     EXPECT_EQ(idle.call(quarlo_TouchEvents, nullptr, 0),
@@ -114,18 +114,18 @@ TEST(Description, TextsAreCopiedWholeOrNotAtAll) {
     } getters[] = {{"GetLauncherUUID", &quarlo_GetLauncherUUID, "launcher-uuid"},
                    {"GetServerOSName", &quarlo_GetServerOSName, "PhoneOS 4"},
                    {"GetServerAppName", &quarlo_GetServerAppName, "phone"}};
-    Story story;
+    Session session;
     Idle idle;
     for (const auto& g : getters) {
         const auto length = static_cast<UInt16>(g.text.size());
         const Lines traced{std::string("INF ") + g.name};
         std::string buffer(g.text.size() + 1, '#');
-        EXPECT_EQ(story.call(g.get, nullptr, 100), traced);
-        EXPECT_EQ(story.call(g.get, buffer.data(), 0), traced);
+        EXPECT_EQ(session.call(g.get, nullptr, 100), traced);
+        EXPECT_EQ(session.call(g.get, buffer.data(), 0), traced);
         EXPECT_EQ(buffer[0], '#');
-        EXPECT_EQ(story.call(g.get, buffer.data(), length), traced);
+        EXPECT_EQ(session.call(g.get, buffer.data(), length), traced);
         EXPECT_EQ(buffer[0], '\0');
-        EXPECT_EQ(story.call(g.get, buffer.data(), length + 1),
+        EXPECT_EQ(session.call(g.get, buffer.data(), length + 1),
                   traced + ("= " + std::to_string(length)));
         EXPECT_EQ(buffer, g.text + '\0');
         // Before the handshake there is none.
@@ -134,33 +134,33 @@ TEST(Description, TextsAreCopiedWholeOrNotAtAll) {
 }
 
 TEST(Description, CapabilitiesHideTheDeprecatedOne) {
-    Story story;
-    EXPECT_EQ(story.record()->serverCapabilities, 7U);
-    EXPECT_EQ(story.call(quarlo_GetServerCapabilities),
+    Session session;
+    EXPECT_EQ(session.record()->serverCapabilities, 7U);
+    EXPECT_EQ(session.call(quarlo_GetServerCapabilities),
               (Lines{"INF GetServerCapabilities", "= 6"}));
     Idle idle;
     EXPECT_EQ(quarlo_GetServerCapabilities(idle.handle()), 0U);
 }
 
 TEST(Description, SoftkeysStayTheInstances) {
-    Story story;
+    Session session;
     UInt8 count = 0;
     Softkey* keys = nullptr;
-    EXPECT_EQ(story.call(quarlo_GetAvailableSoftkeys, &count, &keys),
+    EXPECT_EQ(session.call(quarlo_GetAvailableSoftkeys, &count, &keys),
               Lines{"INF GetAvailableSoftkeys"});
     ASSERT_EQ(count, 2);
     // Another description leaves what was handed out in place.
     const Softkey* const handedOut = keys;
-    story.record()->currentState = ePROTOCOL_STATE_INIT_SERVER;
-    story.hear(Host::serverInit("phone", {3, 4, 5}));
-    quarlo_GetAvailableSoftkeys(story.handle(), &count, &keys);
+    session.record()->currentState = ePROTOCOL_STATE_INIT_SERVER;
+    session.hear(Host::serverInit("phone", {3, 4, 5}));
+    quarlo_GetAvailableSoftkeys(session.handle(), &count, &keys);
     EXPECT_EQ(count, 3);
     EXPECT_EQ(handedOut[0], eSOFTKEY_Home);
     EXPECT_EQ(handedOut[1], eSOFTKEY_Back);
 
-    quarlo_GetAvailableSoftkeys(story.handle(), nullptr, &keys);
+    quarlo_GetAvailableSoftkeys(session.handle(), nullptr, &keys);
     EXPECT_EQ(keys, nullptr);
-    quarlo_GetAvailableSoftkeys(story.handle(), &count, nullptr);
+    quarlo_GetAvailableSoftkeys(session.handle(), &count, nullptr);
     EXPECT_EQ(count, 0);
     Idle idle;
     for (void* handle : {static_cast<void*>(nullptr), idle.handle()}) {
@@ -177,13 +177,13 @@ TEST(Description, SoftkeysStayTheInstances) {
 
 TEST(Block, StatusReachesTheHostInRunOnly) {
     const Lines received{"INF received packet BlockStatus"};
-    Story story;
-    EXPECT_EQ(story.hear(packet(40, u8(1))), received);
-    story.listenTo<Callback::BlockStatus>(quarlo_SetBlockStatusCallback);
-    EXPECT_EQ(story.hear(packet(40, u8(1)) + packet(40, u8(9))),
+    Session session;
+    EXPECT_EQ(session.hear(packet(40, u8(1))), received);
+    session.listenTo<Callback::BlockStatus>(quarlo_SetBlockStatusCallback);
+    EXPECT_EQ(session.hear(packet(40, u8(1)) + packet(40, u8(9))),
               received + "BlockStatus 1" + received + "BlockStatus 9");
     const Lines notHandled{"WRN received packet BlockHealth; not handled"};
-    EXPECT_EQ(story.hear(packet(42, u8(1))), notHandled);
+    EXPECT_EQ(session.hear(packet(42, u8(1))), notHandled);
     Idle idle;
     expectRefusals(idle, onReceiveBlockStatus, {"WRN ReceiveBlockStatus called with NULL packet."},
                    {"WRN received packet BlockStatus while in wrong status; ignored"});

@@ -1,9 +1,9 @@
 /* Audio requests, the host's answers, and the resulting audio type. */
 #include <gtest/gtest.h>
 
+#include "Calls.h"
 #include "QUARLO.Connector.IVI-API_C.h"
 #include "Radio.h"
-#include "Story.h"
 
 namespace quarlo::test {
 namespace {

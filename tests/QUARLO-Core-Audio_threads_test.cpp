@@ -6,8 +6,8 @@
 #include <optional>
 #include <thread>
 
+#include "Calls.h"
 #include "Radio.h"
-#include "Story.h"
 #include "Supervision.h"
 
 namespace quarlo::test {

@@ -1,7 +1,7 @@
 /* Custom data from the head unit to the phone, and the lists announced in the handshake. */
 #include <gtest/gtest.h>
 
-#include "Story.h"
+#include "Calls.h"
 
 namespace quarlo::test {
 namespace {
@@ -130,7 +130,7 @@ TEST(CustomDataCalls, OfBlocksAreSent) {
 }
 
 TEST(CustomDataCalls, RefuseWhatTheirChannelDoesNotHave) {
-    Story story;
+    Session session;
     const auto refuse = [&](const char* channel, const char* what,
                             std::initializer_list<unsigned> values, auto call,
                             const Lines& more = {}) {
@@ -138,7 +138,7 @@ TEST(CustomDataCalls, RefuseWhatTheirChannelDoesNotHave) {
             const bool isCan = std::string("Can") == channel;
             const std::string line = std::string("WRN CustomData '") + channel +
                                      "' called with invalid " + what + " " + std::to_string(value);
-            EXPECT_EQ(story.during([&] { return call(value)(story.handle()); }),
+            EXPECT_EQ(session.during([&] { return call(value)(session.handle()); }),
                       Lines{std::string("INF Client Custom Data ") + (isCan ? "CAN" : channel)} +
                           more + line + "= PARAM_VALUE");
         }
@@ -160,23 +160,23 @@ TEST(CustomDataCalls, RefuseWhatTheirChannelDoesNotHave) {
     refuse("Can", "data length code", {9, 255}, [](unsigned length) { return canCall(1, length); });
 
     EXPECT_EQ(
-        story.call(quarlo_CustomDataInt, eCLIENTCUSTOMDATAINTTYPE_ScreenTest, 4, nullptr),
+        session.call(quarlo_CustomDataInt, eCLIENTCUSTOMDATAINTTYPE_ScreenTest, 4, nullptr),
         (Lines{"WRN quarlo_CustomDataInt() called with NULL pointer to value.", "= NULL_PARAM"}));
     // Judged before the state.
     Idle idle;
-    for (Story* any : {&story, static_cast<Story*>(&idle)}) {
+    for (Session* any : {&session, static_cast<Session*>(&idle)}) {
         EXPECT_EQ(any->call(quarlo_CustomDataCan, eCLIENTCUSTOMDATACANTYPE_Generic, 1, 1, nullptr),
                   Lines{"= NULL_PARAM"});
     }
 }
 
 TEST(CustomDataCalls, OfAKeySendThePresentTime) {
-    Story story;
+    Session session;
     const UInt32 before = quarlo_GetTimestamp();
-    quarlo_CustomDataKey(story.handle(), eCLIENTCUSTOMDATAKEYTYPE_Click,
+    quarlo_CustomDataKey(session.handle(), eCLIENTCUSTOMDATAKEYTYPE_Click,
                          eCLIENTCUSTOMDATAKEYCODE_Ok);
     const UInt32 span = quarlo_GetTimestamp() - before;
-    const Bytes sent = story.host.sent().back();
+    const Bytes sent = session.host.sent().back();
     EXPECT_EQ(part(sent, 0, 15), part(customData(5, 4, u8(12) + u32(0)), 0, 15));
     EXPECT_LE(numberAt(sent, 15) - before, span);
 }
@@ -194,18 +194,18 @@ TEST(CustomKeys, OfTheProtocolAreValid) {
     }
 }
 
-Lines setKeys(Story& story, const Bytes& codes) {
+Lines setKeys(Session& session, const Bytes& codes) {
     std::vector<ClientCustomDataKeyCode> keys;
     for (const unsigned code : codes) keys.push_back(static_cast<ClientCustomDataKeyCode>(code));
     const Lines lines =
-        story.call(quarlo_SetCustomKeysSupported, static_cast<UInt8>(keys.size()), keys.data());
-    const quarlo_CoreInstance& record = *story.record();
+        session.call(quarlo_SetCustomKeysSupported, static_cast<UInt8>(keys.size()), keys.data());
+    const quarlo_CoreInstance& record = *session.record();
     EXPECT_EQ(record.customKeyList == nullptr, record.numberOfCustomKeys == 0);
     return lines;
 }
 
-Bytes keysOf(const Story& story) {
-    const quarlo_CoreInstance& record = *story.record();
+Bytes keysOf(const Session& session) {
+    const quarlo_CoreInstance& record = *session.record();
     return {record.customKeyList, record.customKeyList + record.numberOfCustomKeys};
 }
 
@@ -228,11 +228,11 @@ TEST(CustomKeys, AreStoredAsFarAsTheyAreValid) {
     setKeys(idle, {1});
     setKeys(idle, {});
     EXPECT_EQ(keysOf(idle), Bytes{});
-    Story story;
-    EXPECT_EQ(setKeys(story, {1}),
+    Session session;
+    EXPECT_EQ(setKeys(session, {1}),
               (Lines{"INF SetCustomKeysSupported()",
                      "WRN cannot set or change CustomKey list while running.", "= NOT_ALLOWED"}));
-    EXPECT_EQ(keysOf(story), Bytes{});
+    EXPECT_EQ(keysOf(session), Bytes{});
 }
 
 TEST(CustomData, KeysAndTypesAreAnnouncedInTheHandshake) {

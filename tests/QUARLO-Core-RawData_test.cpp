@@ -1,13 +1,13 @@
 /* The raw channel: blocks of bytes that the phone parks in the head unit and fetches back. */
 #include <gtest/gtest.h>
 
-#include "Story.h"
+#include "Calls.h"
 
 namespace quarlo::test {
 namespace {
 
 /** A host in RUN that notes what is meant for its own storage. */
-class Parker : public Story {
+class Parker : public Session {
   public:
     Parker() { listenTo<Callback::CustomDataRaw>(quarlo_SetCustomDataRawCallback); }
 };

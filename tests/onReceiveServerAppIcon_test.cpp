@@ -16,51 +16,63 @@ constexpr unsigned jpeg = 1;
 constexpr unsigned zlib = 2;
 constexpr unsigned uncompressed = 4;
 
+/** The library finds the stubs, and closes them all at its end. */
+struct Stubs {
+    Stubs() { findPluginsIn("good"); }
+    ~Stubs() {
+        EXPECT_EQ(openLibraries(), 0);
+        findPluginsIn("");
+    }
+    Stubs(const Stubs&) = delete;
+    Stubs& operator=(const Stubs&) = delete;
+};
+
 /** A host in RUN that has asked for an icon and notes what it gets. */
 class Icons {
   public:
-    explicit Icons(const char* folder = "good") : found(folder) {
-        EXPECT_EQ(session.during([&] {
-            EXPECT_EQ(quarlo_SetAppIconResponseCallback(session.handle(), &onIcon), eRETURN_OKAY);
-        }),
-                  Lines{"INF SetAppIconResponseCallback"});
-    }
+    Icons() { quarlo_SetAppIconResponseCallback(session.handle(), &onIcon); }
 
-    void ask(const char* url, unsigned width, unsigned height) {
-        session.host.record()->iconConfig.eIconReqState = eICONREQUESTSTATE_Unknown;
-        EXPECT_EQ(quarlo_RequestAppIcon(session.handle(), url, static_cast<UInt16>(width),
-                                        static_cast<UInt16>(height)),
-                  eRETURN_OKAY);
+    void ask(const char* url, UInt16 width, UInt16 height) {
+        session.record()->iconConfig.eIconReqState = eICONREQUESTSTATE_Unknown;
+        EXPECT_EQ(quarlo_RequestAppIcon(session.handle(), url, width, height), eRETURN_OKAY);
     }
     Lines answer(const std::string& url, unsigned compression, const Bytes& data) {
         return session.hear(
             packet(72, text(url) + u32(7) + u32(compression) + u32(data.size()) + data));
     }
-    [[nodiscard]] bool isPending() const {
-        return session.host.record()->iconConfig.eIconReqState == eICONREQUESTSTATE_Requested;
+    /** Without memory for blocks of this size and above. */
+    Lines answerWithout(std::size_t size, const std::string& url, unsigned compression,
+                        const Bytes& data) {
+        refuseAllocationsFrom(size);
+        const Lines lines = answer(url, compression, data);
+        refuseAllocationsFrom(0);
+        return lines;
     }
-
-    const Found found;
-    Session session;
+    [[nodiscard]] bool isPending() const {
+        return session.record()->iconConfig.eIconReqState == eICONREQUESTSTATE_Requested;
+    }
 
   private:
+    /** What a stub reports begins a picture of 10 x 10. */
     static void onIcon(void* context, AppIconResponse* icon) {
-        Bytes data(icon->uncompressedData, icon->uncompressedData + icon->uncompressedDataLength);
-        std::string line = std::string("icon ") + icon->IdentifierURL + " " +
-                           std::to_string(icon->UniqueIconID) + " #" + std::to_string(data.size());
-        StubReport report{};
-        if (data.size() == 400) {
-            std::memcpy(&report, data.data(), sizeof report);
-            for (const UInt32 value : {report.number, report.width, report.height, report.bpp,
-                                       report.format, report.endian, report.compression,
-                                       report.compressedDataLength, report.frameDataLength}) {
-                line += " " + std::to_string(value);
-            }
-        } else if (data.size() < 20) {
-            line += " " + hex(data);
+        const UInt32 length = icon->uncompressedDataLength;
+        std::string line = wordOf(icon->IdentifierURL) + " " + std::to_string(icon->UniqueIconID) +
+                           " #" + std::to_string(length);
+        if (length == 400) {
+            std::array<UInt32, 10> report{};
+            static_assert(sizeof report == sizeof(StubReport));
+            std::memcpy(report.data(), icon->uncompressedData, sizeof report);
+            line += wordOf(report.data(), report.size());
+        } else if (length < 20) {
+            line += wordOf(icon->uncompressedData, length);
         }
-        hostOf(context).note(line);
+        hostOf(context).note("icon" + line);
     }
+
+    const Stubs stubs;
+
+  public:
+    Session session;
 };
 
 Bytes order(const StubOrder& content) {
@@ -69,46 +81,53 @@ Bytes order(const StubOrder& content) {
     return bytes;
 }
 
+const Bytes good = order({0, 0, 0x55, 0});
+const Bytes reported = order({0, 0, 0x55, 1});
+
 Lines compression(unsigned value) {
-    return head + Lines{"VER \tIconCompression = " + std::to_string(static_cast<int>(value)) + "."};
+    return head + ("VER \tIconCompression = " + std::to_string(value) + ".");
 }
 
-const Lines dimensions{"VER Width=10, Height=10, Format=3, Endianess=2, BPP=4."};
-const Lines finished{"VER decompression of icon finished."};
+Lines unsupported(unsigned value) {
+    return compression(value) + "ERR compression not supported.";
+}
+
+const std::string dimensions = "VER Width=10, Height=10, Format=3, Endianess=2, BPP=4.";
+const std::string usesZlib = "VER data sent uses ZLIB compression";
 
 TEST(Icon, UncompressedIsHandedOnAsItIs) {
     Icons icons;
     icons.ask("u", 10, 10);
-    EXPECT_EQ(icons.answer("u", uncompressed, {1, 2, 3}),
-              compression(4) + Lines{"icon u 7 #3 01 02 03"});
+    EXPECT_EQ(icons.answer("u", uncompressed, {1, 2, 3}), compression(4) + "icon u 7 #3 [ 1 2 3 ]");
     EXPECT_FALSE(icons.isPending());
     // Unasked for, and without data.
-    EXPECT_EQ(icons.answer("%s", uncompressed, {}), compression(4) + Lines{"icon %s 7 #0 "});
+    EXPECT_EQ(icons.answer("%s", uncompressed, {}), compression(4) + "icon %s 7 #0 -");
 }
 
 TEST(Icon, IsDecompressedToTheSizeAskedFor) {
     Icons icons;
     icons.ask("u", 10, 10);
-    const Bytes reported = order({0, 0, 0x55, 1});
-    const auto icon = [&](unsigned plugin, unsigned value) {
-        return Lines{"icon u 7 #400 " + std::to_string(plugin) + " 10 10 4 3 2 " +
-                     std::to_string(value) + " " + std::to_string(reported.size()) + " 400"};
-    };
-    EXPECT_EQ(icons.answer("u", zlib, reported), compression(2) + dimensions +
-                                                     Lines{"VER data sent uses ZLIB compression"} +
-                                                     finished + icon(1, 2));
-    EXPECT_EQ(icons.answer("u", jpeg, reported),
-              compression(1) + dimensions +
-                  Lines{"WRN data sent uses JPEG compression - not allowed for icons"} + finished +
-                  icon(0, 1));
-    // Another plug-in's own, and a mixture that goes to the first.
-    EXPECT_EQ(icons.answer("u", 8, reported), compression(8) + dimensions + finished + icon(3, 8));
-    EXPECT_EQ(icons.answer("u", 3, reported), compression(3) + dimensions + finished + icon(0, 3));
-    EXPECT_EQ(icons.answer("u", 6, reported), compression(6) + dimensions + finished + icon(0, 6));
-    EXPECT_EQ(icons.answer("u", 32, reported),
-              compression(32) + Lines{"ERR compression not supported."});
-    EXPECT_EQ(icons.answer("u", 0, reported),
-              compression(0) + Lines{"ERR compression not supported."});
+    const struct {
+        unsigned value;
+        unsigned plugin;
+        Lines lines;
+    } compressions[] = {{zlib, 1, {usesZlib}},
+                        {jpeg, 0, {"WRN data sent uses JPEG compression - not allowed for icons"}},
+                        // Another plug-in's own, and mixtures that go to the first.
+                        {8, 3, {}},
+                        {3, 0, {}},
+                        {6, 0, {}}};
+    for (const auto& c : compressions) {
+        const std::string report = std::to_string(c.plugin) + " 10 10 4 3 2 " +
+                                   std::to_string(c.value) + " " + std::to_string(reported.size()) +
+                                   " 86 400 ]";
+        EXPECT_EQ(icons.answer("u", c.value, reported),
+                  compression(c.value) + dimensions + c.lines +
+                      "VER decompression of icon finished." + ("icon u 7 #400 [ " + report));
+    }
+    for (const unsigned none : {0U, 32U}) {
+        EXPECT_EQ(icons.answer("u", none, reported), unsupported(none));
+    }
 }
 
 // The mask still names what was closed; no other plug-in gets such data.
@@ -116,15 +135,7 @@ TEST(Icon, OfAClosedPluginIsNotSupported) {
     Icons icons;
     void* handle = icons.session.handle();
     icons.ask("u", 10, 10);
-    const auto expectUnsupported = [&](std::initializer_list<unsigned> values) {
-        for (const unsigned value : values) {
-            EXPECT_EQ(icons.answer("u", value, order({0, 0, 0x55, 0})),
-                      compression(value) + Lines{"ERR compression not supported."});
-        }
-    };
-    quarlo_SetFrameUpdateRawCallback(
-        handle, [](void*, UInt8, UInt16, UInt16, UInt16, UInt16, UInt8*, UInt32, UInt8, UInt8,
-                   PixelFormat, PixelEndianess, FrameCompression) {});
+    icons.session.listenTo<Callback::FrameUpdateRaw>(quarlo_SetFrameUpdateRawCallback);
     const auto close = [&](UInt32 kept) {
         EXPECT_EQ(quarlo_SetSupportedCompressions(handle, kept), eRETURN_OKAY);
         quarlo_SetFrameOutputType(handle, eFLAG_TRUE);
@@ -132,16 +143,18 @@ TEST(Icon, OfAClosedPluginIsNotSupported) {
         quarlo_SetFrameOutputType(handle, eFLAG_FALSE);
     };
     close(eFRAMECOMPRESSION_JPEG);
-    expectUnsupported({zlib});
-    EXPECT_EQ(icons.answer("u", jpeg, order({0, 0, 0x55, 0})).back().substr(0, 4), "icon");
+    EXPECT_EQ(icons.answer("u", zlib, good), unsupported(zlib));
+    EXPECT_EQ(icons.answer("u", jpeg, good).back().substr(0, 4), "icon");
     close(eFRAMECOMPRESSION_None);
-    expectUnsupported({jpeg, zlib, 3, 5, 6});
+    for (const unsigned value : {jpeg, zlib, 3U, 5U, 6U}) {
+        EXPECT_EQ(icons.answer("u", value, good), unsupported(value));
+    }
 }
 
 TEST(Icon, FailedDecompressionIsTraced) {
     Icons icons;
     icons.ask("u", 10, 10);
-    const Lines before = compression(2) + dimensions + Lines{"VER data sent uses ZLIB compression"};
+    const Lines before = compression(2) + dimensions + usesZlib;
     const char* const null = "ERR NULL parameter or content detected in decompression function";
     const char* const size = "ERR SIZE or DIMENSION problem detected in decompression function";
     const std::pair<Int32, Lines> results[] = {
@@ -159,43 +172,35 @@ TEST(Icon, FailedDecompressionIsTraced) {
         EXPECT_EQ(icons.answer("u", zlib, order({result, -77, 0, 0})), before + lines);
     }
     EXPECT_EQ(icons.answer("u", zlib, {1}), before);
-    EXPECT_EQ(icons.answer("u", zlib, {}), before + Lines{null});
+    EXPECT_EQ(icons.answer("u", zlib, {}), before + null);
 }
 
 TEST(Icon, SizesThatCannotBeAreDropped) {
     Icons icons;
-    const Lines dropped{"WRN onReceiveServerAppIcon could not allocate uncompressed buffer."};
-    const Bytes good = order({0, 0, 0x55, 0});
-    EXPECT_EQ(icons.answer("unasked", zlib, good), compression(2) + dropped);
+    const Lines dropped =
+        compression(2) + "WRN onReceiveServerAppIcon could not allocate uncompressed buffer.";
+    EXPECT_EQ(icons.answer("unasked", zlib, good), dropped);
     // 4 x 65535 x 65535 does not fit 32 bits, 4 x 65535 x 16385 is 196604 there; 4 x 8192 x 2049 is
     // above 64 MiB.
-    const std::pair<unsigned, unsigned> sizes[] = {
+    const std::pair<UInt16, UInt16> sizes[] = {
         {65535, 65535}, {65535, 16385}, {8192, 2049}, {0, 0}, {0, 10}, {10, 0}, {32768, 32768}};
     for (const auto& [width, height] : sizes) {
         icons.ask("u", width, height);
-        EXPECT_EQ(icons.answer("u", zlib, good), compression(2) + dropped);
+        EXPECT_EQ(icons.answer("u", zlib, good), dropped);
         EXPECT_FALSE(icons.isPending());
     }
     icons.ask("u", 8192, 2048);
     EXPECT_EQ(icons.answer("u", zlib, good).back(), "icon u 7 #67108864");
     icons.ask("u", 200, 200);
-    refuseAllocationsFrom(100000);
-    EXPECT_EQ(icons.answer("u", zlib, good), compression(2) + dropped);
-    refuseAllocationsFrom(0);
+    EXPECT_EQ(icons.answerWithout(100000, "u", zlib, good), dropped);
 }
 
-TEST(Icon, WithoutUrlOrMemoryForItIsDropped) {
+TEST(Icon, WithoutUrlOrMemoryIsDropped) {
     Icons icons;
-    const Lines failed{"WRN allocation for IdentifierURL failed."};
-    EXPECT_EQ(icons.answer("", uncompressed, {1}), compression(4) + failed);
-    refuseAllocationsFrom(1);
-    EXPECT_EQ(icons.answer(std::string(65535, 'u'), uncompressed, {1}), compression(4) + failed);
-    refuseAllocationsFrom(0);
-}
-
-TEST(Icon, WithoutRoomForTheAnswerIsDropped) {
-    Icons icons;
-    quarlo_CoreInstance* obj = icons.session.host.record();
+    const Lines failed = compression(4) + "WRN allocation for IdentifierURL failed.";
+    EXPECT_EQ(icons.answer("", uncompressed, {1}), failed);
+    EXPECT_EQ(icons.answerWithout(1, std::string(65535, 'u'), uncompressed, {1}), failed);
+    quarlo_CoreInstance* obj = icons.session.record();
     UInt8 letter = 'u';
     qrString url{eSTRINGENCODING_UTF8, 1, &letter};
     packetServerAppIcon packet{};
@@ -205,7 +210,7 @@ TEST(Icon, WithoutRoomForTheAnswerIsDropped) {
     obj->scratch.make<UInt8>(wire::Scratch::ordinarySize);
     refuseAllocationsFrom(1);
     EXPECT_EQ(icons.session.during([&] { onReceiveServerAppIcon(obj, &packet); }),
-              compression(4) + Lines{"WRN allocation for AppIconResponse failed."});
+              compression(4) + "WRN allocation for AppIconResponse failed.");
     refuseAllocationsFrom(0);
     obj->scratch.reset();
 }
@@ -214,38 +219,32 @@ TEST(Icon, WithoutCallbackStillEndsTheRequest) {
     Icons icons;
     icons.ask("u", 10, 10);
     quarlo_SetAppIconResponseCallback(icons.session.handle(), nullptr);
-    const Lines unset{"WRN ServerAppIcon received, but onAppIconResponseCallback not set."};
-    EXPECT_EQ(icons.answer("v", uncompressed, {1}), head + unset);
+    const Lines unset = head + "WRN ServerAppIcon received, but onAppIconResponseCallback not set.";
+    EXPECT_EQ(icons.answer("v", uncompressed, {1}), unset);
     EXPECT_TRUE(icons.isPending());
-    EXPECT_EQ(icons.answer("u", uncompressed, {1}), head + unset);
+    EXPECT_EQ(icons.answer("u", uncompressed, {1}), unset);
     EXPECT_FALSE(icons.isPending());
 }
 
 TEST(Icon, IsRefusedWhenIncompleteOrTooEarly) {
-    Icons icons;
-    quarlo_CoreInstance* obj = icons.session.host.record();
-    packetServerAppIcon packet{};
-    packet.DataLength = 1;
-    EXPECT_EQ(icons.session.during([&] {
-        onReceiveServerAppIcon(obj, nullptr);
-        onReceiveServerAppIcon(obj, &packet);
-        packet.DataLength = 0;
-        onReceiveServerAppIcon(obj, &packet);
-        onReceiveServerAppIcon(nullptr, &packet);
-    }),
-              head + Lines{"WRN onReceiveServerAppIcon called with NULL packet."} + head +
-                  Lines{"WRN onReceiveServerAppIcon called with DataLength > 0 and pData = NULL."} +
-                  head +
-                  Lines{"WRN onReceiveServerAppIcon called with IdentifierURL = NULL; ignored"});
-
-    Host idle;
-    quarlo_SetAppIconResponseCallback(idle.handle(), [](void*, AppIconResponse*) {});
-    idle.forgetLines();
+    Idle idle;
+    idle.listenTo<Callback::AppIconResponse>(quarlo_SetAppIconResponseCallback);
+    const auto receive = [&](packetServerAppIcon* packet) {
+        return idle.during([&] { onReceiveServerAppIcon(idle.record(), packet); });
+    };
+    const auto refusal = [](const char* why) {
+        return head + (std::string("WRN onReceiveServerAppIcon called with ") + why);
+    };
     UInt8 letter = 'u';
     qrString url{eSTRINGENCODING_UTF8, 1, &letter};
+    packetServerAppIcon packet{};
+    EXPECT_EQ(receive(nullptr), refusal("NULL packet."));
+    EXPECT_EQ(receive(&packet), refusal("IdentifierURL = NULL; ignored"));
     packet.IdentifierURL = &url;
-    onReceiveServerAppIcon(idle.record(), &packet);
-    EXPECT_EQ(idle.lines(), head + Lines{"WRN ServerAppIcon received in wrong state; ignored."});
+    EXPECT_EQ(receive(&packet), head + "WRN ServerAppIcon received in wrong state; ignored.");
+    packet.DataLength = 1;
+    EXPECT_EQ(receive(&packet), refusal("DataLength > 0 and pData = NULL."));
+    onReceiveServerAppIcon(nullptr, &packet);
 }
 
 }  // namespace

@@ -132,17 +132,17 @@ TEST(Catalogue, IsBoundedInApps) {
 
 TEST(Catalogue, IsBoundedInBytes) {
     // Room for more than the bound: the receive buffer grows with the screen.
-    Idle story;
-    quarlo_SetFrameSize(story.handle(), 4096, 4096, 1, 1);
-    story.host.run();
-    quarlo_SetTraceClass(story.handle(), eTRACECLASS_WARNING | eTRACECLASS_ERROR);
+    Idle session;
+    quarlo_SetFrameSize(session.handle(), 4096, 4096, 1, 1);
+    session.host.run();
+    quarlo_SetTraceClass(session.handle(), eTRACECLASS_WARNING | eTRACECLASS_ERROR);
     App large = music;
     large.description = std::string(65535, 'd');
     const std::size_t most = 32U * 1024 * 1024 / large.wire().size();
-    EXPECT_EQ(story.hear(catalogue(std::vector<App>(most, large))), Lines{});
-    EXPECT_EQ(listGetLength(&story.record()->appInformationList), static_cast<int>(most));
-    EXPECT_EQ(story.hear(catalogue(std::vector<App>(most + 1, large))), noMemory);
-    EXPECT_EQ(listGetLength(&story.record()->appInformationList), 0);
+    EXPECT_EQ(session.hear(catalogue(std::vector<App>(most, large))), Lines{});
+    EXPECT_EQ(listGetLength(&session.record()->appInformationList), static_cast<int>(most));
+    EXPECT_EQ(session.hear(catalogue(std::vector<App>(most + 1, large))), noMemory);
+    EXPECT_EQ(listGetLength(&session.record()->appInformationList), 0);
 }
 
 TEST(Catalogue, WithoutMemoryIsEmpty) {

@@ -1,13 +1,13 @@
 /* Custom data from the phone to the head unit: texts, integers, keys and CAN messages. */
 #include <gtest/gtest.h>
 
-#include "Story.h"
+#include "Calls.h"
 
 namespace quarlo::test {
 namespace {
 
 /** A host in RUN that notes the messages of every channel. */
-class Channels : public Story {
+class Channels : public Session {
   public:
     Channels() {
         listenTo<Callback::CustomDataString>(quarlo_SetCustomDataStringCallback);

@@ -1,11 +1,11 @@
 /*
- * The checks that hold for every call that sends, and sweeps over its allocations. For programs
- * linked with quarlo_watch_allocations().
+ * What scenarios come to without memory, and the checks that hold for every call that sends and for
+ * every list. For programs linked with quarlo_watch_allocations().
  */
 #ifndef QUARLO_TESTS_CALLS_H
 #define QUARLO_TESTS_CALLS_H
 
-#include <algorithm>
+#include <set>
 
 #include "Allocations.h"
 #include "Feature.h"
@@ -47,79 +47,102 @@ void sweepBetween(SetUp setUp, Action action, TearDown tearDown) {
     EXPECT_GT(total, 0) << "nothing to refuse";
 }
 
-/** One way in which a call ends without memory: all its lines and its result. */
-struct Failure {
-    Lines lines;
-    eReturnCode result = eRETURN_OKAY;
-};
+/** What comes of an action while this request for memory is refused. */
+template <class Action>
+Lines withoutMemory(long refused, Action action) {
+    allocations::restart(refused);
+    const Lines lines = action();
+    allocations::restart();
+    return lines;
+}
 
-/** A call of the host API that sends one packet. */
-struct Call {
-    const char* name;
+inline Lines hearWithoutMemory(Session& session, const Bytes& packets, long refused = 1) {
+    return withoutMemory(refused, [&] { return session.hear(packets); });
+}
+
+/** The outcomes of an action by the number of the request that is refused, none for the first. */
+template <class SetUp, class Action, class TearDown>
+void expectOutcomes(const std::vector<Lines>& outcomes, SetUp setUp, Action action,
+                    TearDown tearDown) {
+    std::vector<Lines> seen;
+    sweepBetween(
+        setUp, [&](long) { seen.push_back(action()); }, tearDown);
+    EXPECT_EQ(seen, outcomes);
+}
+
+/* ---- calls that send one packet ---- */
+
+struct Sending {
     std::function<eReturnCode(void*)> call;
-    Lines lines;  // up to the sending
+    Lines lines;  // in RUN, up to the sending
     Bytes sent;
-    std::vector<Failure> failures;
-    Failure outside;
+    Lines outside;
+    std::set<Lines> failures = {};  // of each refused request
 };
 
-/** A call without a result. */
-template <class Function>
-std::function<eReturnCode(void*)> plain(Function call) {
-    return [call](void* handle) {
-        call(handle);
-        return eRETURN_OKAY;
+/** A call with its arguments. */
+template <class Result, class... P>
+std::function<eReturnCode(void*)> bound(Result (*function)(void*, P...),
+                                        std::type_identity_t<P>... arguments) {
+    return [=](void* handle) {
+        if constexpr (std::is_void_v<Result>) {
+            function(handle, arguments...);
+            return eRETURN_OKAY;
+        } else {
+            return function(handle, arguments...);
+        }
     };
 }
 
-inline void expectSentInRun(const std::vector<Call>& calls) {
-    const Library library;
+inline void expectSendings(const std::vector<Sending>& sendings) {
+    Idle idle;
     Session session;
-    for (const Call& c : calls) {
-        SCOPED_TRACE(c.name);
-        eReturnCode result = eRETURN_NOT_FOUND;
-        EXPECT_EQ(session.during([&] { result = c.call(session.handle()); }), c.lines + sendLine);
-        EXPECT_EQ(result, eRETURN_OKAY);
-        EXPECT_EQ(session.sent(), hexes({c.sent}));
-    }
-}
-
-inline void expectNothingSentOutsideRun(const std::vector<Call>& calls) {
-    const Library library;
-    Host host;
-    for (const Call& c : calls) {
-        SCOPED_TRACE(c.name);
-        host.forgetLines();
-        EXPECT_EQ(c.call(host.handle()), c.outside.result);
-        EXPECT_EQ(host.lines(), c.outside.lines);
-    }
-    EXPECT_TRUE(host.sent().empty());
-}
-
-/** Each refused allocation ends the call in one of its failures, and each failure is seen. */
-inline void expectFailuresWithoutMemory(const std::vector<Call>& calls) {
-    const Library library;
-    Session session;
-    for (const Call& c : calls) {
-        SCOPED_TRACE(c.name);
-        std::vector<bool> isSeen(c.failures.size());
+    for (const Sending& s : sendings) {
+        SCOPED_TRACE(hex(s.sent).substr(0, 80));
+        EXPECT_EQ(idle.during([&] { return s.call(idle.handle()); }), s.outside);
+        std::set<Lines> failures;
         allocations::sweep([&](long refused) {
-            eReturnCode result = eRETURN_NOT_FOUND;
-            const Lines lines = session.during([&] { result = c.call(session.handle()); });
-            EXPECT_EQ(session.sent().size(), refused == 0 ? 1U : 0U);
-            if (refused == 0) return;
-            const auto isThis = [&](const Failure& failure) {
-                return failure.lines == lines && failure.result == result;
-            };
-            const auto found = std::find_if(c.failures.begin(), c.failures.end(), isThis);
-            if (found != c.failures.end()) {
-                isSeen[static_cast<std::size_t>(found - c.failures.begin())] = true;
+            const Lines lines = session.during([&] { return s.call(session.handle()); });
+            if (refused != 0) {
+                failures.insert(lines);
             } else {
-                ADD_FAILURE() << "result " << result << ", " << ::testing::PrintToString(lines);
+                EXPECT_EQ(lines, s.lines + sending(s.sent));
             }
         });
-        EXPECT_EQ(std::count(isSeen.begin(), isSeen.end(), false), 0) << "a failure never seen";
+        EXPECT_EQ(failures, s.failures);
     }
+}
+
+/* ---- lists ---- */
+
+/** What the element operation writes. */
+template <class Print>
+std::string printed(Print print) {
+    ::testing::internal::CaptureStdout();
+    print();
+    std::fflush(stdout);
+    return ::testing::internal::GetCapturedStdout();
+}
+
+/** The operations of a list with two unlike elements at least, and what it prints. */
+inline void expectOperations(genericList& list, const std::string& text) {
+    EXPECT_EQ(printed([&] {
+                  for (auto* at = list.head.next; at != &list.tail; at = at->next) {
+                      EXPECT_EQ(list.printElement(at), eRETURN_OKAY);
+                  }
+              }),
+              text);
+    genericListElement* const first = listGetFirstElement(&list);
+    genericListElement* const second = first->next;
+    EXPECT_EQ(list.isEqual(first, first), 1);
+    EXPECT_EQ(list.isEqual(first, second), 0);
+    EXPECT_EQ(list.isEqual(nullptr, second), 0);
+    EXPECT_EQ(list.isEqual(first, nullptr), 0);
+    EXPECT_EQ(list.findElement(&list, second), second);
+    EXPECT_EQ(list.findElement(nullptr, second), nullptr);
+    EXPECT_EQ(list.findElement(&list, nullptr), nullptr);
+    EXPECT_EQ(list.printElement(nullptr), eRETURN_NULL_PARAM);
+    EXPECT_EQ(list.freeElementData(nullptr), eRETURN_NULL_PARAM);
 }
 
 }  // namespace quarlo::test

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "Story.h"
+#include "Calls.h"
 
 namespace quarlo::test {
 
@@ -47,7 +47,7 @@ inline const App music{"app:music", "Music", 7, "Maker", "Plays", {1, 2}, 3, 1, 
 inline const App bare{"u", "", 0xFFFFFFFF, "", "%s%n", {0xFFFFFFFF}, 0, 0, std::string(3, '\0')};
 
 /** A host in RUN that notes each new catalogue. */
-class Launcher : public Story {
+class Launcher : public Session {
   public:
     Launcher() { listenTo<Callback::AppListChanged>(quarlo_SetAppListChangedCallback); }
     [[nodiscard]] int length() const { return listGetLength(&record()->appInformationList); }

@@ -1,11 +1,13 @@
 /*
- * What the suites of the features share: a host in RUN, and the checks that hold for every call
- * that sends. The suites are linked with quarlo_watch_allocations().
+ * Scenarios of the features: phone bytes or calls in, lines out. Traces, callbacks, packets sent
+ * and results stand in one list in their order.
  */
 #ifndef QUARLO_TESTS_FEATURE_H
 #define QUARLO_TESTS_FEATURE_H
 
 #include <gtest/gtest.h>
+
+#include <functional>
 
 #include "Host.h"
 
@@ -30,53 +32,8 @@ inline Lines outOfMemoryLines(const std::string& text) {
     return {"ERR " + text, "ERR error callback with code 'MEM_ALLOC'", "error MEM_ALLOC"};
 }
 
-inline const Lines sendLine{"IFF Send Buffer"};
-
 inline Host& hostOf(void* context) {
     return *static_cast<Host*>(context);
-}
-
-/** A host in RUN whose phone declares all capabilities. */
-class Session {
-  public:
-    Session() {
-        host.run();
-        forget();
-    }
-
-    [[nodiscard]] void* handle() const { return host.handle(); }
-    void forget() {
-        host.forgetLines();
-        host.forgetSent();
-    }
-    /** What the host sees of packets. */
-    Lines hear(const Bytes& packets) {
-        forget();
-        host.feed(packets);
-        host.settle();
-        return host.lines();
-    }
-    /** What the host sees of a call. */
-    template <class Call>
-    Lines during(Call call) {
-        forget();
-        call();
-        return host.lines();
-    }
-    /** What has been sent since, as hexadecimal packets. */
-    [[nodiscard]] Lines sent() const {
-        Lines packets;
-        for (const Bytes& bytes : host.sent()) packets.push_back(hex(bytes));
-        return packets;
-    }
-
-    Host host;
-};
-
-inline Lines hexes(const std::vector<Bytes>& packets) {
-    Lines result;
-    for (const Bytes& bytes : packets) result.push_back(hex(bytes));
-    return result;
 }
 
 inline Lines operator+(Lines lines, const std::string& line) {
@@ -119,9 +76,9 @@ class Teller : public Host {
 };
 
 /** A host whose phone declares all capabilities; in RUN, or not yet started. */
-class Story {
+class Session {
   public:
-    explicit Story(bool isInRun = true) {
+    explicit Session(bool isInRun = true) {
         if (isInRun) host.run();
         host.forgetLines();
     }
@@ -174,13 +131,13 @@ class Story {
     }
 };
 
-struct Idle : Story {
-    Idle() : Story(false) {}
+struct Idle : Session {
+    Idle() : Session(false) {}
 };
 
 /** What a handler says to no packet, and to one outside RUN. */
 template <class Packet>
-void expectRefusals(Story& idle, void (*receive)(quarlo_CoreInstance*, Packet*),
+void expectRefusals(Session& idle, void (*receive)(quarlo_CoreInstance*, Packet*),
                     const Lines& toNone, const Lines& outsideRun) {
     Packet packet{};
     EXPECT_EQ(idle.during([&] { receive(idle.record(), nullptr); }), toNone);

@@ -17,7 +17,7 @@ inline unsigned mixed() {
     return currentAudioType;
 }
 
-class Radio : public Story {
+class Radio : public Session {
   public:
     Radio() {
         quarlo_SetClientCapabilities(handle(), eCLIENTCAPABILITIES_AudioHandling, 1);

@@ -4,8 +4,8 @@
 
 #include <numeric>
 
+#include "Calls.h"
 #include "QUARLO-Core-Engineering-Types.h"
-#include "Story.h"
 
 namespace quarlo::test {
 
@@ -30,9 +30,9 @@ inline std::string told(bool isOn, const Keys& keys) {
 }
 
 /** A host in RUN that notes what it is to deliver. */
-class Vehicle : public Story {
+class Vehicle : public Session {
   public:
-    explicit Vehicle(bool isInRun = true) : Story(isInRun) {
+    explicit Vehicle(bool isInRun = true) : Session(isInRun) {
         listenTo<Callback::VehicleDataRequest>(quarlo_SetVehicleDataRequestCallback);
     }
     /** What the host is told of when the phone wants these keys. */
