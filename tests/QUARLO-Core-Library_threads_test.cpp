@@ -1,6 +1,4 @@
 /* Plug-ins that are closed while other instances decode with them. */
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <thread>
 
@@ -10,63 +8,63 @@ namespace quarlo::test {
 namespace {
 
 const std::string refused = "ERR compression not supported.";
-const std::string enlarged = "frame 0 20,40 128x128 #65536";
-const std::string shown = "frame 0 10,20 64x64 #16384";
 
-/** Shows updates of one rectangle until enough; how many. */
-unsigned show(Host& host, const Rect& rectangle, const std::atomic<bool>& isEnough) {
-    const Bytes bytes = update({rectangle});
-    unsigned updates = 0;
-    for (; !isEnough; ++updates) {
-        host.feed(bytes);
-        host.settle();
+/** An instance that is shown the same rectangle again and again. */
+class Decoding {
+  public:
+    Decoding(const Rect& rectangle, std::string line) : shown(std::move(line)) {
+        quarlo_SetTraceClass(session.handle(), eTRACECLASS_ERROR);
+        session.forget();
+        thread = std::thread([this, bytes = update({rectangle})] {
+            for (; !isEnough; ++updates) {
+                session.host.feed(bytes);
+                session.host.settle();
+            }
+        });
     }
-    return updates;
-}
+    /** Waits for one more update that ends so. */
+    void meet(const std::string& line) {
+        Host& host = session.host;
+        const std::size_t before = host.count(line);
+        EXPECT_TRUE(host.waitUntil([&] { return host.count(line) > before; })) << line;
+    }
+    /** Each update was shown or refused, and nothing else. */
+    void finish() {
+        isEnough = true;
+        thread.join();
+        EXPECT_EQ(session.host.count(shown) + session.host.count(refused), updates);
+        EXPECT_EQ(session.host.count("frame end"), updates);
+        EXPECT_EQ(session.host.linesWith("error "), Lines{});
+    }
+
+    const std::string shown;
+
+  private:
+    Session session;
+    std::atomic<bool> isEnough = false;
+    unsigned updates = 0;
+    std::thread thread;
+};
 
 TEST(PluginThreads, AreNeverClosedInsideADecoder) {
     const Found found("good");
-    Host first("first");
-    Host second("second");
-    Host third("third");
-    for (Host* host : {&first, &second}) {
-        host->run();
-        quarlo_SetTraceClass(host->handle(), eTRACECLASS_ERROR);
-        host->forgetLines();
-    }
+    Host host;
+    Decoding jpeg(compressed(eFRAMECOMPRESSION_JPEG).at(50, 50).sized(64, 64),
+                  "frame 0 20,40 128x128 #65536");
+    Decoding zlib(compressed(eFRAMECOMPRESSION_ZLIB).sized(64, 64), "frame 0 10,20 64x64 #16384");
     // Both are in the middle of updates when the plug-ins change, and both go on with what is left.
-    const auto meet = [&](const std::string& ofFirst, const std::string& ofSecond) {
-        const std::size_t before = first.count(ofFirst);
-        const std::size_t alsoBefore = second.count(ofSecond);
-        EXPECT_TRUE(first.waitUntil([&] { return first.count(ofFirst) > before; }));
-        EXPECT_TRUE(second.waitUntil([&] { return second.count(ofSecond) > alsoBefore; }));
-    };
-    const Rect jpeg = compressed(eFRAMECOMPRESSION_JPEG).at(50, 50).sized(64, 64);
-    const Rect zlib = compressed(eFRAMECOMPRESSION_ZLIB).sized(64, 64);
-    std::atomic<bool> isEnough = false;
-    unsigned updates = 0;
-    unsigned moreUpdates = 0;
-    std::thread one([&] { updates = show(first, jpeg, isEnough); });
-    std::thread two([&] { moreUpdates = show(second, zlib, isEnough); });
     for (int round = 0; round < 10; ++round) {
-        meet(enlarged, shown);
-        EXPECT_EQ(quarlo_SetSupportedCompressions(third.handle(), eFRAMECOMPRESSION_ZLIB),
-                  eRETURN_OKAY);
-        meet(refused, shown);
-        EXPECT_EQ(quarlo_SetSupportedCompressions(third.handle(), 0), eRETURN_OKAY);
-        meet(refused, refused);
+        jpeg.meet(jpeg.shown);
+        zlib.meet(zlib.shown);
+        EXPECT_EQ(quarlo_SetSupportedCompressions(host.handle(), 2), eRETURN_OKAY);
+        jpeg.meet(refused);
+        zlib.meet(zlib.shown);
+        EXPECT_EQ(quarlo_SetSupportedCompressions(host.handle(), 0), eRETURN_OKAY);
+        zlib.meet(refused);
         _quarlo_OpenDecompressionLibs();
     }
-    isEnough = true;
-    one.join();
-    two.join();
-    // Each update was shown or refused, and nothing else.
-    EXPECT_EQ(first.count(enlarged) + first.count(refused), updates);
-    EXPECT_EQ(second.count(shown) + second.count(refused), moreUpdates);
-    EXPECT_EQ(first.count("frame end"), updates);
-    EXPECT_EQ(second.count("frame end"), moreUpdates);
-    EXPECT_TRUE(first.linesWith("error ").empty());
-    EXPECT_TRUE(second.linesWith("error ").empty());
+    jpeg.finish();
+    zlib.finish();
 }
 
 }  // namespace

@@ -51,13 +51,7 @@ void arithmetic(jpeg_compress_struct& info) {
     info.arith_code = TRUE;
 }
 
-void fourColours(jpeg_compress_struct& info) {
-    info.input_components = 4;
-    info.in_color_space = JCS_CMYK;
-    jpeg_set_colorspace(&info, JCS_CMYK);
-}
-
-Bytes compress(const Bytes& pixels, int width, int height, Coding coding = &atOnce) {
+Bytes compress(const Bytes& rgb, int width, int height, Coding coding = &atOnce) {
     jpeg_compress_struct info{};
     jpeg_error_mgr faults{};
     info.err = jpeg_std_error(&faults);
@@ -73,9 +67,9 @@ Bytes compress(const Bytes& pixels, int width, int height, Coding coding = &atOn
     jpeg_set_quality(&info, 95, TRUE);
     coding(info);
     jpeg_start_compress(&info, TRUE);
-    const size_t rowSize = size_t{info.image_width} * static_cast<size_t>(info.input_components);
     while (info.next_scanline < info.image_height) {
-        JSAMPROW row = const_cast<JSAMPROW>(&pixels[info.next_scanline * rowSize]);
+        const size_t start = size_t{info.next_scanline} * 3 * info.image_width;
+        JSAMPROW row = const_cast<JSAMPROW>(&rgb[start]);
         jpeg_write_scanlines(&info, &row, 1);
     }
     jpeg_finish_compress(&info);
@@ -165,13 +159,9 @@ TEST_F(JpegPlugin, RefusesParameters) {
     const Changes changes = {
         {"zlib", [](auto& p) { p.compression = eFRAMECOMPRESSION_ZLIB; },
          eDECOMPRESSERROR_PARAM_CONTENT},
-        {"format 0", [](auto& p) { p.format = PixelFormat{}, p.bpp = 0; },
-         eDECOMPRESSERROR_DIMENSION_MISMATCH},
-        {"format 5", [](auto& p) { p.format = static_cast<PixelFormat>(5); },
+        {"format 5", [](auto& p) { p.format = static_cast<PixelFormat>(5), p.bpp = 0; },
          eDECOMPRESSERROR_DIMENSION_MISMATCH},
         {"byte order 0", [](auto& p) { p.endian = PixelEndianess{}; },
-         eDECOMPRESSERROR_DIMENSION_MISMATCH},
-        {"byte order 3", [](auto& p) { p.endian = static_cast<PixelEndianess>(3); },
          eDECOMPRESSERROR_DIMENSION_MISMATCH},
         {"frame a byte short", [](auto& p) { --p.frameDataLength, p.bpp = 0; },
          eDECOMPRESSERROR_DIMENSION_MISMATCH},
@@ -246,7 +236,7 @@ TEST_F(JpegPlugin, TellsWholePicturesFromCutOnes) {
 }
 
 TEST_F(JpegPlugin, NamesTheFault) {
-    const Bytes picture = gradient(40, 32);
+    const Bytes picture = gradient(40, 24);
     const Bytes simple = compress(picture, 40, 24);
     const Bytes inScans = compress(picture, 40, 24, &separate);
     const Bytes refined = compress(picture, 40, 24, &progressive);
@@ -260,17 +250,12 @@ TEST_F(JpegPlugin, NamesTheFault) {
         Int32 code;
     } cases[] = {
         {"nothing", {}, JERR_INPUT_EMPTY},
-        {"no JPEG", {0x89, 'P', 'N', 'G'}, JERR_NO_SOI},
-        {"fill alone", Bytes(500, 0xFF), JERR_NO_SOI},
         {"no picture", {0xFF, 0xD8, 0xFF, 0xD9}, JERR_NO_IMAGE},
-        {"cut in its header", cutBeforeScan(simple), JERR_SOF_NO_SOS},
-        {"cut in its data", upTo(simple, simple.size() - 5), JWRN_HIT_MARKER},
         {"cut in its data, with an end", upTo(simple, simple.size() - 5) + end, JWRN_HIT_MARKER},
         {"cut before the last refinement", cutBeforeScan(refined), JWRN_JPEG_EOF},
         {"cut before the last component", cutBeforeScan(inScans), JWRN_JPEG_EOF},
         {"without the last component", cutBeforeScan(inScans) + end, JERR_MISSING_DATA},
         {"arithmetic without an end", upTo(coded, coded.size() - 2), JWRN_JPEG_EOF},
-        {"four colours", compress(picture, 40, 24, &fourColours), JERR_CONVERSION_NOTIMPL},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
