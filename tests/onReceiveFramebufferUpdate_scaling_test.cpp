@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "Frames.h"
+#include "PluginUnderTest.h"
 
 namespace quarlo::test {
 namespace {
@@ -245,25 +246,10 @@ TEST(AllocateFrameBuffer, KeepsABlockThatIsLargeEnough) {
 }
 
 TEST(ScaleImage, RefusesWhatDoesNotFit) {
-    Bytes source(4, 1);
-    Bytes destination(16, 2);
-    const scaleParameter good{2,
-                              2,
-                              4,
-                              source.data(),
-                              4,
-                              4,
-                              16,
-                              destination.data(),
-                              ePIXELFORMAT_RGB888,
-                              ePIXELENDIANESS_BigEndian,
-                              1};
-    struct Case {
-        const char* name;
-        void (*spoil)(scaleParameter&);
-        Int32 result;
-    };
-    const std::vector<Case> cases{
+    const Exact source(Bytes(4, 1));
+    const Exact destination(16, 2);
+    const scaleParameter good = enlargement(source, 2, 2, destination, 4, 4, {"", {}, {}, 1});
+    const std::vector<Change<scaleParameter>> changes{
         {"source length 0", [](auto& p) { p.sourceBufferLength = 0, p.sourceBuffer = nullptr; }, 4},
         {"source height 0", [](auto& p) { p.sourceHeight = 0; }, 4},
         {"source width 0", [](auto& p) { p.sourceWidth = 0; }, 4},
@@ -277,27 +263,20 @@ TEST(ScaleImage, RefusesWhatDoesNotFit) {
         {"higher", [](auto& p) { p.sourceWidth = 1, p.sourceHeight = 5; }, 4},
         {"short source", [](auto& p) { p.sourceBufferLength = 3; }, 4},
         {"short destination", [](auto& p) { p.destinationBufferLength = 15; }, 4},
-        {"source beyond 32 bits",
+        {"source of 0 in 32 bits",
          [](auto& p) {
              p.sourceWidth = p.sourceHeight = p.destinationWidth = p.destinationHeight = 32768;
              p.imageBpp = 4;
          },
          4},
     };
-    Int32 detailCode = 77;
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        scaleParameter spoilt = good;
-        c.spoil(spoilt);
-        EXPECT_EQ(_quarlo_ScaleImage(&spoilt, &detailCode), c.result);
-    }
+    expectEach(good, changes, &_quarlo_ScaleImage);
+    EXPECT_EQ(bytesIn(destination), Bytes(16, 2));
     scaleParameter parameter = good;
-    EXPECT_EQ(_quarlo_ScaleImage(nullptr, &detailCode), eSCALEERROR_NULL_PARAM);
-    EXPECT_EQ(_quarlo_ScaleImage(&parameter, nullptr), eSCALEERROR_NULL_PARAM);
-    EXPECT_EQ(destination, Bytes(16, 2));
+    Int32 detailCode = 77;
     EXPECT_EQ(_quarlo_ScaleImage(&parameter, &detailCode), eSCALEERROR_NONE);
     EXPECT_EQ(detailCode, 0);
-    EXPECT_EQ(hex(destination), "FF FF FF FF FF 01 01 FF FF 01 01 FF FF FF FF FF");
+    EXPECT_EQ(hex(bytesIn(destination)), "FF FF FF FF FF 01 01 FF FF 01 01 FF FF FF FF FF");
 }
 
 }  // namespace

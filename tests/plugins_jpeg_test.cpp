@@ -154,7 +154,7 @@ TEST_F(JpegPlugin, ShowsWhatWasDrawnInEveryLayout) {
 TEST_F(JpegPlugin, RefusesParameters) {
     const Exact data(compress(gradient(8, 8), 8, 8));
     const Exact frame(size_t{8} * 8 * 3);
-    const decompressParameter good = plugin.parameter(data, frame, 8, 8, layouts[0]);
+    const decompressParameter good = compressedPicture(plugin.bit, data, frame, 8, 8, layouts[0]);
     expectEach(good, changesOfAnyData, plugin.call);
     const Changes changes = {
         {"zlib", [](auto& p) { p.compression = eFRAMECOMPRESSION_ZLIB; },
@@ -279,7 +279,7 @@ TEST_F(JpegPlugin, ReportsADecoderWithoutMemory) {
         // An emulated processor has no such limit, and nothing to show.
         void* volatile block = std::malloc(size_t{64} << 20U);
         if (block != nullptr) _exit(0);
-        decompressParameter p = plugin.parameter(in, frame, 6000, 3000, layouts[2]);
+        decompressParameter p = compressedPicture(plugin.bit, in, frame, 6000, 3000, layouts[2]);
         Int32 detail = 0;
         _exit(plugin.call(&p, &detail) == eDECOMPRESSERROR_MEM_ALLOC && detail == 0 ? 0 : 1);
     };

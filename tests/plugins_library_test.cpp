@@ -12,36 +12,26 @@
 namespace quarlo::test {
 namespace {
 
-/** A zlib rectangle of a few pixels, decoded and then enlarged to twice its size. */
-Bytes shown(unsigned width) {
+/** So many pixels, each so many times. */
+Bytes row(int width, int times) {
     Bytes pixels;
-    for (unsigned i = 0; i < width; ++i) pixels = pixels + u32(0x11223344 * i + width);
+    for (int i = 0; i < width * times; ++i) {
+        pixels = pixels + u32(0x11223344U * static_cast<UInt32>(i / times + width));
+    }
+    return pixels;
+}
+
+/** A zlib rectangle of a few pixels, decoded and then enlarged to twice its size. */
+Bytes shown(int width) {
+    const Bytes pixels = row(width, 1);
     const Exact data(deflated(pixels));
     const Exact frame(pixels.size());
     const Exact enlarged(4 * pixels.size());
-    const auto size = [](const Exact& block) { return static_cast<UInt32>(block.size()); };
-    decompressParameter rectangle{static_cast<UInt16>(width),
-                                  1,
-                                  4,
-                                  ePIXELFORMAT_ARGB8888,
-                                  ePIXELENDIANESS_LittleEndian,
-                                  eFRAMECOMPRESSION_ZLIB,
-                                  data.data(),
-                                  size(data),
-                                  frame.data(),
-                                  size(frame)};
+
+    decompressParameter rectangle =
+        compressedPicture(eFRAMECOMPRESSION_ZLIB, data, frame, width, 1, layouts[5]);
     EXPECT_TRUE(decompress(decompressorOf(eFRAMECOMPRESSION_ZLIB), rectangle).isDone());
-    scaleParameter picture{static_cast<UInt16>(width),
-                           1,
-                           size(frame),
-                           frame.data(),
-                           static_cast<UInt16>(2 * width),
-                           2,
-                           size(enlarged),
-                           enlarged.data(),
-                           ePIXELFORMAT_ARGB8888,
-                           ePIXELENDIANESS_LittleEndian,
-                           4};
+    scaleParameter picture = enlargement(frame, width, 1, enlarged, 2 * width, 2, layouts[5]);
     Int32 detail = 4711;
     EXPECT_EQ(eSCALEERROR_NONE, scale(picture, detail));
     return bytesIn(enlarged);
@@ -52,13 +42,10 @@ TEST(PluginsInTheLibrary, AreFoundAndServeSeveralThreads) {
     EXPECT_EQ(UInt32{eFRAMECOMPRESSION_All}, quarlo_Eng_GetSupportedCompressions());
     EXPECT_EQ(eFLAG_TRUE, isScalingLibAvailable);
     std::vector<std::thread> threads;
-    for (unsigned width = 300; width < 304; ++width) {
+    for (int width = 300; width < 304; ++width) {
         threads.emplace_back([width] {
-            Bytes row;
-            for (unsigned i = 0; i < width; ++i) {
-                row = row + u32(0x11223344 * i + width) + u32(0x11223344 * i + width);
-            }
-            for (int i = 0; i < 20; ++i) EXPECT_EQ(row + row, shown(width));
+            const Bytes twice = row(width, 2);
+            for (int i = 0; i < 20; ++i) EXPECT_EQ(twice + twice, shown(width));
         });
     }
     for (std::thread& thread : threads) thread.join();

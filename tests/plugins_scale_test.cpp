@@ -80,28 +80,15 @@ class ScalePlugin : public testing::Test {
     ScalePlugin() { initialised(entryOf<scaleInitialiseFunction>(file, "quarloScale_initialise")); }
     ~ScalePlugin() override { EXPECT_EQ(0, HostHeap::live); }
 
-    static scaleParameter parameterOf(const Exact& from, const Exact& to, const Picture& source,
-                                      const Picture& result) {
-        return {static_cast<UInt16>(source.width),
-                static_cast<UInt16>(source.height),
-                static_cast<UInt32>(from.size()),
-                from.data(),
-                static_cast<UInt16>(result.width),
-                static_cast<UInt16>(result.height),
-                static_cast<UInt32>(to.size()),
-                to.data(),
-                source.layout.format,
-                source.layout.endian,
-                source.layout.bytes};
-    }
-
     [[nodiscard]] Picture enlarge(const Picture& source, int width, int height) const {
         Picture result(width, height, source.layout);
         const Exact from(source.bytes);
         const Exact to(result.bytes.size(), 0xA5);
-        scaleParameter p = parameterOf(from, to, source, result);
+        scaleParameter p =
+            enlargement(from, source.width, source.height, to, width, height, source.layout);
         Int32 detail = 4711;
         EXPECT_EQ(eSCALEERROR_NONE, scale(&p, &detail));
+        EXPECT_EQ(0, detail);
         result.bytes = bytesIn(to);
         return result;
     }
@@ -177,8 +164,7 @@ TEST_F(ScalePlugin, ScalesPartsLikeTheWhole) {
 TEST_F(ScalePlugin, RefusesParameters) {
     const Exact from(size_t{8} * 6 * 3);
     const Exact to(size_t{16} * 12 * 3, 0x77);
-    const scaleParameter good =
-        parameterOf(from, to, Picture(8, 6, layouts[0]), Picture(16, 12, layouts[0]));
+    const scaleParameter good = enlargement(from, 8, 6, to, 16, 12, layouts[0]);
     const std::vector<Change<scaleParameter>> changes = {
         {"no source", [](auto& p) { p.sourceBuffer = nullptr; }, eSCALEERROR_NULL_PARAM_CONTENT},
         {"no destination", [](auto& p) { p.destinationBuffer = nullptr; },

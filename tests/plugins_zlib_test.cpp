@@ -87,7 +87,7 @@ TEST_F(ZlibPlugin, DecodesWholeStreamsOfEveryKind) {
 TEST_F(ZlibPlugin, RefusesParameters) {
     const Exact data(compress(picture(12)));
     const Exact frame(12);
-    const decompressParameter good = plugin.parameter(data, frame, 4, 1, layouts[0]);
+    const decompressParameter good = compressedPicture(plugin.bit, data, frame, 4, 1, layouts[0]);
     expectEach(good, changesOfAnyData, plugin.call);
     const Changes others = {{"JPEG", [](auto& p) { p.compression = eFRAMECOMPRESSION_JPEG; },
                              eDECOMPRESSERROR_PARAM_CONTENT}};

@@ -101,18 +101,50 @@ struct Change {
 template <class Parameter>
 void expectEach(const Parameter& good, const std::vector<Change<Parameter>>& changes,
                 Int32 (*call)(Parameter*, Int32*)) {
+    Int32 detail = 0;
     for (const Change<Parameter>& c : changes) {
-        SCOPED_TRACE(c.what);
         Parameter changed = good;
         c.change(changed);
-        Int32 detail = 4711;
-        const Int32 result = call(&changed, &detail);
-        EXPECT_EQ((Outcome{c.expected, 0}), (Outcome{result, detail}));
+        EXPECT_EQ(c.expected, call(&changed, &detail)) << c.what;
     }
     Parameter p = good;
-    Int32 detail = 0;
     EXPECT_EQ(call(nullptr, &detail), 1);
     EXPECT_EQ(call(&p, nullptr), 1);
+    EXPECT_EQ(detail, 0);
+}
+
+inline UInt32 lengthOf(const Exact& block) {
+    return static_cast<UInt32>(block.size());
+}
+
+inline scaleParameter enlargement(const Exact& from, int width, int height, const Exact& to,
+                                  int newWidth, int newHeight, const Layout& layout) {
+    return {static_cast<UInt16>(width),
+            static_cast<UInt16>(height),
+            lengthOf(from),
+            from.data(),
+            static_cast<UInt16>(newWidth),
+            static_cast<UInt16>(newHeight),
+            lengthOf(to),
+            to.data(),
+            layout.format,
+            layout.endian,
+            layout.bytes};
+}
+
+inline decompressParameter compressedPicture(FrameCompression compression, const Exact& data,
+                                             const Exact& frame, int width, int height,
+                                             const Layout& layout) {
+    return {static_cast<UInt16>(width),
+            static_cast<UInt16>(height),
+            layout.bytes,
+            layout.format,
+            layout.endian,
+            compression,
+            data.data(),
+            lengthOf(data),
+            frame.data(),
+            lengthOf(frame)};
 }
 
 /** An initialised decompressor. */
@@ -126,26 +158,12 @@ class Decompressor {
         EXPECT_EQ(initialised(initialise).compression, bit);
     }
 
-    [[nodiscard]] decompressParameter parameter(const Exact& data, const Exact& frame, int width,
-                                                int height, const Layout& layout) const {
-        return {static_cast<UInt16>(width),
-                static_cast<UInt16>(height),
-                layout.bytes,
-                layout.format,
-                layout.endian,
-                bit,
-                data.data(),
-                static_cast<UInt32>(data.size()),
-                frame.data(),
-                static_cast<UInt32>(frame.size())};
-    }
-
     /** Decodes into a frame of exactly the size that the rectangle needs. */
     Outcome decode(const Bytes& bytes, int width, int height, const Layout& layout = layouts[0]) {
         const Exact data(bytes);
         const Exact frame(static_cast<size_t>(width) * static_cast<size_t>(height) * layout.bytes,
                           0x55);
-        decompressParameter p = parameter(data, frame, width, height, layout);
+        decompressParameter p = compressedPicture(bit, data, frame, width, height, layout);
         Int32 detail = 4711;
         const Int32 result = call(&p, &detail);
         decoded = bytesIn(frame);
