@@ -3,7 +3,7 @@ find_program(TSHARK tshark)
 if(NOT TSHARK)
   message(STATUS "dissector_test is not available: no tshark")
 elseif(TARGET quarlo-dissector)
-  quarlo_test(dissector_test LABELS e2e TIMEOUT 240 SOURCES dissector_test.cpp
+  quarlo_test(dissector_test LABELS e2e SHARDS 2 SOURCES dissector_test.cpp
     LIBRARIES quarlo_test_wire)
   target_compile_definitions(dissector_test PRIVATE QUARLO_TSHARK="${TSHARK}"
     QUARLO_DISSECTOR="${PROJECT_BINARY_DIR}/tools/quarlo.lua")
@@ -12,7 +12,7 @@ endif()
 
 # Captures played back. A sanitizer opens plug-ins itself, and does not find those of the program.
 if(TARGET quarlo-replay)
-  quarlo_test(replay_test LABELS links threads TIMEOUT 240 SOURCES replay_test.cpp)
+  quarlo_test(replay_test LABELS links threads SOURCES replay_test.cpp)
   target_compile_definitions(replay_test PRIVATE QUARLO_REPLAY="$<TARGET_FILE:quarlo-replay>")
   add_dependencies(replay_test quarlo-replay)
 endif()

@@ -17,7 +17,7 @@ cmake --build --preset coverage -j 2
 # Counters of an earlier run would cover what the tests have lost since.
 find "$build" -name '*.gcda' -delete
 # The others run nothing of src/ that these do not.
-ctest --preset coverage -j 2 -LE '^(checks|links|plugins)$'
+ctest --preset coverage -LE '^(checks|links|plugins)$'
 
 rm -rf "$report"
 mkdir -p "$report"

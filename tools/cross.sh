@@ -22,7 +22,7 @@ sh tools/prepare.sh
 sh tools/sysroot.sh "$processor"
 cmake --preset "$processor" --fresh
 cmake --build --preset "$processor" -j 2
-ctest --preset "$processor" -j 2 "$@"
+ctest --preset "$processor" "$@"
 cat <<EOF
 not run: tests of the programs: they are not built for other processors
 not run: checks: they read sources, which do not change with the processor

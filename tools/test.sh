@@ -22,4 +22,4 @@ cmake --preset dev
 echo "test: 3 of 4: build"
 cmake --build --preset dev -j 2
 echo "test: 4 of 4: run the tests"
-ctest --preset dev -j 2
+ctest --preset dev

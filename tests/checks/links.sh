@@ -3,37 +3,35 @@
 # "#". Run in the root of the source tree.
 set -euo pipefail
 
-problems=0
-links=0
+find . \( -name build -o -name "build-*" -o -name out -o -name .git \) -prune -o -name "*.md" -printf '%P\0' |
+    xargs -0 perl -0777 -e '
+use File::Basename;
+my ($links, $problems, %pages) = (0, 0);
 
-# The anchors of a page's headings, as forges make them.
-anchors() {
-    awk '/^```/ { code = !code } !code && /^#+ / { sub(/^#+ +/, ""); print tolower($0) }' "$1" |
-        sed -E 's/\[([^]]*)\]\([^)]*\)/\1/g; s/[^[:alnum:] _-]//g; s/ /-/g'
+# The text of a page without its code, and the anchors of its headings, as forges make them.
+sub page {
+    my ($path) = @_;
+    return $pages{$path} //= do {
+        open my $file, "<", $path or die "$path: $!";
+        my $text = <$file> =~ s/^```.*?^```[^\n]*$//gmsr;
+        my %anchors = map {
+            my $heading = lc =~ s/\[([^]]*)\]\([^)]*\)/$1/gr =~ s/[^[:alnum:] _-]//gr =~ s/ /-/gr;
+            ($heading => 1);
+        } $text =~ /^#+ +(.*)$/mg;
+        {text => $text, anchors => \%anchors};
+    };
 }
-
-# check PAGE LINK
-check() {
-    local page=$1 file=${2%%#*} anchor=
-    [[ $2 != *"#"* ]] || anchor=${2#*#}
-    local target=$page
-    [ -z "$file" ] || target=$(dirname "$page")/$file
-    links=$((links + 1))
-    if [ ! -e "$target" ]; then
-        echo "$page: there is no $target"
-    elif [ -n "$anchor" ] && ! grep -qxF -- "$anchor" <(anchors "$target"); then
-        echo "$page: $target has no heading for #$anchor"
-    else
-        return 0
-    fi
-    problems=$((problems + 1))
+for my $path (@ARGV) {
+    for my $link (page($path)->{text} =~ /\]\(([^) \n]+)\)/g) {
+        next if $link =~ /^(https?|mailto):/;
+        ++$links;
+        my ($file, $anchor) = $link =~ /^([^#]*)#?(.*)$/;
+        my $target = $file eq "" ? $path : dirname($path) . "/$file";
+        my $missing = !-e $target ? "there is no $target"
+            : $anchor ne "" && !page($target)->{anchors}{$anchor} ? "$target has no heading for #$anchor" : next;
+        print "$path: $missing\n";
+        ++$problems;
+    }
 }
-
-while read -r page; do
-    while read -r link; do
-        [[ $link =~ ^(https?|mailto): ]] || check "$page" "$link"
-    done < <(awk '/^```/ { code = !code } !code' "$page" | grep -oE '\]\([^) ]+\)' | sed -E 's/^\]\(//; s/\)$//')
-done < <(find . \( -name build -o -name "build-*" -o -name out -o -name .git \) -prune -o -name "*.md" -print | sed "s:^\./::")
-
-echo "links: $links followed, $problems problems"
-[ "$links" -gt 0 ] && [ "$problems" -eq 0 ]
+print "links: $links followed, $problems problems\n";
+exit($links == 0 || $problems > 0);'

@@ -133,7 +133,7 @@ TEST_P(EveryCallback, IsHeardOrRefusedAndHangsNothing) {
         };
         setup.errorCallback = [](void* context, eErrorCode) { meddlerOf(context).at(atError); };
         Session session = startSession(setup);
-        for (int i = 0; i < 2000 && !meddler.isDone; ++i) {
+        for (int i = 0; i < 12000 && !meddler.isDone; ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
         ASSERT_TRUE(meddler.isDone) << "the callback was not made";

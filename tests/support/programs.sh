@@ -17,6 +17,10 @@ fail() {
     exit 1
 }
 
+# pause: a twentieth of a second, without a process of its own.
+exec {silence}<> <(:)
+pause() { read -rt 0.05 -u "$silence"; } 2>/dev/null
+
 # eventually WHAT COMMAND...: waits until the command succeeds; WHAT is wrong if it never does. A test that waits
 # for more than half a minute sets tries, twenty a second.
 eventually() {
@@ -24,7 +28,7 @@ eventually() {
     shift
     for ((i = 0; i < ${tries:-600}; ++i)); do
         ! "$@" >/dev/null 2>&1 || return 0
-        sleep 0.05
+        pause
     done
     fail "$what"
 }
