@@ -67,14 +67,13 @@ for guide in examples/guides/*.c; do
 done
 
 # Programs that were installed find the library and its plug-ins without help.
-for program in "$prefix"/bin/quarlo-*; do
-    run "${program##*/} --help" "$program" --help
-    echo "use: ${program##*/} --help"
-done
 run "quarlo-info" "$prefix/bin/quarlo-info" --found
 "$prefix/bin/quarlo-phone" --unix "$work/phone" --once --max-seconds 120 >"$work/phone.log" 2>&1 &
 phone=$!
-run "a session" "$prefix/bin/quarlo-headunit" --unix "$work/phone" --reconnect 60 --size 320x180 --frames 3
+run "a session" "$prefix/bin/quarlo-headunit" --unix "$work/phone" --reconnect 60 --size 320x180 --frames 3 \
+    --capture "$work/session.pcapng"
 wait "$phone"
 phone=
-echo "use: quarlo-headunit shows 3 frames of quarlo-phone"
+run "playing its capture" "$prefix/bin/quarlo-replay" "$work/session.pcapng"
+[ "$(grep -c '"FrameUpdate"' "$work/log")" -ge 3 ] || { echo "use: no frames in the capture"; exit 1; }
+echo "use: quarlo-headunit shows 3 frames of quarlo-phone, and quarlo-replay once more"
