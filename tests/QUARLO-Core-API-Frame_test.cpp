@@ -1,57 +1,55 @@
 /* The frame calls: traces, bytes, results, stored configuration. */
-#include "Calls.h"
+#include "Story.h"
 
 namespace quarlo::test {
 namespace {
 
-/** A host whose lines hold what it sends, the results of calls and the configuration too. */
-class FrameHost : public Host {
-  public:
-    void write(const UInt8* buffer, std::size_t size) override {
-        Host::write(buffer, size);
-        note("sent " + hex({buffer, buffer + size}));
+/** Output, sizes, pixels of frames and of icons. */
+std::string configuration(const quarlo_CoreInstance& record) {
+    const coreConfiguration& config = record.config;
+    const qrFrameProperties& frame = config.frameProperties;
+    const qrFrameProperties& icon = record.iconConfig.IconProperties;
+    std::string text = "configuration";
+    for (const UInt32 value :
+         {UInt32{config.rawFrameOutput}, config.hostWidth, config.hostHeight,
+          config.hostPhysicalWidth, config.hostPhysicalHeight, UInt32{frame.Format},
+          UInt32{frame.Endianess}, frame.Compression, UInt32{frame.BytesPerPixel},
+          UInt32{icon.Format}, UInt32{icon.Endianess}, UInt32{icon.BytesPerPixel}}) {
+        text += " " + std::to_string(value);
     }
-    void gives(eReturnCode result) { note("result " + std::to_string(result)); }
-    /** Output, sizes of frames and of icons. */
-    void tellConfiguration() {
-        const coreConfiguration& config = record()->config;
-        const qrFrameProperties& frame = config.frameProperties;
-        const qrFrameProperties& icon = record()->iconConfig.IconProperties;
-        std::string text = "configuration";
-        for (const UInt32 value :
-             {UInt32{config.rawFrameOutput}, config.hostWidth, config.hostHeight,
-              config.hostPhysicalWidth, config.hostPhysicalHeight, UInt32{frame.Format},
-              UInt32{frame.Endianess}, frame.Compression, UInt32{frame.BytesPerPixel},
-              UInt32{icon.Format}, UInt32{icon.Endianess}, UInt32{icon.BytesPerPixel}}) {
-            text += " " + std::to_string(value);
-        }
-        note(text);
-    }
-};
+    return text;
+}
 
-void callEverything(FrameHost& host) {
-    void* const h = host.handle();
+Lines callEverything(Story& story) {
     constexpr PixelFormat rgb565 = ePIXELFORMAT_RGB565;
     constexpr PixelEndianess big = ePIXELENDIANESS_BigEndian;
-    quarlo_SetFrameUpdateStartCallback(h, nullptr);
-    quarlo_SetFrameUpdateCallback(h, nullptr);
-    quarlo_SetFrameUpdateRawCallback(h, nullptr);
-    quarlo_SetFrameUpdateEndCallback(h, nullptr);
-    host.gives(quarlo_SetPixelFormatEx(h, eGRAPHICTYPE_Icon, ePIXELFORMAT_RGBA8888, 3, big));
-    host.gives(quarlo_SetPixelFormatEx(h, eGRAPHICTYPE_Unknown, rgb565, 2, big));
-    quarlo_SetPixelFormat(h, rgb565, 0x102, big);
-    quarlo_SetFrameSize(h, 0x10001, 0x20002, 0x30003, 0x40004);
-    quarlo_SetFrameOutputType(h, 1);
-    host.tellConfiguration();
-    host.gives(quarlo_SetPixelFormatEx(h, eGRAPHICTYPE_Frame, static_cast<PixelFormat>(77), 0,
-                                       static_cast<PixelEndianess>(200)));
-    quarlo_SetCompressionFormat(h, eFRAMECOMPRESSION_ZLIB);
-    quarlo_SetFrameOutputType(h, 2);
-    host.tellConfiguration();
-    quarlo_FramebufferUpdateRequest(h, 1, 2, 65535, 4, 0);
-    quarlo_FrambufferUpdateRequest(h, 1, 2, 65535, 4, 1);
-    host.gives(quarlo_FrameRequestStatus(h, 1));
-    host.gives(quarlo_FrameRequestStatus(h, 2));
+    constexpr auto oddFormat = static_cast<PixelFormat>(77);
+    constexpr auto oddOrder = static_cast<PixelEndianess>(200);
+    Lines lines;
+    const auto call = [&](auto function, auto... arguments) {
+        lines = lines + story.call(function, arguments...);
+    };
+    call(quarlo_SetFrameUpdateStartCallback, nullptr);
+    call(quarlo_SetFrameUpdateCallback, nullptr);
+    call(quarlo_SetFrameUpdateRawCallback, nullptr);
+    call(quarlo_SetFrameUpdateEndCallback, nullptr);
+    call(quarlo_SetPixelFormatEx, eGRAPHICTYPE_Icon, ePIXELFORMAT_RGBA8888, 3U, big);
+    call(quarlo_SetPixelFormatEx, eGRAPHICTYPE_Unknown, rgb565, 2U, big);
+    call(quarlo_SetPixelFormat, rgb565, 0x102U, big);
+    call(quarlo_SetFrameSize, 0x10001U, 0x20002U, 0x30003U, 0x40004U);
+    call(quarlo_SetFrameOutputType, Flag{1});
+    lines = lines + configuration(*story.record());
+    call(quarlo_SetPixelFormatEx, eGRAPHICTYPE_Frame, oddFormat, 0U, oddOrder);
+    call(quarlo_SetCompressionFormat, FrameCompression{eFRAMECOMPRESSION_ZLIB});
+    call(quarlo_SetFrameOutputType, Flag{2});
+    lines = lines + configuration(*story.record());
+    for (const bool isIncremental : {false, true}) {
+        call(isIncremental ? quarlo_FrambufferUpdateRequest : quarlo_FramebufferUpdateRequest,
+             UInt16{1}, UInt16{2}, UInt16{65535}, UInt16{4}, Flag{isIncremental});
+    }
+    call(quarlo_FrameRequestStatus, Flag{1});
+    call(quarlo_FrameRequestStatus, Flag{2});
+    return lines;
 }
 
 /** What comes in RUN only begins with "R:", what comes outside of it only with "O:". */
@@ -62,11 +60,10 @@ const Lines everything{
     "INF Set Frame Update End Callback",
     "INF quarlo_SetPixelFormatEx",
     "R:WRN quarlo_SetPixelFormatEx - icon settings not allowed during RUN state.",
-    "R:result -10",
-    "O:result 0",
+    "R:= NOT_ALLOWED",
     "INF quarlo_SetPixelFormatEx",
     "WRN quarlo_SetPixelFormatEx unhandled graphic type=0",
-    "result -5",
+    "= PARAM_VALUE",
     "INF Set Pixel Format",
     "VER     format = 2, bytes per pixel = 258, endian = 1",
     "R:IFF Send Buffer",
@@ -83,7 +80,6 @@ const Lines everything{
     "VER     format = 77, bytes per pixel = 0, endian = 200",
     "R:IFF Send Buffer",
     "R:sent 15 00 00 00 00 03 00 00 00 4D C8 00",
-    "result 0",
     "INF Override Compression Format",
     "VER     compression format = 2 (ZLIB)",
     "R:IFF Send Buffer",
@@ -104,59 +100,54 @@ const Lines everything{
     "INF Frame request status set to SUSPENDED ",
     "R:IFF Send Buffer",
     "R:sent 23 00 00 00 00 02 00 00 00 03 01",
-    "R:result 0",
-    "O:result -3",
+    "O:= STATE_NOT_RUN",
     "INF Frame request status set to ACTIVE ",
     "R:IFF Send Buffer",
     "R:sent 23 00 00 00 00 02 00 00 00 03 02",
-    "R:result 0",
-    "O:result -3",
+    "O:= STATE_NOT_RUN",
 };
 
 TEST(FrameCalls, StoreAtOnceAndSendInRunWithoutMemory) {
     for (const bool isInRun : {false, true}) {
-        const Library library;
-        FrameHost host;
-        if (isInRun) host.run();
-        host.forgetLines();
-        allocations::restart(1, true);
-        callEverything(host);
-        allocations::restart();
+        Story story(isInRun);
         Lines expected;
         for (const std::string& line : everything) {
-            if (line[1] != ':') expected.push_back(line);
-            if (line[1] == ':' && line[0] == (isInRun ? 'R' : 'O'))
-                expected.push_back(line.substr(2));
+            const bool isCommon = line[1] != ':';
+            if (isCommon || line[0] == (isInRun ? 'R' : 'O')) {
+                expected.push_back(line.substr(isCommon ? 0 : 2));
+            }
         }
-        EXPECT_EQ(textOf(host.lines()), textOf(expected));
+        EXPECT_EQ(textOf(withoutMemory(1, [&] { return callEverything(story); })),
+                  textOf(expected));
     }
 }
 
 // A refused format leaves the earlier one, without bytes per pixel.
 TEST(FrameCalls, IconsHaveFourBytesForEachPixel) {
-    const Library library;
-    FrameHost host;
-    for (const PixelFormat format :
-         {ePIXELFORMAT_RGBA8888, ePIXELFORMAT_RGB565, ePIXELFORMAT_ARGB8888, ePIXELFORMAT_RGB888}) {
-        host.gives(quarlo_SetPixelFormatEx(host.handle(), eGRAPHICTYPE_Icon, format, 3,
-                                           ePIXELENDIANESS_LittleEndian));
-        host.tellConfiguration();
+    Idle idle;
+    const Lines call{"INF quarlo_SetPixelFormatEx"};
+    const Lines refusal{"WRN quarlo_SetPixelFormatEx - icon settings have to use 4 byte coding.",
+                        "= PARAM_VALUE"};
+    struct Case {
+        PixelFormat format;
+        Lines lines;
+        std::string icon;
+    };
+    for (const Case& c :
+         {Case{ePIXELFORMAT_RGBA8888, {}, "4 2 4"}, Case{ePIXELFORMAT_RGB565, refusal, "4 2 0"},
+          Case{ePIXELFORMAT_ARGB8888, {}, "3 2 4"}, Case{ePIXELFORMAT_RGB888, refusal, "3 2 0"}}) {
+        EXPECT_EQ(idle.call(quarlo_SetPixelFormatEx, eGRAPHICTYPE_Icon, c.format, 3,
+                            ePIXELENDIANESS_LittleEndian),
+                  call + c.lines);
+        EXPECT_EQ(configuration(*idle.record()),
+                  "configuration 0 1280 1024 134 108 3 2 0 4 " + c.icon);
     }
-    const std::string call = "INF quarlo_SetPixelFormatEx";
-    const std::string refusal =
-        "WRN quarlo_SetPixelFormatEx - icon settings have to use 4 byte coding.";
-    const std::string now = "configuration 0 1280 1024 134 108 3 2 0 4 ";
-    EXPECT_EQ(host.lines(), (Lines{call, "result 0", now + "4 2 4",            //
-                                   call, refusal, "result -5", now + "4 2 0",  //
-                                   call, "result 0", now + "3 2 4",            //
-                                   call, refusal, "result -5", now + "3 2 0"}));
 }
 
 TEST(FrameCalls, TheFrameSizesTheReceiveBuffer) {
     struct Case {
         UInt32 width, height, bytesPerPixel, size;
     };
-    const Library library;
     for (const Case& c :
          {Case{1280, 1024, 4, 5308416}, Case{801, 3, 2, 70342}, Case{0, 0, 4, 65536},
           // 0 and 65536 in 32 bits
@@ -164,18 +155,19 @@ TEST(FrameCalls, TheFrameSizesTheReceiveBuffer) {
           // 65536 in 64 bits
           Case{0x80000000, 0x80000000, 4, 0}}) {
         SCOPED_TRACE(c.width);
-        Host host;
-        quarlo_SetFrameSize(host.handle(), c.width, c.height, 1, 1);
-        quarlo_SetPixelFormat(host.handle(), ePIXELFORMAT_RGB565, c.bytesPerPixel,
-                              ePIXELENDIANESS_BigEndian);
-        host.forgetLines();
-        EXPECT_EQ(_quarlo_AllocateReceiveBuffer(host.record()), c.size);
-        EXPECT_EQ(host.record()->receiveBufferSize, c.size);
-        EXPECT_EQ(host.record()->receiveBuffer != nullptr, c.size != 0);
+        Idle idle;
+        idle.call(quarlo_SetFrameSize, c.width, c.height, 1, 1);
+        idle.call(quarlo_SetPixelFormat, ePIXELFORMAT_RGB565, c.bytesPerPixel,
+                  ePIXELENDIANESS_BigEndian);
+        const auto allocate = [&] {
+            EXPECT_EQ(_quarlo_AllocateReceiveBuffer(idle.record()), c.size);
+        };
         const Lines failure =
             c.size == 0 ? outOfMemoryLines("receive buffer allocation failed.") : Lines{};
-        EXPECT_EQ(host.lines(), Lines{"INF Allocate Receive Buffer"} + failure +
-                                    Lines{"VER     buffer size = " + std::to_string(c.size)});
+        EXPECT_EQ(idle.during(allocate), Lines{"INF Allocate Receive Buffer"} + failure +
+                                             ("VER     buffer size = " + std::to_string(c.size)));
+        EXPECT_EQ(idle.record()->receiveBufferSize, c.size);
+        EXPECT_EQ(idle.record()->receiveBuffer != nullptr, c.size != 0);
     }
 }
 
