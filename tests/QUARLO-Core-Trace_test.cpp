@@ -3,7 +3,6 @@
 
 #include <cstdio>
 #include <fstream>
-#include <thread>
 
 #include "Feature.h"
 #include "QUARLO-Core-Utilities.h"
@@ -162,22 +161,6 @@ TEST_F(Trace, DumpsBothDirectionsRawToAFile) {
     for (const Bytes& sent : host.sent()) whole += sent.size();
     ASSERT_EQ(dump.size(), whole);
     EXPECT_EQ(hex(part(dump, 0, first.size())), hex(first));
-}
-
-TEST_F(Trace, SharesNoBufferBetweenThreads) {
-    constexpr int lines = 200;
-    const auto speak = [&](char letter) {
-        const std::string text(300, letter);
-        for (int i = 0; i < lines; ++i) {
-            trace(host.record(), eTRACECLASS_WARNING, "%s", text.c_str());
-        }
-    };
-    std::thread a(speak, 'a');
-    std::thread b(speak, 'b');
-    a.join();
-    b.join();
-    EXPECT_EQ(host.count("WRN " + std::string(300, 'a')), 200U);
-    EXPECT_EQ(host.count("WRN " + std::string(300, 'b')), 200U);
 }
 
 TEST_F(Trace, SendBufferTakesItsBuffer) {

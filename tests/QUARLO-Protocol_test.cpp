@@ -185,15 +185,6 @@ TEST_F(Protocol, KeepsWhatThePhoneDeclares) {
     EXPECT_EQ(quarlo_GetServerCapabilities(host.handle()), 6U);
 }
 
-TEST_F(Protocol, AnnouncesWhatTheVersionBufferHolds) {
-    quarlo_GetSystemIdentification();
-    host.run();
-    const Bytes announcement = text("Linux KTX2.1 ARM11");
-    EXPECT_EQ(hex(host.sent().back()),
-              hex(packet(67, u8(1) + u16(7) + u16(static_cast<unsigned>(announcement.size())) +
-                                 announcement)));
-}
-
 TEST_F(Protocol, ReportsStatusToItsCallbacks) {
     quarlo_SetPhonecallStatusCallback(host.handle(), [](void* context, Flag on) {
         static_cast<Host*>(context)->note("call " + std::to_string(on));

@@ -127,24 +127,6 @@ TEST_F(BoundedDecoding, StopsAtCountsThatPromiseMoreThanThereIs) {
     }
 }
 
-/** Large counts over many bytes: what is reserved stays in proportion to what was received. */
-TEST_F(BoundedDecoding, ReservesInProportionToWhatWasReceived) {
-    const Bytes filler(100000, 0x01);
-    for (const PacketCase& each : packetCases()) {
-        SCOPED_TRACE(each.name);
-        for (const CountField& count : each.whole.counts) {
-            Bytes bytes(each.whole.bytes.begin(),
-                        each.whole.bytes.begin() + static_cast<std::ptrdiff_t>(count.offset));
-            bytes = bytes + Bytes(count.width, 0x01) + filler;
-            wire::Bounded in = brink.put(bytes);
-            allocations::restart();
-            each.decodeBounded(in, memory);
-            EXPECT_LE(allocations::largest(), 2 * bytes.size());
-            memory.reset();
-        }
-    }
-}
-
 /** Arrays of wider values are copied, so that they are aligned and in the host's order. */
 TEST_F(BoundedDecoding, AlignsValuesThatStandAtOddAddresses) {
     const Bytes bytes = packet(54, u8(2) + u32(0x11223344) + u32(0xDEADBEEF));

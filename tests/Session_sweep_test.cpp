@@ -35,13 +35,9 @@ class Caller : public Host {
 
     void heard(const Heard& what) override {
         Host::heard(what);
-        if (what.callback == Callback::Error) {
-            note(std::string("error ") +
-                 _quarlo_getErrorName(static_cast<eErrorCode>(what.numbers[0])));
-        } else if (what.callback == Callback::Protocol) {
-            note(std::string("state ") +
-                 _quarlo_getStateName(static_cast<eProtocolState>(what.numbers[0])));
-        }
+        if (what.callback != Callback::Error) return;
+        const auto code = static_cast<eErrorCode>(what.numbers[0]);
+        note(std::string("error ") + _quarlo_getErrorName(code));
     }
     /** What does not fit the stack. */
     void callWhatNeedsTheHeap() {
@@ -92,7 +88,7 @@ Outcome play() {
                 host.feed(answer);
                 host.settle();
             }
-            outcome.reachedRun = host.has("state RUN");
+            outcome.reachedRun = host.record()->runReached != 0;
             for (const Bytes& bytes : phonePackets()) {
                 host.feed(bytes);
                 host.settle();
