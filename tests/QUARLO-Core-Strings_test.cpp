@@ -13,7 +13,7 @@ namespace quarlo::test {
 namespace {
 
 /** A wire string over a text that outlives it; nothing is allocated. */
-qrString over(const std::string& text, StringEncoding encoding = eSTRINGENCODING_UTF8) {
+qrString over(std::string_view text, StringEncoding encoding = eSTRINGENCODING_UTF8) {
     auto* bytes = reinterpret_cast<UInt8*>(const_cast<char*>(text.data()));
     return {encoding, static_cast<UInt16>(text.size()), text.empty() ? nullptr : bytes};
 }
@@ -28,7 +28,6 @@ std::string content(const qrString& string) {
     return {reinterpret_cast<const char*>(string.pContent), string.Length};
 }
 
-const std::string none;
 const std::string longest(65535, 'x');
 const qrString absent{eSTRINGENCODING_UTF8, 3, nullptr};
 
@@ -77,8 +76,7 @@ TEST(Strings, ComeFromTextsWholeOrNotAtAll) {
 }
 
 TEST(Strings, AreCopiedDeep) {
-    const std::string text = "copy";
-    const qrString source = over(text, eSTRINGENCODING_ASCII_LATIN1);
+    const qrString source = over("copy", eSTRINGENCODING_ASCII_LATIN1);
     qrString* copy = quarlo_utilStringCopy(&source);
     ASSERT_NE(copy, nullptr);
     EXPECT_NE(copy->pContent, source.pContent);
@@ -109,9 +107,9 @@ TEST(Strings, AreCopiedDeep) {
 }
 
 TEST(Strings, AreEqualByEncodingLengthAndBytes) {
-    const std::string abc = "abc", same = "abc", abd = "abd", ab = "ab";
-    const qrString a = over(abc), b = over(same), c = over(abd), d = over(ab), e = over(none);
-    const qrString latin = over(abc, eSTRINGENCODING_ASCII_LATIN1);
+    const std::string same = "abc";
+    const qrString a = over("abc"), b = over(same), c = over("abd"), d = over("ab"), e = over("");
+    const qrString latin = over("abc", eSTRINGENCODING_ASCII_LATIN1);
     struct Case {
         const qrString* left;
         const qrString* right;
@@ -128,8 +126,7 @@ TEST(Strings, AreEqualByEncodingLengthAndBytes) {
 }
 
 TEST(Strings, FillATextBufferWholeOrNotAtAll) {
-    const std::string text = "12345";
-    const qrString string = over(text), empty = over(none);
+    const qrString string = over("12345"), empty = over("");
     struct Case {
         const qrString* string;
         UInt32 room;
