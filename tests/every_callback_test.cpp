@@ -206,6 +206,7 @@ class Actor : public Unit {
         meeting.meet(std::chrono::seconds(50));
         isDone = true;
     }
+
     const Site& site;
     const unsigned own;
     Meeting& meeting;
