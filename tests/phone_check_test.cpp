@@ -279,8 +279,8 @@ TEST(PhoneChecker, TableAndReportTellWhatWasSeenInWhatIsWellFormedWhateverAHeadU
                                         "1.803 s: the sentence begins without $"}));
     const std::string report = outcome.verdicts.report(17.5);
     for (const char* part :
-         {"<testsuite name=\"quarlo-check\" tests=\"35\" failures=\"2\" skipped=\"1\" "
-          "time=\"17.500\">\n",
+         {("<testsuite name=\"quarlo-check\" tests=\"35\" failures=\"2\" skipped=\"1\" "
+           "time=\"17.500\">\n"),
           "<testcase classname=\"quarlo.check\" name=\"wire.framing\"/>\n",
           "name=\"handshake.language\"><skipped message=\"no ClientSettings came\"/></testcase>\n",
           "JSON: &lt;&amp;&quot;??\"/></testcase>\n",

@@ -4,81 +4,49 @@
 
 #include <gtest/gtest.h>
 
-#include "common/Words.h"
+#include "phone_bytes.h"
 
 namespace quarlo::phone {
 namespace {
-
-using Bytes = std::vector<std::uint8_t>;
-
-/// The whole packet, from its type and the payload's digits.
-Bytes packetOf(UInt8 type, const std::string& digits) {
-    Words words(digits);
-    const Bytes payload = digits.empty() ? Bytes() : words.bytes(digits.size());
-    Bytes bytes{type, 0, 0, 0, 0, static_cast<UInt8>(payload.size()), 0, 0, 0};
-    bytes.insert(bytes.end(), payload.begin(), payload.end());
-    return bytes;
-}
 
 TEST(PacketText, BuildsWhatIsSaid) {
     struct Case {
         const char* name;
         const char* fields;
-        UInt8 type;
-        const char* payload;
+        Bytes packet;
     };
     const Case cases[] = {
-        {"RequestAudioType", "", 64, ""},
-        {"Ping", "PacketCounter=0x01020304", 128, "04030201"},
-        {"ServerAudio", "Command=release RequestID=7  Type=3 MaximumDuration=258", 58,
-         "0700000005030201"},
-        {"ServerAudio", "Command=77", 58, "000000004d000000"},
-        {"InitiatePhoneCall", "Number=+49 DisplayName=\"Ada L = ~\"", 50,
-         "010900416461204c203d207e0103002b3439"},
+        {"RequestAudioType", "", packet(64)},
+        {"Ping", "PacketCounter=0x01020304", packet(128, {4, 3, 2, 1})},
+        {"ServerAudio", "Command=release RequestID=7  Type=3 MaximumDuration=258",
+         packet(58, u32(7) + u8(5) + u8(3) + u16(258))},
+        {"ServerAudio", "Command=77", packet(58, u32(0) + u8(77) + u8(0) + u16(0))},
+        {"InitiatePhoneCall", "Number=+49 DisplayName=\"Ada L = ~\"",
+         packet(50, text("Ada L = ~") + text("+49"))},
         {"NavigateTo", "Position.Latitude.Value=-5 Position.Latitude.Exponent=-6 Type=positiononly",
-         52,
-         "000000"
-         "fbfffffffffffffffa000000000000000000"
-         "000000000000000000000000000000000000000000"
-         "01"},
-        {"SetVehicleDataFilter", "pKeys=1,0x20000", 54, "020100000000000200"},
-        {"ServerInit", "SupportedSoftkeys.pSoftkeys=back,1 Capabilities=4", 14,
-         "000000"
-         "00"
-         "020201"
-         "04000000"
-         "000000"
-         "000000"},
-        {"ServerCustomData", "Event=raw Type=0x1042 pData=616263", 68,
-         "034210"
-         "0300616263"},
+         packet(52,
+                Bytes(3) + u32(0xFFFFFFFB) + u32(0xFFFFFFFF) + u8(0xFA) + Bytes(9 + 21) + u8(1))},
+        {"SetVehicleDataFilter", "pKeys=1,0x20000", packet(54, u8(2) + u32(1) + u32(0x20000))},
+        {"ServerInit", "SupportedSoftkeys.pSoftkeys=back,1 Capabilities=4",
+         packet(14, Bytes{0, 0, 0, 0, 2, 2, 1} + u32(4) + Bytes(6))},
+        {"ServerCustomData", "Event=raw Type=0x1042 pData=616263",
+         packet(68, u8(3) + u16(0x1042) + u16(3) + Bytes{'a', 'b', 'c'})},
         {"FramebufferUpdate",
-         "UpdateRegions.paRectangles.1.pData=ff UpdateRegions.paRectangles.Rectangle.X=2", 26,
-         "02"
-         "0200000000000000"
-         "00000000000000"
-         "0000"
-         "00000000"
-         "0000000000000000"
-         "00000000000000"
-         "0000"
-         "01000000ff"},
+         "UpdateRegions.paRectangles.1.pData=ff UpdateRegions.paRectangles.Rectangle.X=2",
+         packet(26, u8(2) + u16(2) + Bytes(19) + Bytes(17) + u32(1) + u8(0xFF))},
     };
     for (const Case& c : cases) {
         Bytes bytes;
         EXPECT_EQ(buildPacket(c.name, c.fields, bytes), "") << c.name << " " << c.fields;
-        EXPECT_EQ(bytes, packetOf(c.type, c.payload)) << c.name << " " << c.fields;
+        EXPECT_EQ(bytes, c.packet) << c.name << " " << c.fields;
     }
 }
 
 TEST(PacketText, RecognisesWhatIsSaid) {
-    const Bytes touch = packetOf(33,
-                                 "02"
-                                 "010a00140007000000"
-                                 "0205001e0008000000"
-                                 "e8030000");
-    const Bytes position = packetOf(37, "0105002447504747");
-    const Bytes settings = packetOf(69, "646575");
+    const Bytes touch = packet(33, u8(2) + u8(1) + u16(10) + u16(20) + u32(7) + u8(2) + u16(5) +
+                                       u16(30) + u32(8) + u32(1000));
+    const Bytes place = position("$GPGG");
+    const Bytes settings = language("deu");
     struct Case {
         const Bytes& packet;
         const char* name;
@@ -97,10 +65,10 @@ TEST(PacketText, RecognisesWhatIsSaid) {
         {touch, "TouchEvent", "TouchEvents.paTouches.0.TouchType=down", true},
         {touch, "TouchEvent", "TouchEvents.paTouches.1.TouchType=2", true},
         {touch, "TouchEvent", "TouchEvents.paTouches.2.TouchType=2", false},
-        {position, "PositionInformation", "NMEA=$GPGG", true},
-        {position, "PositionInformation", "NMEA=$GPG", false},
-        {position, "PositionInformation", "NMEA~GPG", true},
-        {position, "PositionInformation", "NMEA~GPRMC", false},
+        {place, "PositionInformation", "NMEA=$GPGG", true},
+        {place, "PositionInformation", "NMEA=$GPG", false},
+        {place, "PositionInformation", "NMEA~GPG", true},
+        {place, "PositionInformation", "NMEA~GPRMC", false},
         {settings, "ClientSettings", "arrLanguage=deu", true},
         {settings, "ClientSettings", "arrLanguage=eng", false},
     };
@@ -125,16 +93,13 @@ TEST(PacketText, SaysWhatIsAllowed) {
     };
     const Case cases[] = {
         {true, "Pong", "", "PACKET: ServerProtocolAcknowledge, "},
-        {true, "TouchEvent", "", "PACKET: ServerProtocolAcknowledge, "},
         {false, "Ping", "", "PACKET: ClientProtocolVersion, "},
         {true, "RequestAudioType", "A=1", "no fields"},
         {true, "NavigateTo", "Position=1", "Position.Latitude.Exponent"},
         {true, "NavigateTo", "Position.DisplayName=x", "Position.Latitude.Exponent"},
-        {true, "NavigateTo", "DisplayName.X=x", "Position.Latitude.Exponent"},
         {true, "Ping", "PacketCounter=4294967296", "a number from 0 to 4294967295"},
         {true, "Ping", "PacketCounter=-1", "a number from 0"},
         {true, "Ping", "PacketCounter", "FIELD=VALUE or"},
-        {true, "Ping", "PacketCounter~1", "FIELD=VALUE or"},
         {true, "ServerAudio", "Command=ask", "Request, Release"},
         {true, "InitiatePhoneCall", "Number=\"12", "FIELD=VALUE or"},
         {true, "SetVehicleDataFilter", "Length=3", "FIELD: Length, pKeys"},
@@ -143,7 +108,6 @@ TEST(PacketText, SaysWhatIsAllowed) {
         {true, "FramebufferUpdate", "UpdateRegions.paRectangles.300.Rectangle.X=2",
          "entries 0 to 255"},
         {false, "ClientSettings", "arrLanguage=english", "up to 3 bytes"},
-        {false, "TouchEvent", "Timestamp=soon", "a number from 0"},
         {false, "TouchEvent", "Time~1", "FIELD: TouchEvents.Length, Timestamp"},
     };
     for (const Case& c : cases) {

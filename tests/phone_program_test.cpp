@@ -45,6 +45,7 @@ class Program {
         for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) dup2(file, stream);
         arguments.insert(arguments.begin(), QUARLO_PHONE_PROGRAM);
         std::vector<char*> pointers;
+        pointers.reserve(arguments.size() + 1);
         for (std::string& argument : arguments) pointers.push_back(argument.data());
         pointers.push_back(nullptr);
         execv(pointers[0], pointers.data());
