@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <optional>
 
 #include "Host.h"
 #include "Rig.h"
@@ -180,25 +181,13 @@ TEST_F(SilentPeer, AShortInterruptionIsSurvived) {
 TEST_F(SilentPeer, ASessionReturnsWhenTheCableDoes) {
     const Library library;
     Reports reports;
-    std::atomic<UInt16> port{0};
-    std::atomic<bool> isOver{false};
-    std::thread phone([&] {
-        inside("b", [&] {
-            quarloListener* listener = quarloListener_OpenTcp("10.213.7.2", 0, nullptr);
-            port = quarloListener_GetPort(listener);
-            std::vector<quarloLink*> links;
-            while (!isOver) {
-                quarloLink* link = quarloListener_Accept(listener, 50, nullptr);
-                if (link == nullptr) continue;
-                shakeHands(link);
-                links.push_back(link);
-            }
-            for (quarloLink* link : links) quarloLink_Close(link);
-            quarloListener_Close(listener);
-        });
-    });
-    while (port == 0) std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    SessionSetup config = configOf(reports, port);
+    std::optional<Phone> phone;
+    const auto script = [](quarloLink* link, int) {
+        quarloLink_SetSilenceLimit(link, 2000);
+        stay(link);
+    };
+    inside("b", [&] { phone.emplace(script, "10.213.7.2"); });
+    SessionSetup config = configOf(reports, phone->port());
     config.place.address = "10.213.7.2";
     config.connectLimit = 500;
     config.longestDelay = 300;
@@ -213,8 +202,6 @@ TEST_F(SilentPeer, ASessionReturnsWhenTheCableDoes) {
     set("b", true);
     EXPECT_TRUE(reports.waitFor(eSESSIONSTATE_Running, 2)) << reports.all().back().reason;
     session.reset();
-    isOver = true;
-    phone.join();
 }
 
 }  // namespace

@@ -147,9 +147,9 @@ void stay(quarloLink* link, int /*connection*/) {
     }
 }
 
-Phone::Phone(Script afterRun)
+Phone::Phone(Script afterRun, const char* address)
     : script(std::move(afterRun)),
-      listener(quarloListener_OpenTcp(nullptr, 0, nullptr)),
+      listener(quarloListener_OpenTcp(address, 0, nullptr)),
       thread([this] { serve(); }) {}
 
 Phone::~Phone() {

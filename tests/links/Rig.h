@@ -93,14 +93,14 @@ bool shakeHands(quarloLink* link, unsigned acknowledge = 1);
 void stay(quarloLink* link, int connection = 0);
 
 /**
- * A phone behind a listening TCP socket of the loopback address. Each connection is taken through
- * the handshake on a thread of its own, then handed to afterRun, and closed.
+ * A phone behind a listening TCP socket, of the loopback address by default. Each connection is
+ * taken through the handshake on a thread of its own, then handed to afterRun, and closed.
  */
 class Phone {
   public:
     using Script = std::function<void(quarloLink* link, int connection)>;
 
-    explicit Phone(Script afterRun);
+    explicit Phone(Script afterRun, const char* address = nullptr);
     ~Phone();
     Phone(const Phone&) = delete;
     Phone& operator=(const Phone&) = delete;
