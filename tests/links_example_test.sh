@@ -52,7 +52,3 @@ until_said 1 '^links_attach: the phone (closed|reset) the connection, [1-9][0-9]
     attach.log
 wait "$phone"
 phone=''
-rm -f "$work/socket"
-"$build/examples/links_attach" unix "$work/socket" >"$work/attach.log" 2>&1
-[ $? -eq 1 ] || fail "links_attach finds a phone that is not there"
-until_said 1 '^links_attach: cannot connect to' attach.log
