@@ -16,36 +16,38 @@
 
 namespace quarlo::test {
 
-/* The names of the callbacks, as in quarlo_Set<name>Callback. */
+/* The names of the callbacks, as in quarlo_Set<name>Callback: those of features, and all. */
+#define QUARLO_EACH_FEATURE_CALLBACK(X) \
+    X(FrameUpdateStart)                 \
+    X(FrameUpdate)                      \
+    X(FrameUpdateRaw)                   \
+    X(FrameUpdateEnd)                   \
+    X(BlockStatus)                      \
+    X(VehicleDataRequest)               \
+    X(AudioRequest)                     \
+    X(PhonecallStatus)                  \
+    X(AppTransitionStatus)              \
+    X(AppInactive)                      \
+    X(LauncherState)                    \
+    X(PTTAvailable)                     \
+    X(InitiatePhoneCall)                \
+    X(NavigateTo)                       \
+    X(VoiceSessionRequest)              \
+    X(AppListChanged)                   \
+    X(AppIconResponse)                  \
+    X(AppStartedResponse)               \
+    X(CustomDataString)                 \
+    X(CustomDataInt)                    \
+    X(CustomDataKey)                    \
+    X(CustomDataCan)                    \
+    X(CustomDataRaw)
 #define QUARLO_EACH_CALLBACK(X) \
     X(EndReceiverRequest)       \
     X(Protocol)                 \
     X(Error)                    \
     X(OnMainThreadStart)        \
     X(OnMainThreadEnd)          \
-    X(FrameUpdateStart)         \
-    X(FrameUpdate)              \
-    X(FrameUpdateRaw)           \
-    X(FrameUpdateEnd)           \
-    X(BlockStatus)              \
-    X(VehicleDataRequest)       \
-    X(AudioRequest)             \
-    X(PhonecallStatus)          \
-    X(AppTransitionStatus)      \
-    X(AppInactive)              \
-    X(LauncherState)            \
-    X(PTTAvailable)             \
-    X(InitiatePhoneCall)        \
-    X(NavigateTo)               \
-    X(VoiceSessionRequest)      \
-    X(AppListChanged)           \
-    X(AppIconResponse)          \
-    X(AppStartedResponse)       \
-    X(CustomDataString)         \
-    X(CustomDataInt)            \
-    X(CustomDataKey)            \
-    X(CustomDataCan)            \
-    X(CustomDataRaw)
+    QUARLO_EACH_FEATURE_CALLBACK(X)
 
 enum class Callback : unsigned {
 #define QUARLO_ENUMERATE(name) name,
