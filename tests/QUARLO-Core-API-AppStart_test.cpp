@@ -20,39 +20,31 @@ KeyValueList none{0, nullptr};
 TEST(AppStart, IsSentWithItsLists) {
     const Bytes no = u8(0);
     const Bytes bothWire = u8(2) + text("one") + text("two") + text("") + text("one");
-    const Lines traced{"INF StartApp with IdentifierURL='app:%s'"};
     const Lines outside{"WRN AppStart feature and therefore StartApp not supported by phone.",
                         "= NOT_SUPPORTED"};
-    const auto wire = [](const Bytes& lists) { return packet(73, text("app:%s") + lists); };
-    const auto call = [](KeyValueList* modes, KeyValueList* options) {
-        return bound(quarlo_StartApp, "app:%s", modes, options);
+    const auto start = [&](const std::string& url, KeyValueList* modes, KeyValueList* options,
+                           const Lines& more, const Bytes& sent, const Lines& failure) {
+        const std::string line = "INF StartApp with IdentifierURL='" + url;
+        Sending sending{[=](void* h) { return quarlo_StartApp(h, url.c_str(), modes, options); },
+                        Lines{url.size() < 1000 ? line + "'" : line.substr(0, 4 + 1023)} + more,
+                        packet(73, sent), outside};
+        if (!failure.empty()) sending.failures = {sending.lines + failure};
+        return sending;
     };
     const Lines modes{"VER pLaunchModesNoEntries=2."};
     const Lines options{"VER pOptionsNoEntries=2, "};
-    static const std::string longest(65535, 'u');
-    static const std::string tooLong(65536, 'u');
-    const Lines cut{("INF StartApp with IdentifierURL='" + longest).substr(0, 4 + 1023)};
+    const Lines noMemory{"= MEM_ALLOC"};
+    const Lines noPacket{"WRN creation of ClientStartApp packet failed.", "= PACKET_MEMORY"};
+    const Bytes app = text("app:%s");
+    const std::string longest(65535, 'u');
     expectSendings({
-        {call(nullptr, nullptr), traced, wire(no + no), outside},
-        {call(&both, &both),
-         traced + modes + options,
-         wire(bothWire + bothWire),
-         outside,
-         {traced + modes + options + "= MEM_ALLOC"}},
-        {call(&none, nullptr), traced + "VER pLaunchModesNoEntries=0.", wire(no + no), outside},
-        {call(nullptr, &both),
-         traced + options,
-         wire(no + bothWire),
-         outside,
-         {traced + options + "= MEM_ALLOC"}},
-        {bound(quarlo_StartApp, longest.c_str(), nullptr, nullptr),
-         cut,
-         packet(73, text(longest) + no + no),
-         outside,
-         {cut + "WRN creation of ClientStartApp packet failed." + "= PACKET_MEMORY"}},
+        start("app:%s", nullptr, nullptr, {}, app + no + no, {}),
+        start("app:%s", &both, &both, modes + options, app + bothWire + bothWire, noMemory),
+        start("app:%s", &none, nullptr, {"VER pLaunchModesNoEntries=0."}, app + no + no, {}),
+        start("app:%s", nullptr, &both, options, app + no + bothWire, noMemory),
+        start(longest, nullptr, nullptr, {}, text(longest) + no + no, noPacket),
         // What does not fit is sent empty.
-        {bound(quarlo_StartApp, tooLong.c_str(), nullptr, nullptr), cut,
-         packet(73, text("") + no + no), outside},
+        start(longest + "u", nullptr, nullptr, {}, text("") + no + no, {}),
     });
 }
 

@@ -36,129 +36,126 @@ Bytes customData(unsigned event, unsigned type, const Bytes& payload) {
     return packet(67, u8(event) + u16(type) + u16(static_cast<unsigned>(payload.size())) + payload);
 }
 
-Lines outside(const std::string& function) {
-    return {"WRN quarlo_CustomData" + function + "() called outside RUN state.", "= STATE_NOT_RUN"};
-}
-
 const std::string notCreated = "WRN creation of ClientCustomData packet failed.";
 
+/** The calls of a channel, in the spelling of its functions and its traces. */
+struct Channel {
+    const char* function;
+    const char* name;
+    unsigned event;
+
+    [[nodiscard]] Lines head() const { return {std::string("INF Client Custom Data ") + name}; }
+    [[nodiscard]] Sending sends(Made call, unsigned type, const Bytes& payload,
+                                const Lines& more = {},
+                                const std::vector<Lines>& failures = {}) const {
+        Sending sending{std::move(call), head() + more, customData(event, type, payload),
+                        Lines{std::string("WRN quarlo_CustomData") + function +
+                              "() called outside RUN state."} +
+                            "= STATE_NOT_RUN"};
+        for (const Lines& failure : failures) sending.failures.insert(sending.lines + failure);
+        return sending;
+    }
+};
+
+constexpr Channel strings{"String", "String", 1};
+constexpr Channel ints{"Int", "Int", 2};
+constexpr Channel raws{"Raw", "Raw", 3};
+constexpr Channel cans{"Can", "CAN", 4};
+constexpr Channel keys{"Key", "Key", 5};
+
 TEST(CustomDataCalls, OfTextsAreSent) {
-    const auto call = [&](unsigned type, unsigned encoding, const std::string& content,
-                          const std::string& sent, const Lines& more) {
-        return Sending{stringCall(type, encoding, content),
-                       Lines{"INF Client Custom Data String"} + more,
-                       customData(1, type, text(sent, encoding)), outside("String")};
+    const auto call = [](unsigned type, unsigned encoding, const std::string& content,
+                         const std::string& sent, const Lines& more = {},
+                         const std::vector<Lines>& failures = {}) {
+        return strings.sends(stringCall(type, encoding, content), type, text(sent, encoding), more,
+                             failures);
     };
     const std::string longest(65532, 's');
-    Sending largest = call(2, 1, longest, longest, {});
-    largest.failures = {
-        largest.lines +
-            outOfMemoryLines("cannot allocate data memory for packet ClientCustomData.") +
-            "= MEM_ALLOC",
-        largest.lines + notCreated + "= PACKET_MEMORY"};
+    const Lines noMemory =
+        outOfMemoryLines("cannot allocate data memory for packet ClientCustomData.");
+    const Lines reserved{"INF Type '_IVIFirmwareVersionF' is reserved for Core Version."};
     expectSendings({
-        call(1, 1, "AA:BB", "AA:BB", {}),
-        call(8, 2, "%s", "%s", {}),
-        call(7, 1, "1.2.3", "1.2.3",
-             {"INF Type '_IVIFirmwareVersionF' is reserved for Core Version."}),
+        call(1, 1, "AA:BB", "AA:BB"),
+        call(8, 2, "%s", "%s"),
+        call(7, 1, "1.2.3", "1.2.3", reserved),
         call(65534, 1, "x", "x", {"INF CustomDataString called for test control [65534]"}),
-        call(2, 1, "", "", {}),
-        largest,
+        call(2, 1, "", ""),
+        call(2, 1, longest, longest, {},
+             {noMemory + "= MEM_ALLOC", Lines{notCreated} + "= PACKET_MEMORY"}),
         // What does not fit the packet is sent empty.
-        call(2, 1, longest + "s", "", {}),
-        call(2, 1, std::string(65536 + 4, 's'), "", {}),
-        {bound(quarlo_CustomDataString, eCLIENTCUSTOMDATASTRINGTYPE_BTMACAddress,
-               eSTRINGENCODING_ASCII_LATIN1, nullptr),
-         {"INF Client Custom Data String"},
-         customData(1, 1, text("", 2)),
-         outside("String")},
+        call(2, 1, longest + "s", ""),
+        call(2, 1, std::string(65536 + 4, 's'), ""),
+        strings.sends(bound(quarlo_CustomDataString, eCLIENTCUSTOMDATASTRINGTYPE_BTMACAddress,
+                            eSTRINGENCODING_ASCII_LATIN1, nullptr),
+                      1, text("", 2)),
     });
 }
 
 TEST(CustomDataCalls, OfNumbersKeysAndMessagesAreSent) {
-    const auto ofInt = [](unsigned type, const Bytes& value, const char* warning) {
-        return Sending{intCall(type, static_cast<unsigned>(value.size())),
-                       {"INF Client Custom Data Int", warning},
-                       customData(2, type, value),
-                       outside("Int")};
-    };
-    const auto ofKey = [](unsigned type, unsigned code) {
-        return Sending{keyCall(type, code),
-                       {"INF Client Custom Data Key"},
-                       customData(5, type, u8(code) + u32(0x01020304)),
-                       outside("Key")};
-    };
-    const auto ofCan = [](unsigned type, const Bytes& data) {
-        const auto length = static_cast<unsigned>(data.size());
-        return Sending{canCall(type, length),
-                       {"INF Client Custom Data CAN"},
-                       customData(4, type, u32(0xAABBCCDD) + u8(length) + data),
-                       outside("Can")};
-    };
+    const Lines screen{"WRN ScreenTest is for internal use only"};
+    const Lines tuner{"WRN ZelHUTunerClient is for internal use only"};
+    const Lines light{"WRN GetCanAmbientlight is deprecated, use CustomData CAN instead"};
+    const Bytes id = u32(0xAABBCCDD);
+    const Bytes eight{1, 2, 3, 4, 5, 6, 7, 8};
     expectSendings({
-        ofInt(65280, {1}, "WRN ScreenTest is for internal use only"),
-        ofInt(65024, {1, 2}, "WRN ZelHUTunerClient is for internal use only"),
-        ofInt(65281, {1, 2, 3, 4},
-              "WRN GetCanAmbientlight is deprecated, use CustomData CAN instead"),
-        ofInt(65280, {1, 2, 3, 4, 5, 6, 7, 8}, "WRN ScreenTest is for internal use only"),
-        ofKey(1, 1),
-        ofKey(6, 33),
-        ofCan(1, {}),
-        ofCan(1, {1, 2, 3}),
-        ofCan(65281, {1, 2, 3, 4, 5, 6, 7, 8}),
+        ints.sends(intCall(65280, 1), 65280, {1}, screen),
+        ints.sends(intCall(65024, 2), 65024, {1, 2}, tuner),
+        ints.sends(intCall(65281, 4), 65281, {1, 2, 3, 4}, light),
+        ints.sends(intCall(65280, 8), 65280, eight, screen),
+        keys.sends(keyCall(1, 1), 1, u8(1) + u32(0x01020304)),
+        keys.sends(keyCall(6, 33), 6, u8(33) + u32(0x01020304)),
+        cans.sends(canCall(1, 0), 1, id + u8(0)),
+        cans.sends(canCall(1, 3), 1, id + Bytes{3, 1, 2, 3}),
+        cans.sends(canCall(65281, 8), 65281, id + u8(8) + eight),
     });
 }
 
 TEST(CustomDataCalls, OfBlocksAreSent) {
     static UInt8 most[65535] = {0xEE};
-    const Lines head{"INF Client Custom Data Raw"};
-    const Lines empty = head +
-                        "INF quarlo_CustomDataRaw() called with 0/NULL length/pointer to value; "
-                        "will send empty data.";
-    const std::string masked = "WRN type opcode (highest nibble) shall be 0 (mask 0x0FFF)";
-    const auto call = [](unsigned identifier, unsigned length, UInt8* data, const Lines& lines,
-                         const Bytes& sent) {
-        return Sending{bound(quarlo_CustomDataRaw, static_cast<UInt16>(identifier),
-                             static_cast<UInt16>(length), data),
-                       lines, customData(3, identifier & 0x0FFF, sent), outside("Raw")};
-    };
-    Sending largest = call(1, 65535, most, head, Bytes(most, most + 65535));
-    largest.failures = {head + notCreated + "= PACKET_MEMORY"};
-    expectSendings({call(0x0FFF, 3, counted, head, {1, 2, 3}),
-                    call(0x1000, 1, counted, head + masked, {1}), call(5, 0, counted, empty, {}),
-                    call(0xFFFF, 65535, nullptr, empty + masked, {}), largest});
+    const Lines empty{
+        "INF quarlo_CustomDataRaw() called with 0/NULL length/pointer to value; will send empty "
+        "data."};
+    const Lines masked{"WRN type opcode (highest nibble) shall be 0 (mask 0x0FFF)"};
+    expectSendings({
+        raws.sends(bound(quarlo_CustomDataRaw, 0x0FFF, 3, counted), 0x0FFF, {1, 2, 3}),
+        raws.sends(bound(quarlo_CustomDataRaw, 0x1000, 1, counted), 0, {1}, masked),
+        raws.sends(bound(quarlo_CustomDataRaw, 5, 0, counted), 5, {}, empty),
+        raws.sends(bound(quarlo_CustomDataRaw, 0xFFFF, 65535, nullptr), 0x0FFF, {}, empty + masked),
+        raws.sends(bound(quarlo_CustomDataRaw, 1, 65535, most), 1, Bytes(most, most + 65535), {},
+                   {Lines{notCreated} + "= PACKET_MEMORY"}),
+    });
 }
 
 TEST(CustomDataCalls, RefuseWhatTheirChannelDoesNotHave) {
     Session session;
-    const auto refuse = [&](const char* channel, const char* what,
-                            std::initializer_list<unsigned> values, auto call,
-                            const Lines& more = {}) {
+    const auto refuse = [&](const Channel& channel, const char* what, const auto& call,
+                            std::initializer_list<unsigned> values, const Lines& more = {}) {
         for (const unsigned value : values) {
-            const bool isCan = std::string("Can") == channel;
-            const std::string line = std::string("WRN CustomData '") + channel +
-                                     "' called with invalid " + what + " " + std::to_string(value);
             EXPECT_EQ(session.during([&] { return call(value)(session.handle()); }),
-                      Lines{std::string("INF Client Custom Data ") + (isCan ? "CAN" : channel)} +
-                          more + line + "= PARAM_VALUE");
+                      channel.head() + more +
+                          (std::string("WRN CustomData '") + channel.function +
+                           "' called with invalid " + what + " " + std::to_string(value)) +
+                          "= PARAM_VALUE");
         }
     };
-    refuse("String", "type value", {0, 9, 65533, 65535},
-           [](unsigned type) { return stringCall(type, 1, "x"); });
-    refuse("String", "encoding value", {0, 3},
-           [](unsigned encoding) { return stringCall(1, encoding, "x"); });
-    refuse("Int", "type value", {0, 1, 65279, 65025, 65282},
-           [](unsigned type) { return intCall(type, 1); });
-    refuse("Int", "length value", {0, 3, 5, 7, 9, 65535},
-           [](unsigned length) { return intCall(65280, length); },
+    const auto string = [](unsigned type) { return stringCall(type, 1, "x"); };
+    const auto encoded = [](unsigned encoding) { return stringCall(1, encoding, "x"); };
+    const auto number = [](unsigned type) { return intCall(type, 1); };
+    const auto numbers = [](unsigned length) { return intCall(65280, length); };
+    const auto key = [](unsigned type) { return keyCall(type, 1); };
+    const auto unknownKey = [](unsigned type) { return keyCall(type, type == 6 ? 0 : 15); };
+    const auto can = [](unsigned type) { return canCall(type, 0); };
+    const auto cansOf = [](unsigned length) { return canCall(1, length); };
+    refuse(strings, "type value", string, {0, 9, 65533, 65535});
+    refuse(strings, "encoding value", encoded, {0, 3});
+    refuse(ints, "type value", number, {0, 1, 65279, 65025, 65282});
+    refuse(ints, "length value", numbers, {0, 3, 5, 7, 9, 65535},
            {"WRN ScreenTest is for internal use only"});
-    refuse("Key", "type value", {0, 7, 65535}, [](unsigned type) { return keyCall(type, 1); });
+    refuse(keys, "type value", key, {0, 7, 65535});
     // The text shows the type, not the code.
-    refuse("Key", "code value", {6}, [](unsigned type) { return keyCall(type, 0); });
-    refuse("Key", "code value", {6}, [](unsigned type) { return keyCall(type, 15); });
-    refuse("Can", "type value", {0, 2, 65280}, [](unsigned type) { return canCall(type, 0); });
-    refuse("Can", "data length code", {9, 255}, [](unsigned length) { return canCall(1, length); });
-
+    refuse(keys, "code value", unknownKey, {5, 6});
+    refuse(cans, "type value", can, {0, 2, 65280});
+    refuse(cans, "data length code", cansOf, {9, 255});
     EXPECT_EQ(
         session.call(quarlo_CustomDataInt, eCLIENTCUSTOMDATAINTTYPE_ScreenTest, 4, nullptr),
         (Lines{"WRN quarlo_CustomDataInt() called with NULL pointer to value.", "= NULL_PARAM"}));
@@ -195,10 +192,10 @@ TEST(CustomKeys, OfTheProtocolAreValid) {
 }
 
 Lines setKeys(Session& session, const Bytes& codes) {
-    std::vector<ClientCustomDataKeyCode> keys;
-    for (const unsigned code : codes) keys.push_back(static_cast<ClientCustomDataKeyCode>(code));
+    std::vector<ClientCustomDataKeyCode> list;
+    for (const unsigned code : codes) list.push_back(static_cast<ClientCustomDataKeyCode>(code));
     const Lines lines =
-        session.call(quarlo_SetCustomKeysSupported, static_cast<UInt8>(keys.size()), keys.data());
+        session.call(quarlo_SetCustomKeysSupported, static_cast<UInt8>(list.size()), list.data());
     const quarlo_CoreInstance& record = *session.record();
     EXPECT_EQ(record.customKeyList == nullptr, record.numberOfCustomKeys == 0);
     return lines;
