@@ -13,18 +13,18 @@ const std::string refused = "ERR compression not supported.";
 class Decoding {
   public:
     Decoding(const Rect& rectangle, std::string line) : shown(std::move(line)) {
-        quarlo_SetTraceClass(session.handle(), eTRACECLASS_ERROR);
-        session.forget();
+        host.run();
+        quarlo_SetTraceClass(host.handle(), eTRACECLASS_ERROR);
+        host.forgetLines();
         thread = std::thread([this, bytes = update({rectangle})] {
             for (; !isEnough; ++updates) {
-                session.host.feed(bytes);
-                session.host.settle();
+                host.feed(bytes);
+                host.settle();
             }
         });
     }
     /** Waits for one more update that ends so. */
     void meet(const std::string& line) {
-        Host& host = session.host;
         const std::size_t before = host.count(line);
         EXPECT_TRUE(host.waitUntil([&] { return host.count(line) > before; })) << line;
     }
@@ -32,15 +32,15 @@ class Decoding {
     void finish() {
         isEnough = true;
         thread.join();
-        EXPECT_EQ(session.host.count(shown) + session.host.count(refused), updates);
-        EXPECT_EQ(session.host.count("frame end"), updates);
-        EXPECT_EQ(session.host.linesWith("error "), Lines{});
+        EXPECT_EQ(host.count(shown) + host.count(refused), updates);
+        EXPECT_EQ(host.count("frame end"), updates);
+        EXPECT_EQ(host.linesWith("error "), Lines{});
     }
 
     const std::string shown;
 
   private:
-    Session session;
+    Host host;
     std::atomic<bool> isEnough = false;
     unsigned updates = 0;
     std::thread thread;

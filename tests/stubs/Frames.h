@@ -58,9 +58,9 @@ inline Rect compressed(unsigned compression, const StubOrder& order = {0, 0, 0x5
 }
 
 /** A host in RUN with the stubs of a folder. */
-class Screen : public Found, public Session {
+class Screen : public Folder, public Session {
   public:
-    explicit Screen(const std::string& folder = "good") : Found(folder) {}
+    explicit Screen(const std::string& folder = "good") : Folder(folder) {}
 
     /** Everything that the host sees of an update; addresses are left out. */
     Lines show(const std::vector<Rect>& rectangles) {

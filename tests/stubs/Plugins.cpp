@@ -4,9 +4,6 @@
 
 #include <mutex>
 
-#include "QUARLO-Core.h"
-#include "QUARLO-Internal.h"
-
 namespace {
 
 std::mutex guard;
@@ -58,13 +55,7 @@ int openLibraries() {
     return open;
 }
 
-Found::Found(const std::string& folder) {
-    findPluginsIn(folder);
-    quarlo_Init();
-}
-
-Found::~Found() {
-    quarlo_Shutdown();
+Folder::~Folder() {
     EXPECT_EQ(openLibraries(), 0);
     EXPECT_EQ(isScalingLibAvailable, eFLAG_FALSE);
     findPluginsIn("");

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Allocations.h"
+#include "Host.h"
 
 namespace quarlo::test {
 
@@ -18,13 +19,19 @@ void findPluginsIn(const std::string& folder);
 std::vector<std::string> openedNames();
 int openLibraries();
 
-/** quarlo_Init with the stubs of a folder; the shutdown must close every library. */
-class Found {
+/** The stubs that quarlo_Init finds meanwhile; its shutdown must close every library. */
+class Folder {
   public:
-    explicit Found(const std::string& folder);
-    ~Found();
-    Found(const Found&) = delete;
-    Found& operator=(const Found&) = delete;
+    explicit Folder(const std::string& folder) { findPluginsIn(folder); }
+    ~Folder();
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+};
+
+/** quarlo_Init with the stubs of a folder. */
+struct Found : Folder {
+    using Folder::Folder;
+    const Library library;
 };
 
 /** All allocations of at least so many bytes fail; 0 ends this. */
