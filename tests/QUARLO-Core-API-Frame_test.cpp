@@ -1,5 +1,5 @@
 /* The frame calls: traces, bytes, results, stored configuration. */
-#include "Story.h"
+#include "Calls.h"
 
 namespace quarlo::test {
 namespace {
@@ -20,14 +20,14 @@ std::string configuration(const quarlo_CoreInstance& record) {
     return text;
 }
 
-Lines callEverything(Story& story) {
+Lines callEverything(Session& session) {
     constexpr PixelFormat rgb565 = ePIXELFORMAT_RGB565;
     constexpr PixelEndianess big = ePIXELENDIANESS_BigEndian;
     constexpr auto oddFormat = static_cast<PixelFormat>(77);
     constexpr auto oddOrder = static_cast<PixelEndianess>(200);
     Lines lines;
     const auto call = [&](auto function, auto... arguments) {
-        lines = lines + story.call(function, arguments...);
+        lines = lines + session.call(function, arguments...);
     };
     call(quarlo_SetFrameUpdateStartCallback, nullptr);
     call(quarlo_SetFrameUpdateCallback, nullptr);
@@ -38,11 +38,11 @@ Lines callEverything(Story& story) {
     call(quarlo_SetPixelFormat, rgb565, 0x102U, big);
     call(quarlo_SetFrameSize, 0x10001U, 0x20002U, 0x30003U, 0x40004U);
     call(quarlo_SetFrameOutputType, Flag{1});
-    lines = lines + configuration(*story.record());
+    lines = lines + configuration(*session.record());
     call(quarlo_SetPixelFormatEx, eGRAPHICTYPE_Frame, oddFormat, 0U, oddOrder);
     call(quarlo_SetCompressionFormat, FrameCompression{eFRAMECOMPRESSION_ZLIB});
     call(quarlo_SetFrameOutputType, Flag{2});
-    lines = lines + configuration(*story.record());
+    lines = lines + configuration(*session.record());
     for (const bool isIncremental : {false, true}) {
         call(isIncremental ? quarlo_FrambufferUpdateRequest : quarlo_FramebufferUpdateRequest,
              UInt16{1}, UInt16{2}, UInt16{65535}, UInt16{4}, Flag{isIncremental});
@@ -109,7 +109,7 @@ const Lines everything{
 
 TEST(FrameCalls, StoreAtOnceAndSendInRunWithoutMemory) {
     for (const bool isInRun : {false, true}) {
-        Story story(isInRun);
+        Session session(isInRun);
         Lines expected;
         for (const std::string& line : everything) {
             const bool isCommon = line[1] != ':';
@@ -117,7 +117,7 @@ TEST(FrameCalls, StoreAtOnceAndSendInRunWithoutMemory) {
                 expected.push_back(line.substr(isCommon ? 0 : 2));
             }
         }
-        EXPECT_EQ(textOf(withoutMemory(1, [&] { return callEverything(story); })),
+        EXPECT_EQ(textOf(withoutMemory(1, [&] { return callEverything(session); })),
                   textOf(expected));
     }
 }

@@ -1,5 +1,5 @@
 /* The phone's answers to frame settings changed in RUN. */
-#include "Story.h"
+#include "Calls.h"
 
 namespace quarlo::test {
 namespace {
@@ -33,11 +33,11 @@ TEST(Acknowledgements, RefusalsOfSizeAndFormatEndTheSession) {
                "WRN override of frame compression format not acknowledged by server.", false}}) {
         for (const unsigned refusal : {0U, 2U}) {
             SCOPED_TRACE(c.event);
-            Story story;
-            EXPECT_EQ(story.hear(packet(c.event, u8(1))), Lines{c.received});
-            Lines lines = story.hear(packet(c.event, u8(refusal)));
-            EXPECT_TRUE(!c.endsSession || story.host.waitFor("state STOP"));
-            EXPECT_EQ(story.record()->currentState == ePROTOCOL_STATE_RUN, !c.endsSession);
+            Session session;
+            EXPECT_EQ(session.hear(packet(c.event, u8(1))), Lines{c.received});
+            Lines lines = session.hear(packet(c.event, u8(refusal)));
+            EXPECT_TRUE(!c.endsSession || session.host.waitFor("state STOP"));
+            EXPECT_EQ(session.record()->currentState == ePROTOCOL_STATE_RUN, !c.endsSession);
             // What follows is the end of the session.
             if (c.endsSession) lines.resize(std::min<std::size_t>(lines.size(), 2));
             EXPECT_EQ(lines, (Lines{c.received, c.refused}));
