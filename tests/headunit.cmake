@@ -38,8 +38,6 @@ if(TARGET quarlo-phone AND TARGET quarlo-headunit)
   mirror_test(raw pictures 8 --compression raw -- ${small} ${layouts} --frames 8)
   mirror_test(zlib pictures 8 --compression zlib -- ${small} ${layouts} --frames 8 ${zlib_output})
   # Every transport has a pair of programs; tcp is in all the others.
-  add_executable(cable support/cable.cpp)
-  quarlo_options(cable)
   foreach(transport unix serial beside)
     mirror_over(${transport} ${transport} pictures 4 --ping-limit 60 -- ${small} --frames 4)
   endforeach()

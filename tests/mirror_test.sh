@@ -33,12 +33,13 @@ case $transport in
         unit_place=unix:$work/socket
         ;;
     serial)
-        "$build/tests/cable" "$work/ends" &
+        socat "pty,rawer,link=$work/near" "pty,rawer,link=$work/far" &
         host=$!
-        eventually "there is no cable" test -s "$work/ends"
-        { read -r near && read -r far; } <"$work/ends"
-        phone_place=(--serial "$near:921600")
-        unit_place=serial:$far@921600
+        eventually "there is no cable" test -e "$work/far"
+        # Else an end would hang up whenever a program closes it.
+        exec 8<>"$work/near" 9<>"$work/far"
+        phone_place=(--serial "$(readlink "$work/near"):921600")
+        unit_place=serial:$(readlink "$work/far")@921600
         ;;
     called)
         # Nobody else takes a port of this address.
