@@ -43,19 +43,15 @@ TEST(Packets, AreDecodedFieldByFieldAndBuiltByteForByte) {
         EXPECT_EQ(header->PayloadSize, 0U);
         EXPECT_EQ(each.contents(decoded).fields, each.fields);
 
-        // The builder chooses the type and the size, whatever the caller's header says.
+        // The builder chooses the type and the size, whatever the header says.
+        header->PacketType = eEVENTTYPE_TouchEvent;
         const Bytes wanted = withHeader(each, flags, u32(bytes.size() - 9));
-        qrPacketHeader own{eEVENTTYPE_Ping, 0xA1B2C3D4, 77};
         void* buffer = nullptr;
         UInt32 size = 0;
         each.build(&buffer, &size, decoded);
         EXPECT_EQ(hex(takeBuffer(buffer, size)), hex(wanted));
-        each.buildFromFields(&buffer, &size, &own, decoded);
-        EXPECT_EQ(hex(takeBuffer(buffer, size)), hex(wanted));
-        for (const qrPacketHeader* told : {header, &own}) {
-            EXPECT_EQ(told->PacketType, bytes[0]);
-            EXPECT_EQ(told->PayloadSize, bytes.size() - 9);
-        }
+        EXPECT_EQ(header->PacketType, bytes[0]);
+        EXPECT_EQ(header->PayloadSize, bytes.size() - 9);
         each.remove(decoded);
 
         // Of another type it is refused behind its header.
@@ -102,20 +98,18 @@ TEST(Packets, BuildersClearWhatTheyCannotFill) {
         SCOPED_TRACE(each.name);
         void* whole = filled(each);
         const auto build = [&](void** b, UInt32* s) { each.build(b, s, whole); };
-        const auto fromFields = [&](void** b, UInt32* s) {
-            each.buildFromFields(b, s, headerOf(whole), whole);
-        };
         EXPECT_EQ(left(true, false, build), Left(nullptr, 5));
         EXPECT_EQ(left(false, true, build), Left(sentinel, 0));
-        EXPECT_EQ(left(true, false, fromFields), Left(nullptr, 5));
-        EXPECT_EQ(left(false, true, fromFields), Left(sentinel, 0));
         EXPECT_EQ(left(true, true, [&](auto... to) { each.build(to..., nullptr); }),
                   Left(nullptr, 0));
-        EXPECT_EQ(
-            left(true, true, [&](auto... to) { each.buildFromFields(to..., nullptr, whole); }),
-            Left(sentinel, 0));
         each.remove(whole);
     }
+    qrPacketHeader header{};
+    const auto fromFields = [&](auto... to) { packetPingToBufferFromFields(to..., &header, 7); };
+    EXPECT_EQ(left(true, false, fromFields), Left(nullptr, 5));
+    EXPECT_EQ(left(false, true, fromFields), Left(sentinel, 0));
+    EXPECT_EQ(left(true, true, [](auto... to) { packetPingToBufferFromFields(to..., nullptr, 7); }),
+              Left(sentinel, 0));
 }
 
 /** What a builder makes of fields: the bytes, or none and a buffer pointer as it was. */
@@ -123,9 +117,10 @@ template <class Build>
 std::string built(Build build) {
     void* buffer = sentinel;
     UInt32 size = 5;
-    qrPacketHeader header{};
+    qrPacketHeader header{eEVENTTYPE_Ping, 0, 77};
     build(&buffer, &size, &header);
     EXPECT_EQ(buffer == sentinel, size == 0);
+    EXPECT_TRUE(size == 0 || header.PayloadSize == size - 9);
     return size == 0 ? "refused" : hex(takeBuffer(buffer, size));
 }
 
@@ -150,7 +145,10 @@ TEST(Packets, BuildersRefuseAbsentMembersAndRuns) {
         })};
     for (const std::string& result : results) EXPECT_EQ(result, "refused");
 
-    UInt32 keys[] = {1};
+    UInt32 keys[] = {1, 2};
+    EXPECT_EQ(
+        built([&](auto... to) { packetSetVehicleDataFilterToBufferFromFields(to..., 2, keys); }),
+        hex(packet(54, u8(2) + u32(1) + u32(2))));
     for (UInt32* const given : {static_cast<UInt32*>(nullptr), keys}) {
         EXPECT_EQ(built([&](auto... to) {
                       packetSetVehicleDataFilterToBufferFromFields(to..., 0, given);

@@ -118,8 +118,7 @@ Golden wholeSample(const Sample& sample) {
 
 /** A packet and its functions without their types. */
 template <class P, auto create, auto remove, auto decode, auto build>
-PacketCase packetCase(const Sample& sample,
-                      void (*buildFromFields)(void**, UInt32*, qrPacketHeader*, void*)) {
+PacketCase packetCase(const Sample& sample) {
     return {
         sample.name.data(),
         wholeSample(sample),
@@ -128,7 +127,6 @@ PacketCase packetCase(const Sample& sample,
         [](void* p) { remove(static_cast<P*>(p)); },
         [](void** buffer) { return static_cast<void*>(decode(buffer)); },
         [](void** buffer, UInt32* size, void* p) { build(buffer, size, static_cast<P*>(p)); },
-        buildFromFields,
         [](wire::Bounded& in, wire::Scratch& memory) {
             return static_cast<void*>(wire::decodePacket<P>(in, memory));
         },
@@ -139,19 +137,6 @@ PacketCase packetCase(const Sample& sample,
         },
     };
 }
-
-#define FIELD(Kind, ...) FIELD_##Kind(__VA_ARGS__)
-#define FIELD_VALUE(Type, Name, unit, meaning) , shown.Name
-#define FIELD_BYTES(Name, N, unit, meaning) , shown.Name
-#define FIELD_MEMBER(Record, Name, unit, meaning) , shown.Name
-#define FIELD_RUN(Count, Length, Type, Name, unit, meaning) , shown.Length, shown.Name
-#define CASE(X, Fields)                                                                  \
-    packetCase<packet##X, packet##X##New, packet##X##Delete, packet##X##FromBuffer,      \
-               packet##X##ToBuffer>(                                                     \
-        sampleOf(#X), [](void** buffer, UInt32* size, qrPacketHeader* header, void* p) { \
-            [[maybe_unused]] auto& shown = *static_cast<packet##X*>(p);                  \
-            packet##X##ToBufferFromFields(buffer, size, header Fields);                  \
-        }),
 
 std::uint8_t digit(char c) {
     const std::size_t value = std::string_view("0123456789ABCDEF").find(c);
@@ -185,9 +170,11 @@ Golden golden(std::string_view notation) {
 
 const std::vector<PacketCase>& packetCases() {
     static const std::vector<PacketCase> cases = [] {
-        std::vector<PacketCase> all{
-#define QUARLO_PACKET(Event, Direction, X, ...) CASE(X, QUARLO_EACH_FIELD(FIELD, __VA_ARGS__))
-#define QUARLO_EMPTY_PACKET(Event, Direction, X) CASE(X, )
+        std::vector<PacketCase> all {
+#define QUARLO_PACKET(Event, Direction, X, ...)                                     \
+    packetCase<packet##X, packet##X##New, packet##X##Delete, packet##X##FromBuffer, \
+               packet##X##ToBuffer>(sampleOf(#X)),
+#define QUARLO_EMPTY_PACKET QUARLO_PACKET
 #include "QUARLO.Connector.IVI-API-Catalogue.def"
         };
         std::sort(all.begin(), all.end(), [](const PacketCase& a, const PacketCase& b) {

@@ -49,7 +49,6 @@ struct PacketCase {
     void (*remove)(void* packet);
     void* (*decode)(void** buffer);
     void (*build)(void** buffer, UInt32* size, void* packet);
-    void (*buildFromFields)(void** buffer, UInt32* size, qrPacketHeader* header, void* packet);
     void* (*decodeBounded)(wire::Bounded& in, wire::Scratch& memory);
     Contents (*contents)(const void* packet);
 };
