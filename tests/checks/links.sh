@@ -3,8 +3,8 @@
 # "#". Run in the root of the source tree.
 set -euo pipefail
 
-find . \( -name build -o -name "build-*" -o -name out -o -name .git \) -prune -o -name "*.md" -printf '%P\0' |
-    xargs -0 perl -0777 -e '
+mapfile -t pages < <(find . \( -name build -o -name "build-*" -o -name out -o -name .git \) -prune -o -name "*.md" -printf '%P\n')
+exec perl -0777 - "${pages[@]}" <<'EOF'
 use File::Basename;
 my ($links, $problems, %pages) = (0, 0);
 
@@ -34,4 +34,5 @@ for my $path (@ARGV) {
     }
 }
 print "links: $links followed, $problems problems\n";
-exit($links == 0 || $problems > 0);'
+exit($links == 0 || $problems > 0);
+EOF
