@@ -110,15 +110,10 @@ TEST(Strings, AreEqualByEncodingLengthAndBytes) {
     const std::string same = "abc";
     const qrString a = over("abc"), b = over(same), c = over("abd"), d = over("ab"), e = over("");
     const qrString latin = over("abc", eSTRINGENCODING_ASCII_LATIN1);
-    struct Case {
-        const qrString* left;
-        const qrString* right;
-        int isEqual;
-    };
-    const Case cases[] = {{nullptr, nullptr, 1}, {&a, nullptr, 0}, {&a, &b, 1},
-                          {&a, &c, 0},           {&a, &d, 0},      {&a, &latin, 0},
-                          {&e, &e, 1},           {&e, nullptr, 0}, {&a, &absent, 0},
-                          {&absent, &absent, 1}};
+    const std::tuple<const qrString*, const qrString*, int> cases[] = {
+        {nullptr, nullptr, 1}, {&a, nullptr, 0},     {&a, &b, 1}, {&a, &c, 0},
+        {&a, &d, 0},           {&a, &latin, 0},      {&e, &e, 1}, {&e, nullptr, 0},
+        {&a, &absent, 0},      {&absent, &absent, 1}};
     for (const auto& [left, right, isEqual] : cases) {
         EXPECT_EQ(quarlo_utilStringCompare(left, right), isEqual);
         EXPECT_EQ(quarlo_utilStringCompare(right, left), isEqual);
@@ -153,12 +148,7 @@ TEST(Strings, FillATextBufferWholeOrNotAtAll) {
 }
 
 TEST(Decimals, HaveTwelveSignificantDigits) {
-    struct Case {
-        double number;
-        Int64 value;
-        int exponent;
-    };
-    const Case cases[] = {
+    const std::tuple<double, Int64, int> cases[] = {
         {0.0, 0, -11},
         {-0.5, -500000000000, -12},
         {-48.137154, -481371540000, -10},
@@ -168,11 +158,11 @@ TEST(Decimals, HaveTwelveSignificantDigits) {
         {1e100, 100000000000, -1},  // of three digits of exponent the last is lost
         {1e-138, 100000000000, -24},
     };
-    for (const auto& each : cases) {
+    for (const auto& [number, value, exponent] : cases) {
         qrDecimal decimal{};
-        EXPECT_EQ(_quarlo_utilDoubleToDecimal(each.number, &decimal), 0);
-        EXPECT_EQ(decimal.Value, each.value) << each.number;
-        EXPECT_EQ(decimal.Exponent, each.exponent) << each.number;
+        EXPECT_EQ(_quarlo_utilDoubleToDecimal(number, &decimal), 0);
+        EXPECT_EQ(decimal.Value, value) << number;
+        EXPECT_EQ(decimal.Exponent, exponent) << number;
     }
     const double infinity = std::numeric_limits<double>::infinity();
     const double notANumber = std::numeric_limits<double>::quiet_NaN();

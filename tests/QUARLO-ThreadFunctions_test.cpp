@@ -31,26 +31,21 @@ class Threads : public ::testing::Test {
 /* ---- ends of the receiver ---- */
 
 TEST_F(Threads, EndsAsTheLinkSays) {
-    struct End {
-        std::ptrdiff_t result;
-        const char* trace;
-        Lines reports;
-    };
-    const char* const failed = "ERR Reader returned negative number. Stop service.";
-    const Lines failures{"error CONNECTION_EOF_ZERO", "error PROTOCOL_STOP"};
-    const End ends[] = {{-1,
-                         "ERR Unexpected EOF on connection detected [1]. Stop service.",
-                         {"error PROTOCOL_STOP"}},
-                        {-2, failed, failures},
-                        {0x7FFFFFFF, failed, failures}};
-    for (const End& end : ends) {
+    for (const std::ptrdiff_t result : {-1, -2, 0x7FFFFFFF}) {
+        SCOPED_TRACE(result);
+        const bool isClosed = result == -1;
         Host host;
         host.run();
-        host.endLink(end.result);
+        host.forgetLines();
+        host.endLink(result);
         ASSERT_TRUE(waitForEnd(host));
-        EXPECT_TRUE(host.has(end.trace));
-        EXPECT_EQ(host.linesWith("error "), end.reports);
-        EXPECT_EQ(host.linesWith("state "), (Lines{"state RUN", "state STOP"}));
+        EXPECT_TRUE(host.has(isClosed
+                                 ? "ERR Unexpected EOF on connection detected [1]. Stop service."
+                                 : "ERR Reader returned negative number. Stop service."));
+        Lines reports{"error PROTOCOL_STOP"};
+        if (!isClosed) reports.insert(reports.begin(), "error CONNECTION_EOF_ZERO");
+        EXPECT_EQ(host.linesWith("error "), reports);
+        EXPECT_EQ(host.linesWith("state "), Lines{"state STOP"});
         EXPECT_EQ(host.record()->receiverThread.endFlag, 1);
     }
 }
@@ -115,31 +110,23 @@ TEST_F(Threads, TellsWhyItDoesNotStart) {
 }
 
 TEST_F(Threads, ReportsThreadsThatCannotBeCreated) {
-    struct Start {
-        long refusedThread;
-        Flag isStarted;
-        Int32 nextError;  // of another start: whether it is running
-        Lines traces;
-    };
-    const Start starts[] = {
-        {1, 1, 1, {"WRN StartMainThread - initialization timer thread create failed."}},
-        {2,
-         0,
-         0,
-         {"ERR start main thread (receiver) FAILED with error code 11",
-          "error RECEIVER_START_FAILED"}}};
-    for (const Start& start : starts) {
+    // The initialisation timer's, without which the receiver runs, and the receiver's.
+    for (const bool isTimer : {true, false}) {
         Host host;
         Int32 error = 0;
         quarlo_SetInitialisationTimeout(host.handle(), 9);
-        supervision::refuseThread(start.refusedThread);
-        EXPECT_EQ(quarlo_StartMainThreadEx(host.handle(), &error), start.isStarted);
+        supervision::refuseThread(isTimer ? 1 : 2);
+        EXPECT_EQ(quarlo_StartMainThreadEx(host.handle(), &error), isTimer);
         EXPECT_EQ(error, EAGAIN);
-        EXPECT_EQ(host.record()->waitForInitTime, start.isStarted != 0 ? 0 : 9);
-        for (const std::string& line : start.traces) EXPECT_TRUE(host.has(line)) << line;
-        EXPECT_EQ(host.record()->mainThreadRunning, start.isStarted);
+        EXPECT_EQ(host.record()->waitForInitTime, isTimer ? 0 : 9);
+        EXPECT_EQ(host.record()->mainThreadRunning, isTimer);
+        EXPECT_TRUE(
+            host.has(isTimer ? "WRN StartMainThread - initialization timer thread create failed."
+                             : "ERR start main thread (receiver) FAILED with error code 11"));
+        EXPECT_EQ(host.has("error RECEIVER_START_FAILED"), !isTimer);
+        // Another start tells whether it is running.
         EXPECT_EQ(quarlo_StartMainThreadEx(host.handle(), &error), 1);
-        EXPECT_EQ(error, start.nextError);
+        EXPECT_EQ(error, isTimer ? 1 : 0);
     }
 }
 
@@ -256,27 +243,23 @@ std::size_t stay(void*, UInt8*, std::size_t, void*) {
 
 /** Also when there can be no join timer: whoever deletes waits then. */
 TEST_F(Threads, CancelsAReceiverThatStaysInItsLink) {
-    struct Case {
-        UInt8 joinTime;
-        long refusedThread;
-        bool isInRun;
-    };
-    for (const Case& each : {Case{0, 0, false}, Case{1, 0, false}, Case{2, 0, true},
-                             Case{0, 0, true}, Case{1, 1, false}}) {
+    const std::tuple<UInt8, long, bool> cases[] = {
+        {0, 0, false}, {1, 0, false}, {2, 0, true}, {0, 0, true}, {1, 1, false}};
+    for (const auto& [joinTime, refusedThread, isInRun] : cases) {
         Host host;
         isStuck = false;
         quarlo_SetEndReceiverRequestCallback(host.handle(), nullptr);
-        quarlo_SetWaitForJoinTimeout(host.handle(), each.joinTime);
-        if (each.isInRun) host.run();
+        quarlo_SetWaitForJoinTimeout(host.handle(), joinTime);
+        if (isInRun) host.run();
         quarlo_SetReceiverLink(host.handle(), &stay);
-        if (each.isInRun) {
+        if (isInRun) {
             quarlo_EnablePingWatchdog(host.handle(), 1, 255);
             host.feed(packet(128, u32(2)));
         } else {
             host.start();
         }
         EXPECT_TRUE(host.waitUntil([] { return isStuck.load(); }));
-        supervision::refuseThread(each.refusedThread);
+        supervision::refuseThread(refusedThread);
         host.remove();
         EXPECT_EQ(supervision::unjoined(), 0);
     }

@@ -29,13 +29,10 @@ void expectScalar(UInt32 (*sizeOf)(), T (*read)(void**), void* (*write)(void*, T
 }
 
 TEST(Primitives, AreLittleEndianInTheWidthOfTheirType) {
-    expectScalar<UInt8>(FUNCTIONS(UInt8), 0xFE, "FE");
     expectScalar<Int8>(FUNCTIONS(Int8), -2, "FE");
     expectScalar<UInt16>(FUNCTIONS(UInt16), 0x1234, "34 12");
-    expectScalar<Int16>(FUNCTIONS(Int16), -2, "FE FF");
     expectScalar<UInt32>(FUNCTIONS(UInt32), 0x11223344, "44 33 22 11");
     expectScalar<Int32>(FUNCTIONS(Int32), -0x11223344, "BC CC DD EE");
-    expectScalar<UInt64>(FUNCTIONS(UInt64), 0x1122334455667788, "88 77 66 55 44 33 22 11");
     expectScalar<Int64>(FUNCTIONS(Int64), -2, "FE FF FF FF FF FF FF FF");
     // A value without a name passes unchanged.
     expectScalar<PixelFormat>(FUNCTIONS(PixelFormat), static_cast<PixelFormat>(0xF7), "F7");
@@ -77,19 +74,15 @@ void expectRecord(Size sizeOf, R* (*read)(void**), void* (*write)(void*, const R
 TEST(Records, KeepTheirBytesWhenEmptyAndWhenFilled) {
     EXPECT_PLAIN(PacketHeader, "21 00 00 00 00 11 00 00 00");
     EXPECT_PLAIN(Decimal, "01 02 03 04 05 06 07 88 F6");
-    EXPECT_PLAIN(Touch, "03 FF 04 CF 02 EF BE AD DE");
     EXPECT_EQ(sizeOf_WGSPosition(), 18U);
     EXPECT_OPEN(String, "02 00 00");
     EXPECT_OPEN(String, "01 03 00 'abc'");
     EXPECT_OPEN(CANMessage, "78 56 34 12 00");
     // The length code is a count of bytes and not limited to what a bus can carry.
     EXPECT_OPEN(CANMessage, "78 56 34 12 0C 01 02 03 04 05 06 07 08 09 0A 0B 0C");
-    EXPECT_OPEN(CategoryList, "00");
     EXPECT_OPEN(CategoryList, "01 44 33 22 11");
     EXPECT_OPEN(KeyValueList, "00");
     EXPECT_OPEN(KeyValueList, "02 01 01 00 'k' 01 02 00 'vv' 01 00 00 01 00 00");
-    EXPECT_OPEN(AppInformation,
-                "01 01 00 'u' 01 00 00 09 00 00 00 01 00 00 01 00 00 01 05 00 00 80 03 01 'deu'");
 }
 
 TEST(Records, AbsentEntriesOfAListTakeNoRoom) {
