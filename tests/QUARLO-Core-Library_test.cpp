@@ -77,14 +77,6 @@ TEST(Plugins, NamesAreTriedInOrderAndLazily) {
 
 const std::string set = "INF SetSupportedCompressions() to ";
 
-/** Lets a host ask for compressions; the result and what it hears. */
-void expectCompressions(Host& host, UInt32 compressions, eReturnCode result, const Lines& lines) {
-    SCOPED_TRACE(compressions);
-    host.forgetLines();
-    EXPECT_EQ(quarlo_SetSupportedCompressions(host.handle(), compressions), result);
-    EXPECT_EQ(host.lines(), lines);
-}
-
 TEST(SetSupportedCompressions, ClosesWhatIsLeftOut) {
     struct Case {
         UInt32 compressions;
@@ -99,45 +91,42 @@ TEST(SetSupportedCompressions, ClosesWhatIsLeftOut) {
         {2, {1}, {close + "JPEG", close + "unknown", close + "unknown", set + "0x00000006"}},
     };
     for (const Case& c : cases) {
-        const Found found("good");
-        Host host;
-        expectCompressions(host, c.compressions, eRETURN_OKAY, c.lines);
+        const Folder folder("good");
+        Idle idle;
+        EXPECT_EQ(idle.call(quarlo_SetSupportedCompressions, c.compressions), c.lines);
         EXPECT_EQ(quarlo_Eng_GetSupportedCompressions(), c.compressions | 4);
         EXPECT_EQ(loaded(), c.kept);
         EXPECT_EQ(openLibraries(), static_cast<int>(c.kept.size()) + 1);
         for (const decompressor& entry : decompressorList) {
-            if (entry.library != nullptr || entry.compression == 4) continue;
-            EXPECT_EQ(entry.init, nullptr);
-            EXPECT_EQ(entry.decompress, nullptr);
+            EXPECT_EQ(entry.init != nullptr, entry.library != nullptr);
+            EXPECT_EQ(entry.decompress != nullptr, entry.library != nullptr);
         }
     }
 }
 
 TEST(SetSupportedCompressions, RefusesWhatCannotBeDecoded) {
-    const Found found("unscaled");
-    Host host;
-    const std::string refusal =
-        "WRN SetSupportedCompressions() compressions requested not (all) available ";
-    expectCompressions(host, 9, eRETURN_PARAM_VALUE, {refusal + "0x0000000D"});
+    const Folder folder("unscaled");
+    Idle idle;
+    const auto request = [&](UInt32 compressions) {
+        Lines lines = idle.call(quarlo_SetSupportedCompressions, compressions);
+        lines.back() += " " + std::to_string(quarlo_Eng_GetSupportedCompressions());
+        return lines;
+    };
+    const std::string refusal = "WRN SetSupportedCompressions() ";
+    const std::string missing = refusal + "compressions requested not (all) available ";
+    EXPECT_EQ(request(9), (Lines{missing + "0x0000000D", "= PARAM_VALUE 7"}));
     EXPECT_EQ(loaded().size(), 2U);
-    ASSERT_EQ(quarlo_SetSupportedCompressions(host.handle(), 1), eRETURN_OKAY);
+    EXPECT_EQ(request(1).back(), set + "0x00000005 5");
     // The mask can only shrink,
-    expectCompressions(host, 3, eRETURN_PARAM_VALUE, {refusal + "0x00000007"});
-    EXPECT_EQ(quarlo_Eng_GetSupportedCompressions(), 5U);
+    EXPECT_EQ(request(3), (Lines{missing + "0x00000007", "= PARAM_VALUE 5"}));
     // unless the host decodes by itself.
-    quarlo_SetFrameOutputType(host.handle(), eFLAG_TRUE);
-    expectCompressions(
-        host, 3, eRETURN_NOT_ALLOWED,
-        {"WRN SetSupportedCompressions() with RAW output requested but no callback set"});
-    EXPECT_EQ(quarlo_Eng_GetSupportedCompressions(), 5U);
-    quarlo_SetFrameUpdateRawCallback(
-        host.handle(), [](void*, UInt8, UInt16, UInt16, UInt16, UInt16, UInt8*, UInt32, UInt8,
-                          UInt8, PixelFormat, PixelEndianess, FrameCompression) {});
-    expectCompressions(
-        host, 8, eRETURN_PARAM_VALUE,
-        {"WRN SetSupportedCompressions() undefined compression type requested 0x0000000C"});
-    expectCompressions(host, 3, eRETURN_OKAY, {set + "0x00000007"});
-    EXPECT_EQ(quarlo_Eng_GetSupportedCompressions(), 7U);
+    quarlo_SetFrameOutputType(idle.handle(), eFLAG_TRUE);
+    EXPECT_EQ(request(3), (Lines{refusal + "with RAW output requested but no callback set",
+                                 "= NOT_ALLOWED 5"}));
+    idle.listenTo<Callback::FrameUpdateRaw>(quarlo_SetFrameUpdateRawCallback);
+    EXPECT_EQ(request(8), (Lines{refusal + "undefined compression type requested 0x0000000C",
+                                 "= PARAM_VALUE 5"}));
+    EXPECT_EQ(request(3), Lines{set + "0x00000007 7"});
 }
 
 }  // namespace

@@ -190,9 +190,7 @@ TEST(Decompression, ValuesWithoutAPluginEndTheUpdateBeforeABufferIsMade) {
 TEST(Decompression, NeverCallsAPluginThatTheMaskOnlyNames) {
     Screen screen("none");
     void* const handle = screen.handle();
-    quarlo_SetFrameUpdateRawCallback(
-        handle, [](void*, UInt8, UInt16, UInt16, UInt16, UInt16, UInt8*, UInt32, UInt8, UInt8,
-                   PixelFormat, PixelEndianess, FrameCompression) {});
+    screen.listenTo<Callback::FrameUpdateRaw>(quarlo_SetFrameUpdateRawCallback);
     quarlo_SetFrameOutputType(handle, eFLAG_TRUE);
     ASSERT_EQ(quarlo_SetSupportedCompressions(handle, 3), eRETURN_OKAY);
     quarlo_SetFrameOutputType(handle, eFLAG_FALSE);
@@ -223,20 +221,9 @@ TEST(RawOutput, HandsOnEverythingAsSent) {
                    Screen::announced(1, odd) + Lines{ofSecond, "frame end"}));
     };
     expectLines(missing, missing);
-    quarlo_SetFrameUpdateRawCallback(
-        handle, [](void* context, UInt8 index, UInt16 x, UInt16 y, UInt16 width, UInt16 height,
-                   UInt8* data, UInt32 length, UInt8 horizontal, UInt8 vertical, PixelFormat format,
-                   PixelEndianess endian, FrameCompression compression) {
-            std::string line = "raw";
-            for (const UInt32 value : {UInt32{index}, UInt32{x}, UInt32{y}, UInt32{width},
-                                       UInt32{height}, length, UInt32{horizontal}, UInt32{vertical},
-                                       UInt32{format}, UInt32{endian}, compression}) {
-                line += " " + std::to_string(value);
-            }
-            hostOf(context).note(line + " [" + hex({data, data + length}) + "]");
-        });
-    expectLines("raw 0 10 20 4 2 3 101 0 3 2 1 [FF D8 FF]",
-                "raw 1 10 20 0 65535 0 100 100 9 8 4294967295 []");
+    screen.listenTo<Callback::FrameUpdateRaw>(quarlo_SetFrameUpdateRawCallback);
+    expectLines("FrameUpdateRaw 0 10 20 4 2 [ 255 216 255 ] 3 101 0 3 2 1",
+                "FrameUpdateRaw 1 10 20 0 65535 - 0 100 100 9 8 4294967295");
 }
 
 }  // namespace
