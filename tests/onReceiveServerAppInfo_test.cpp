@@ -83,12 +83,16 @@ TEST(Catalogue, OfTornRecordsIsRefused) {
     qrCategoryList categories{1, &category};
     qrCategoryList tornList{1, nullptr};
     constexpr AppInstallationStatus unknown = eAPPINSTALLATIONSTATUS_Unknown;
-    qrAppInformation items[] = {{&torn, &none, 0, &none, &none, &categories, unknown, 0, {}},
-                                {&url, &torn, 0, &none, &none, &categories, unknown, 0, {}},
-                                {&url, &none, 0, &torn, &none, &categories, unknown, 0, {}},
-                                {&url, &none, 0, &none, &torn, &categories, unknown, 0, {}},
-                                {&url, &none, 0, &none, &none, nullptr, unknown, 0, {}},
-                                {&url, &none, 0, &none, &none, &tornList, unknown, 0, {}}};
+    struct {
+        qrAppInformation item;
+        const char* text;
+    } cases[] = {
+        {{&torn, &none, 0, &none, &none, &categories, unknown, 0, {}}, "empty IdentifierURL"},
+        {{&url, &torn, 0, &none, &none, &categories, unknown, 0, {}}, "invalid strings"},
+        {{&url, &none, 0, &torn, &none, &categories, unknown, 0, {}}, "invalid strings"},
+        {{&url, &none, 0, &none, &torn, &categories, unknown, 0, {}}, "invalid strings"},
+        {{&url, &none, 0, &none, &none, nullptr, unknown, 0, {}}, "empty category list"},
+        {{&url, &none, 0, &none, &none, &tornList, unknown, 0, {}}, "empty category list"}};
     const auto receive = [&](qrAppInformation* item) {
         qrAppInformationList list{1, &item};
         packetServerAppInfo packet{nullptr, &list};
@@ -97,14 +101,11 @@ TEST(Catalogue, OfTornRecordsIsRefused) {
         EXPECT_EQ(launcher.length(), 0);
         return lines;
     };
-    const char* const texts[] = {"empty IdentifierURL", "invalid strings",
-                                 "invalid strings",     "invalid strings",
-                                 "empty category list", "empty category list"};
-    for (std::size_t i = 0; i < std::size(items); ++i) {
-        EXPECT_EQ(receive(&items[i]), announced(1) +
-                                          (std::string("WRN \tServerAppInfo item[0] with ") +
-                                           texts[i] + "; ignore list.") +
-                                          refusedAll);
+    for (auto& c : cases) {
+        EXPECT_EQ(receive(&c.item), announced(1) +
+                                        (std::string("WRN \tServerAppInfo item[0] with ") + c.text +
+                                         "; ignore list.") +
+                                        refusedAll);
     }
     EXPECT_EQ(receive(nullptr),
               announced(1) + "WRN onReceiveServerAppInfo called with AppInformation item = NULL." +

@@ -6,22 +6,12 @@
 namespace quarlo::test {
 namespace {
 
-/** A host in RUN that notes the messages of every channel. */
-class Channels : public Session {
-  public:
-    Channels() {
-        listenTo<Callback::CustomDataString>(quarlo_SetCustomDataStringCallback);
-        listenTo<Callback::CustomDataInt>(quarlo_SetCustomDataIntCallback);
-        listenTo<Callback::CustomDataKey>(quarlo_SetCustomDataKeyCallback);
-        listenTo<Callback::CustomDataCan>(quarlo_SetCustomDataCanCallback);
-    }
-    void dropCallbacks() {
-        quarlo_SetCustomDataStringCallback(handle(), nullptr);
-        quarlo_SetCustomDataIntCallback(handle(), nullptr);
-        quarlo_SetCustomDataKeyCallback(handle(), nullptr);
-        quarlo_SetCustomDataCanCallback(handle(), nullptr);
-    }
-};
+void listenToAll(Session& session) {
+    session.listenTo<Callback::CustomDataString>(quarlo_SetCustomDataStringCallback);
+    session.listenTo<Callback::CustomDataInt>(quarlo_SetCustomDataIntCallback);
+    session.listenTo<Callback::CustomDataKey>(quarlo_SetCustomDataKeyCallback);
+    session.listenTo<Callback::CustomDataCan>(quarlo_SetCustomDataCanCallback);
+}
 
 Bytes message(unsigned event, unsigned type, const Bytes& payload) {
     return packet(68, u8(event) + u16(type) + u16(static_cast<unsigned>(payload.size())) + payload);
@@ -119,22 +109,23 @@ std::vector<Message> refused() {
 }
 
 TEST(CustomDataReceived, ReachesItsCallback) {
-    Channels channels;
-    for (const Message& m : accepted) {
-        EXPECT_EQ(channels.hear(m.wire()), m.head() + m.lines);
-    }
-    channels.dropCallbacks();
+    Session session;
     for (const Message& m : accepted) {
         const Lines before(m.lines.begin(), m.lines.end() - 1);
-        EXPECT_EQ(channels.hear(m.wire()), m.head() + before);
+        EXPECT_EQ(session.hear(m.wire()), m.head() + before);
+    }
+    listenToAll(session);
+    for (const Message& m : accepted) {
+        EXPECT_EQ(session.hear(m.wire()), m.head() + m.lines);
     }
 }
 
 TEST(CustomDataReceived, IsDroppedWithAWarning) {
-    Channels channels;
-    for (const Message& m : refused()) EXPECT_EQ(channels.hear(m.wire()), m.head() + m.lines);
+    Session session;
+    listenToAll(session);
+    for (const Message& m : refused()) EXPECT_EQ(session.hear(m.wire()), m.head() + m.lines);
     for (const unsigned event : {0U, 6U, 255U}) {
-        EXPECT_EQ(channels.hear(message(event, 1, {1})),
+        EXPECT_EQ(session.hear(message(event, 1, {1})),
                   (Lines{"INF ServerCustomData event=unknown",
                          "WRN ServerCustomData with unknown event type " + std::to_string(event)}));
     }
@@ -145,39 +136,41 @@ TEST(CustomDataReceived, IsDroppedWithAWarning) {
 }
 
 TEST(CustomDataReceived, ReadsNothingBehindTheMessage) {
-    Channels channels;
+    Session session;
+    listenToAll(session);
     using Process = eReturnCode (*)(quarlo_CoreInstance*, UInt16, UInt16, UInt8*);
     const Process processes[] = {&_quarlo_ProcessCustomDataString, &_quarlo_ProcessCustomDataInt,
                                  &_quarlo_ProcessCustomDataKey, &_quarlo_ProcessCustomDataCan};
     for (const Process process : processes) {
         EXPECT_EQ(process(nullptr, 1, 1, nullptr), eRETURN_NULL_HANDLE);
-        EXPECT_EQ(process(channels.record(), 1, 0, nullptr), eRETURN_NULL_PARAM);
+        EXPECT_EQ(process(session.record(), 1, 0, nullptr), eRETURN_NULL_PARAM);
         for (UInt16 length = 1; length < 16; ++length) {
             const Exact exact(Bytes(length, 0xFF));
-            process(channels.record(), 1, length, exact.data());
+            process(session.record(), 1, length, exact.data());
         }
     }
     EXPECT_EQ(_quarlo_ProcessCustomDataRaw(nullptr, 0x1000, 0, nullptr), eRETURN_NULL_HANDLE);
 }
 
 TEST(CustomDataReceived, WithoutMemoryIsDropped) {
-    Channels channels;
+    Session session;
+    listenToAll(session);
     const std::string longest(65532, 'x');
     const std::string noText =
         "ERR Error reading content from string in _quarlo_ProcessCustomDataString()";
     const Bytes large = message(strings, 1, text(longest));
-    EXPECT_EQ(channels.hear(large).back(), "CustomDataString 1 1 " + longest);
-    EXPECT_EQ(hearWithoutMemory(channels, large).back(), noText);
+    EXPECT_EQ(session.hear(large).back(), "CustomDataString 1 1 " + longest);
+    EXPECT_EQ(hearWithoutMemory(session, large).back(), noText);
     // The scratch memory is full and cannot grow.
-    quarlo_CoreInstance* const obj = channels.record();
+    quarlo_CoreInstance* const obj = session.record();
     obj->scratch.make<UInt8>(wire::Scratch::ordinarySize);
     allocations::restart(1, true);
     Bytes can = u32(1) + u8(0);
     Bytes string = text("x");
-    EXPECT_EQ(channels.during([&] { return _quarlo_ProcessCustomDataCan(obj, 1, 5, can.data()); }),
+    EXPECT_EQ(session.during([&] { return _quarlo_ProcessCustomDataCan(obj, 1, 5, can.data()); }),
               (Lines{"ERR error reading CAN message from data", "= MEM_ALLOC"}));
     EXPECT_EQ(
-        channels.during([&] { return _quarlo_ProcessCustomDataString(obj, 1, 4, string.data()); }),
+        session.during([&] { return _quarlo_ProcessCustomDataString(obj, 1, 4, string.data()); }),
         (Lines{"ERR Error reading string in _quarlo_ProcessCustomDataString()", "= MEM_ALLOC"}));
     allocations::restart();
     obj->scratch.reset();

@@ -57,7 +57,7 @@ class Vehicle : public Session {
     [[nodiscard]] Lines items() const {
         Lines result;
         genericList& list = record()->vehicleDataList;
-        for (auto* at = listGetFirstElement(&list); at != nullptr; at = listGetNextElement(&list)) {
+        for (auto* at = list.head.next; at != &list.tail; at = at->next) {
             const auto& item = *reinterpret_cast<vehicleDataItem*>(at);
             std::string line = std::to_string(item.key);
             if (item.value != nullptr) {
