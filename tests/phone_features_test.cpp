@@ -49,14 +49,13 @@ class Drive : public Rig {
     std::string status(const char* app) { return screen.phone().status[app]; }
 };
 
-const std::string goesToTheFront =
-    "ServerState, 11 bytes: DataType=2 (Transition), Value=1; "
-    "ServerState, 11 bytes: DataType=4 (LauncherAppState), Value=0; "
-    "ServerState, 11 bytes: DataType=2 (Transition), Value=0";
-const std::string goesHome =
-    "ServerState, 11 bytes: DataType=2 (Transition), Value=1; "
-    "ServerState, 11 bytes: DataType=4 (LauncherAppState), Value=1; "
-    "ServerState, 11 bytes: DataType=2 (Transition), Value=0";
+std::string goesTo(const std::string& launcherState) {
+    return "ServerState, 11 bytes: DataType=2 (Transition), Value=1; "
+           "ServerState, 11 bytes: DataType=4 (LauncherAppState), Value=" +
+           launcherState + "; ServerState, 11 bytes: DataType=2 (Transition), Value=0";
+}
+const std::string goesHome = goesTo("1");
+const std::string goesToTheFront = goesTo("0");
 const std::string volumeKey = "ServerCustomData, 15 bytes: Event=5 (Key), Type=4, pData=[10]";
 const std::string firstName =
     "ServerCustomData, 29 bytes: Event=1 (String), Type=1, pData=[1, 12, "
@@ -104,34 +103,14 @@ TEST(PhoneInput, TwoFingersEnlargeTheMapWithinBounds) {
     EXPECT_EQ(drive.pixels(), before);
 }
 
-TEST(PhonePictures, AFingerTurnsThemButNotAtTheWheel) {
-    Drive drive;
-    drive.open("pictures");
-    const auto drag = [&drive](unsigned from, unsigned to) {
-        drive.touch({{eTOUCHTYPE_Down, from, 120}, {eTOUCHTYPE_Moved, to, 120}});
-        drive.touch({{eTOUCHTYPE_Up, to, 120}});
-        return drive.pixels();
-    };
-    const auto first = drive.pixels();
-    EXPECT_EQ(drag(200, 180), first) << "too short to turn";
-    EXPECT_EQ(drag(80, 240), first) << "nothing before the first";
-    EXPECT_NE(drag(240, 80), first);
-    EXPECT_EQ(drag(80, 240), first);
-    drive.screen.phone().isMoving = true;
-    const auto moving = drive.pixels();
-    EXPECT_EQ(drag(240, 80), moving);
-}
-
 TEST(PhoneVehicle, TheCarIsFollowedAndWhatCannotBeBelievedIgnored) {
     Drive drive;
     Phone& phone = drive.screen.phone();
     drive.tell(state(eCLIENTDATATYPE_DayNightMode, 0) + state(eCLIENTDATATYPE_Movement, 1));
-    for (const char* sentence :
-         {"$GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,*47",
-          "$GPRMC,123519,A,4807.038,N,01131.000,E,022.4,084.4,230394,003.1,W*6A",
-          "$GPGGA,123519,4907.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,*48",
-          "$GPGGA,123519,,,,,0,00,,,M,,M,,*"})
-        drive.tell(position(sentence));
+    for (const char* one :
+         {"$GPGGA,1,4807.038,N,01131.000,E,1*6F", "$GPRMC,1,A,4807.038,N,01131.000,E,0,84.4*24",
+          "$GPGGA,1,4907.038,N,01131.000,E,1*6F", "$GPGGA,1,,,,,1"})
+        drive.tell(position(one));
     drive.settle(language("deu") + language("\x01\x80z") + flag(39, 77));
     EXPECT_FALSE(phone.isNight);
     EXPECT_TRUE(phone.isMoving);
@@ -141,11 +120,11 @@ TEST(PhoneVehicle, TheCarIsFollowedAndWhatCannotBeBelievedIgnored) {
     EXPECT_NEAR(phone.position->latitude, 48.1173, 1e-4);
     EXPECT_EQ(phone.heading, 84.4);
     EXPECT_EQ(drive.notes("ignored"),
-              (std::vector<std::string>{
-                  "ignored a position with a wrong checksum: "
-                  "$GPGGA,123519,4907.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,*48",
-                  "ignored a position that cannot be read: $GPGGA,123519,,,,,0,00,,,M,,M,,*",
-                  "ignored a language that is none", "ignored an unknown block mode"}));
+              (std::vector<std::string>{"ignored a position with a wrong checksum: "
+                                        "$GPGGA,1,4907.038,N,01131.000,E,1*6F",
+                                        "ignored a position that cannot be read: $GPGGA,1,,,,,1",
+                                        "ignored a language that is none",
+                                        "ignored an unknown block mode"}));
 }
 
 TEST(PhoneVehicle, SentencesAreReadAsFarAsTheyCanBeTrusted) {
@@ -157,22 +136,15 @@ TEST(PhoneVehicle, SentencesAreReadAsFarAsTheyCanBeTrusted) {
     };
     using enum SentenceState;
     for (const Case& c : {
-             Case{"$GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,*47\r\n",
-                  Place,
-                  {48.1173, 11.516667}},
-             Case{"$GNRMC,123519,A,3351.000,S,07040.500,W,022.4,084.4,230394,003.1,W*7B",
-                  Place,
-                  {-33.85, -70.675},
-                  84.4},
+             Case{"$GPGGA,1,4807.038,N,01131.000,E,1*6F\r\n", Place, {48.1173, 11.516667}},
+             Case{"$GNRMC,1,A,3351.0,S,07040.5,W,0,84.4*35", Place, {-33.85, -70.675}, 84.4},
              Case{"$GPRMC,1,A,0000,N,00000,E,0,", Place},
              Case{"$GPRMC,1,A,9000,N,18000,W,0,360", Place, {90, -180}, 360.0},
              Case{"$GPRMC,1,V,,,,,,", NoFix},
              Case{"$GPGGA,1,,,,,0", NoFix},
-             Case{"$GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,*46",
-                  WrongChecksum},
+             Case{"$GPGGA,1,4807.038,N,01131.000,E,1*6E", WrongChecksum},
              Case{"$GPGLL,4916.45,N,12311.12,W*71", OtherKind},
              Case{"", Unreadable},
-             Case{"*00", Unreadable},
              Case{"$GPGGA,1,4807.038,N,01131.000,E,1*-1", Unreadable},
              Case{"$GPGGA,1,4807.038,N,01131.000,E,", Unreadable},
              Case{"$GPGGA,1,4860,N,1,E,1", Unreadable},
@@ -207,7 +179,8 @@ TEST(PhoneVehicle, BlockModeHidesWhatIsNotAllowedAndIsAnswered) {
               "ServerAppStarted, 31 bytes: IdentifierURL=\"quarlo://app/music\", "
               "Status=130 (NotAllowed); " +
                   goesToTheFront);
-    drive.saidTo(flag(39, eBLOCKMODE_AllowAll));
+    drive.saidTo(start("quarlo://app/nothing") + flag(39, eBLOCKMODE_AllowAll));
+    EXPECT_EQ(drive.screen.front(), findApp("music"));
     drive.open("news");
     EXPECT_EQ(drive.pixels(), seen);
 }
@@ -230,73 +203,44 @@ TEST(PhoneVehicle, TheDashboardAsksForItsValuesWhileItIsOpen) {
     EXPECT_TRUE(known.empty());
 }
 
-TEST(PhoneServices, TapsDialGuideAndListen) {
+TEST(PhoneServices, ShowWhatTheHeadUnitAnswers) {
     Drive drive;
     drive.open("phone");
-    EXPECT_EQ(drive.tap(100, 60),
-              "InitiatePhoneCall, 39 bytes: DisplayName=\"Ada Lindqvist\", "
-              "Number=\"+4615550101\"");
+    drive.tap(100, 60);
     EXPECT_EQ(drive.status("phone"), "Dialling Ada Lindqvist");
     EXPECT_EQ(drive.saidTo(flag(51, ePHONECALLSTATUS_Active)),
               "ServerState, 11 bytes: DataType=1 (PhoneCall), Value=1");
     EXPECT_EQ(drive.status("phone"), "Call: Active");
     EXPECT_EQ(drive.saidTo(flag(51, ePHONECALLSTATUS_Rejected)),
               "ServerState, 11 bytes: DataType=1 (PhoneCall), Value=0");
-    EXPECT_EQ(drive.ask(Wish::Navigate, 0),
-              "NavigateTo, 87 bytes: DisplayName=\"Home\", "
-              "Position={Latitude={Value=48137154, Exponent=-6}, "
-              "Longitude={Value=11576124, Exponent=-6}}, "
-              "Placemark={Country=\"Germany\", Region=\"\", ZipCode=\"80331\", City=\"München\", "
-              "Streetname=\"Seestraße\", CrossStreetname=\"\", Housenumber=\"7\"}, Type=3 (Both)");
-    EXPECT_TRUE(drive.ask(Wish::Navigate, 2).ends_with("Type=1 (PositionOnly)"));
-    EXPECT_TRUE(drive.ask(Wish::Navigate, 3).ends_with("Type=2 (PlacemarkOnly)"));
-    EXPECT_EQ(drive.ask(Wish::Voice, eVOICEREQUEST_EndUserEvent),
-              "ServerVoiceSessionRequest, 10 bytes: Type=3 (EndUserEvent)");
     drive.settle(packet(63, u8(200) + u8(0)));
     EXPECT_EQ(drive.status("voice"), "unknown · NoConstraint");
+}
+
+std::string asks(unsigned id, const char* command, const char* type, unsigned seconds) {
+    return "ServerAudio, 17 bytes: RequestID=" + std::to_string(id) + ", Command=" + command +
+           ", Type=" + type + ", MaximumDuration=" + std::to_string(seconds);
 }
 
 TEST(PhoneAudio, ChannelsAreAskedForAndGivenBack) {
     Drive drive;
     EXPECT_EQ(drive.ask(Wish::Audio, noSoundWish), "") << "nothing to stop";
     EXPECT_EQ(drive.ask(Wish::Audio, soundWish(eAUDIOTYPE_Main, 10)),
-              "ServerAudio, 17 bytes: RequestID=1, Command=1 (Request), Type=3 (Main), "
-              "MaximumDuration=10");
+              asks(1, "1 (Request)", "3 (Main)", 10));
     EXPECT_EQ(drive.ask(Wish::Audio, soundWish(eAUDIOTYPE_Announcement, 5)),
-              "ServerAudio, 17 bytes: RequestID=1, Command=5 (Release), Type=3 (Main), "
-              "MaximumDuration=10; "
-              "ServerAudio, 17 bytes: RequestID=2, Command=1 (Request), Type=5 (Announcement), "
-              "MaximumDuration=5");
+              asks(1, "5 (Release)", "3 (Main)", 10) + "; " +
+                  asks(2, "1 (Request)", "5 (Announcement)", 5));
     drive.settle(audio(99, eAUDIOSTATUS_Close));
     EXPECT_EQ(drive.status("music"), "Asked for Announcement");
     drive.settle(audio(1, eAUDIOSTATUS_Close));
-    EXPECT_EQ(drive.ask(Wish::Audio, noSoundWish),
-              "ServerAudio, 17 bytes: RequestID=2, Command=5 (Release), Type=5 (Announcement), "
-              "MaximumDuration=5")
-        << "the last one, not the first";
+    EXPECT_EQ(drive.ask(Wish::Audio, noSoundWish), asks(2, "5 (Release)", "5 (Announcement)", 5));
     drive.ask(Wish::Audio, soundWish(eAUDIOTYPE_Main, 0));
     drive.settle(audio(3, eAUDIOSTATUS_Close));
     EXPECT_EQ(drive.status("music"), "Request 3: Close, NoError");
     EXPECT_EQ(drive.ask(Wish::Audio, noSoundWish), "") << "closed already";
-    EXPECT_EQ(drive.ask(Wish::Audio, whichSoundWish), "RequestAudioType, 9 bytes");
 }
 
-TEST(PhoneApps, TheCatalogueIsAnnouncedIconsDrawnAndAppsStarted) {
-    Options options;
-    options.toldApps = {8};
-    Rig rig(options);
-    rig.unheard = {eEVENTTYPE_Ping};
-    rig.handshake();
-    EXPECT_EQ(rig.heard(), "2:1 12:1 14 18:1");
-    EXPECT_EQ(rig.saidTo(packet(67, Bytes(5))),  // in RUN, as its first word says
-              "ServerState, 11 bytes: DataType=5 (PTTAvailable), Value=1; "
-              "ServerState, 11 bytes: DataType=4 (LauncherAppState), Value=1; "
-              "ServerAppInfo, 93 bytes: Info={paInfo=["
-              "{IdentifierURL=\"quarlo://app/link\", Name=\"Link\", UniqueIconID=9, "
-              "Manufacturer=\"quarlo\", Description=\"Link of the simulated phone\", "
-              "Categories={pCategories=[2]}, InstStatus=3 (Executable), IsAbleToLaunchApps=0, "
-              "arrLanguage=\"eng\"}]}");
-
+TEST(PhoneApps, IconsAreDrawnAsAskedForOrEmpty) {
     Drive drive;
     const auto drawn = [&](const std::string& app, unsigned side, unsigned compression = 0) {
         drive.settle(icon("quarlo://app/" + app, side, compression));
@@ -314,15 +258,6 @@ TEST(PhoneApps, TheCatalogueIsAnnouncedIconsDrawnAndAppsStarted) {
     EXPECT_EQ(pixels, quarlo::test::part(raw, head, raw.size()));
     for (const unsigned side : {0U, 513U, 65535U}) EXPECT_EQ(drawn("maps", side).size(), head);
     EXPECT_EQ(drawn("nothing", 48).size(), head + 3);
-
-    EXPECT_EQ(drive.saidTo(start("quarlo://app/maps")),
-              "ServerAppStarted, 30 bytes: IdentifierURL=\"quarlo://app/maps\", "
-              "Status=2 (Success); " +
-                  goesToTheFront);
-    EXPECT_EQ(drive.saidTo(start("quarlo://app/nothing")),
-              "ServerAppStarted, 33 bytes: IdentifierURL=\"quarlo://app/nothing\", "
-              "Status=129 (NotInstalled)");
-    EXPECT_EQ(drive.screen.front(), findApp("maps"));
 }
 
 TEST(PhoneCustomData, AllChannelsListenToWhatIsWellFormed) {

@@ -26,9 +26,11 @@ class MemoryStream : public Stream {
     Bytes fromPhone;
     std::size_t readPiece = SIZE_MAX;
     std::size_t writePiece = SIZE_MAX;
+    bool isGone = false;
 
     long read(std::span<std::uint8_t> room) override {
         const std::size_t count = std::min({room.size(), toPhone.size(), readPiece});
+        if (count == 0 && isGone) return -1;
         const auto end = toPhone.begin() + static_cast<std::ptrdiff_t>(count);
         std::copy(toPhone.begin(), end, room.begin());
         toPhone.erase(toPhone.begin(), end);
@@ -41,15 +43,12 @@ class MemoryStream : public Stream {
     }
 };
 
-/// A gradient with noise, and a block that moves one of its widths to the right every 100 ms.
+/// A gradient, and a block that moves one of its widths to the right every 100 ms.
 class MovingBlock : public App {
   public:
     std::string title() const override { return ""; }
     void drawBackdrop(Canvas& canvas, const Box& box) override {
         canvas.fillGradient(box, 0, {0x204060, 1}, {0xE0B080, 1});
-        for (int i = 0; i < 40; ++i)
-            canvas.fillCircle(box.width * (i * 37 % 40) / 40, box.y + box.height * i / 40, 3,
-                              {0xFF00FF, 0.5});
     }
     void draw(Canvas& canvas, const Box& box, const Moment& moment) override {
         const double step = static_cast<double>(moment.milliseconds / 100 % 10);
@@ -138,10 +137,7 @@ class Rig {
     }
     /// What the phone has said since, in words.
     std::string said() {
-        std::string all;
-        for (Bytes bytes = take(); !bytes.empty(); bytes = take())
-            all += (all.empty() ? "" : "; ") + describePacket(bytes);
-        return all;
+        return allTaken("; ", [](const Bytes& bytes) { return describePacket(bytes); });
     }
     std::string saidTo(const Bytes& told) {
         settle(told);
@@ -150,12 +146,10 @@ class Rig {
     /// The types of the packets that the phone has said since, where there is one the payload's
     /// only byte with them.
     std::string heard() {
-        std::string all;
-        for (Bytes bytes = take(); !bytes.empty(); bytes = take()) {
-            all += (all.empty() ? "" : " ") + std::to_string(bytes[0]);
-            if (bytes.size() == wire::headerSize + 1) all += ":" + std::to_string(bytes.back());
-        }
-        return all;
+        return allTaken(" ", [](const Bytes& bytes) {
+            const bool isFlag = bytes.size() == wire::headerSize + 1;
+            return std::to_string(bytes[0]) + (isFlag ? ":" + std::to_string(bytes.back()) : "");
+        });
     }
     /// Takes one update and draws its rectangles onto the canvas.
     std::vector<Received> takeUpdate() {
@@ -198,6 +192,14 @@ class Rig {
                           eEVENTTYPE_ServerCustomData, eEVENTTYPE_Ping};
 
   private:
+    template <class Words>
+    std::string allTaken(const char* between, Words words) {
+        std::string all;
+        for (Bytes bytes = take(); !bytes.empty(); bytes = take())
+            all += (all.empty() ? "" : between) + words(bytes);
+        return all;
+    }
+
     /// Other formats than the first one are for the head unit program.
     void paint(const Received& rectangle, const std::uint8_t* data, std::size_t size) {
         const Area& area = rectangle.area;
