@@ -57,8 +57,11 @@ inline std::map<unsigned, Connection> readCapture(const std::string& path, bool 
           "ip.checksum.status", "tcp.checksum.status", "tcp.analysis.flags"}) {
         command += std::string(" -e ") + field;
     }
+    std::string lastTime;
     for (std::vector<std::string>& fields : linesOf(command + " 2>/dev/null", '\037')) {
         fields.resize(12);
+        EXPECT_GE(fields[8], lastTime);
+        lastTime = fields[8];
         const std::string& port = fields[fields[0] == "192.0.2.1" ? 1 : 2];
         Connection& connection = all[static_cast<unsigned>(std::stoul(port))];
         take(connection, fields);
