@@ -43,7 +43,7 @@ EOF
 log=out/packages/use.log
 # Without /proc the loader does not know where a program lies. It is mounted for this command only.
 # shellcheck disable=SC2016 # that shell's own arguments
-unshare --mount sh -c 'mount -t proc proc "$1/proc" && exec chroot "$1" sh /root/use.sh' use "$root" \
+unshare --mount sh -c 'mount -t proc proc "$1/proc" && unset TMPDIR && exec chroot "$1" sh /root/use.sh' use "$root" \
     >"$log" 2>&1 || {
     tail -n 40 "$log"
     exit 1
