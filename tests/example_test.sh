@@ -1,21 +1,17 @@
 #!/usr/bin/env bash
-# example_test.sh HOST PHONE: the example of the documentation against the phone program: a session that
+# example_test.sh BUILD: the example of the documentation against the phone program: a session that
 # the phone ends, one that the user interrupts, and one that the phone refuses.
 set -uo pipefail
 
 # shellcheck source=tests/support/programs.sh
 . "$(dirname "$0")/support/programs.sh"
 
-program=$1 phone_program=$2
+build=$1
 
 # start OPTIONS...: a phone with these options and the host in the background.
 start() {
-    rm -f "$work/port"
-    "$phone_program" --listen 127.0.0.1:0 --port-file "$work/port" --once --max-seconds 60 "$@" \
-        >"$work/phone.log" 2>&1 &
-    phone=$!
-    eventually "the phone does not listen" test -s "$work/port"
-    "$program" 127.0.0.1 "$(cat "$work/port")" >"$work/host.log" 2>&1 &
+    start_phone "$build" "$work" --once --max-seconds 60 "$@"
+    "$build/examples/minimal_host" "${address%:*}" "${address#*:}" >"$work/host.log" 2>&1 &
     host=$!
 }
 

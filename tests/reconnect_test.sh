@@ -9,20 +9,10 @@ build=$1 scenario=$2
 headunit=$build/headunit/quarlo-headunit
 status=''
 
-# start_phone OPTIONS...: on the socket, which then exists, or on the port of the first one.
-listen=(--listen 127.0.0.1:0)
-start_phone() {
-    rm -f "$work/port"
-    "$build/phone/quarlo-phone" "${listen[@]}" --port-file "$work/port" --once --max-seconds 60 "$@" \
-        >>"$work/phone.log" 2>&1 &
-    phone=$!
-    eventually "the phone does not listen" test -s "$work/port"
-    if [ "${listen[0]}" = --unix ]; then
-        place=unix:$work/socket
-    else
-        place=127.0.0.1:$(cat "$work/port")
-        listen=(--listen "$place")
-    fi
+# begin_phone OPTIONS...: where the first one was.
+begin_phone() {
+    start_phone "$build" "$work" --once --max-seconds 60 "$@"
+    [ "${phone_place[0]}" = --unix ] || phone_place=(--listen "$address")
 }
 phone_leaves() {
     wait "$phone"
@@ -52,11 +42,11 @@ counts_down() {
 
 # goes_on FAULT...: the pictures and the count go on where they stood.
 goes_on() {
-    start_phone "$@"
-    start_unit --connect "$place" --reconnect --frames 6 --output "$work/pictures"
+    begin_phone "$@"
+    start_unit --connect "$address" --reconnect --frames 6 --output "$work/pictures"
     phone_leaves
     counts_down
-    start_phone
+    begin_phone
     ends 0
     says 1 'LINK +the phone (closed|reset) the connection'
     says 2 'LINK +connected to'
@@ -65,7 +55,7 @@ goes_on() {
 }
 tcp() { goes_on --drop-after-frames 3; }
 unix_socket() {
-    listen=(--unix "$work/socket")
+    phone_place=(--unix "$work/socket")
     goes_on --drop-after-frames 3
 }
 # Soon after the first picture, which is whole.
@@ -108,11 +98,11 @@ listening() {
 script() {
     printf '%s\n' 'wait-for update' 'size 200x100' 'format rgb565' 'wait-for state STOP timeout 30000' \
         'wait-for state RUN timeout 30000' 'wait-for update' 'screenshot after' >"$work/steps"
-    start_phone --drop-after-frames 5
-    start_unit --connect "$place" --reconnect 30 --script "$work/steps" --output "$work/pictures"
+    begin_phone --drop-after-frames 5
+    start_unit --connect "$address" --reconnect 30 --script "$work/steps" --output "$work/pictures"
     phone_leaves
     counts_down
-    start_phone --verbose
+    begin_phone --verbose
     ends 0
     file "$work/pictures/after.png" 2>/dev/null | grep -qF '200 x 100' ||
         [ "$(od -An -tu1 -j16 -N8 "$work/pictures/after.png" | tr -s ' ')" = ' 0 0 0 200 0 0 0 100' ] ||
@@ -120,32 +110,32 @@ script() {
 }
 
 refused() {
-    start_phone --refuse init
-    start_unit --connect "$place" --reconnect --frames 2
+    begin_phone --refuse init
+    start_unit --connect "$address" --reconnect --frames 2
     phone_leaves
     counts_down
-    start_phone
+    begin_phone
     ends 0
 }
 
 silent() {
-    start_phone --stall frames
-    start_unit --connect "$place" --reconnect --watchdog 1 --frames 2
+    begin_phone --stall frames
+    start_unit --connect "$address" --reconnect --watchdog 1 --frames 2
     phone_leaves
     counts_down
     says 1 'LINK +no sign of life'
-    start_phone
+    begin_phone
     ends 0
 }
 
 # In the first picture; nobody but the one who waits can know.
 half_open() {
-    start_phone --compression raw --half-open-at 100000
-    start_unit --connect "$place" --reconnect --watchdog 1 --frames 2
+    begin_phone --compression raw --half-open-at 100000
+    start_unit --connect "$address" --reconnect --watchdog 1 --frames 2
     eventually "the watchdog is silent" grep -qE 'LINK +no sign of life' "$work/headunit.log"
     kill "$phone"
     phone_leaves
-    start_phone
+    begin_phone
     ends 0
 }
 
@@ -164,10 +154,10 @@ gives_up() {
 
 # Without the option each is one line.
 nobody() {
-    start_phone
+    begin_phone
     kill "$phone"
     phone_leaves
-    start_unit --connect "$place"
+    start_unit --connect "$address"
     ends 1 'Connection refused'
     start_unit --unix "$work/socket"
     ends 1 'No such file or directory'
@@ -189,8 +179,8 @@ in_flight() {
         done
         echo 'screenshot last'
     } >"$work/steps"
-    start_phone --fps 240 --compression "$1"
-    start_unit --connect "$place" --script "$work/steps" --output "$work/pictures"
+    begin_phone --fps 240 --compression "$1"
+    start_unit --connect "$address" --script "$work/steps" --output "$work/pictures"
     ends 0
     says 0 'of the time before the change'
 }
@@ -199,10 +189,10 @@ in_flight_jpeg() { in_flight jpeg; }
 
 # The loader meets an empty file of the plug-in's name first.
 no_plug_in() {
-    start_phone
+    begin_phone
     mkdir "$work/lib"
     : >"$work/lib/libQUARLO-Decomp01.so"
-    LD_LIBRARY_PATH=$work/lib start_unit --connect "$place" --compression zlib --frames 1
+    LD_LIBRARY_PATH=$work/lib start_unit --connect "$address" --compression zlib --frames 1
     ends 1 'compression not supported'
     says 1 'LIB +no plug-in decodes zlib: libQUARLO-Decomp01.so'
     says 1 "LIB +$work/lib/libQUARLO-Decomp01.so: file too short"

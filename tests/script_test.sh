@@ -8,15 +8,12 @@ set -uo pipefail
 build=$1 scenario=$2
 scripts=$(dirname "$0")/../tools
 
-start_phone() {
-    "$build/phone/quarlo-phone" --listen 127.0.0.1:0 --port-file "$work/port" --max-seconds "${seconds:-240}" \
-        --handshake-limit 0 --ping-limit 0 "$@" \
-        >"$work/phone.log" 2>&1 &
-    phone=$!
-    eventually "the phone does not listen" test -s "$work/port"
+phone() {
+    rm -f "$work/phone.log"
+    start_phone "$build" "$work" --max-seconds "${seconds:-240}" --handshake-limit 0 --ping-limit 0 "$@"
 }
 start_unit() {
-    "$build/headunit/quarlo-headunit" --connect "127.0.0.1:$(cat "$work/port")" --size 321x203 --init-timeout 0 \
+    "$build/headunit/quarlo-headunit" --connect "$address" --size 321x203 --init-timeout 0 \
         --reconnect --seconds 240 "$@" >"$work/headunit.log" 2>&1 &
     unit=$!
 }
@@ -37,7 +34,7 @@ tell() {
 
 # The whole of phone.script holds for the reference head unit.
 holds() {
-    start_phone --script "$scripts/phone.script"
+    phone --script "$scripts/phone.script"
     start_unit
     phone_ends 0
     local text
@@ -50,14 +47,13 @@ holds() {
 # What does not come, or comes though it must not, is named with its line.
 fails() {
     printf 'wait-for running timeout 120000\n\nexpect ClientInit ScreenWidth=320\n' >"$work/wrong.script"
-    start_phone --script "$work/wrong.script"
+    phone --script "$work/wrong.script"
     start_unit
     phone_ends 1 "wrong.script:3: 'expect ClientInit ScreenWidth=320': there was no 'ClientInit ScreenWidth=320'"
     kill "$unit"
     wait "$unit"
-    rm "$work/port"
     printf 'wait-for ClientInit timeout 120000\nexpect-no ClientInit\n' >"$work/wrong.script"
-    start_phone --script "$work/wrong.script"
+    phone --script "$work/wrong.script"
     start_unit
     phone_ends 1 "wrong.script:2: 'expect-no ClientInit': there was 'ClientInit'"
 }
@@ -76,13 +72,13 @@ ends_early() {
         [ ! -e "$work/port" ] || fail "it listened"
     done
     printf 'wait-for running timeout 120000\n' >"$work/wrong.script"
-    seconds=0.2 start_phone --script "$work/wrong.script"
+    seconds=0.2 phone --script "$work/wrong.script"
     phone_ends 1 "wrong.script:1: 'wait-for running timeout 120000': was not reached, or not done"
 }
 
 # Both programs at once, by sockets.
 control() {
-    start_phone --control "$work/phone.sock"
+    phone --control "$work/phone.sock"
     "$build/phone/quarlo-phone" --render-only "$work/phone.png" --size 40x40 || fail "no icon"
     tell "$work/phone.sock" $'call 1\nicons '"$work"$'\napps phone' \
         $'error head unit 1 has not completed the handshake\nok\nok\n'

@@ -36,7 +36,7 @@ mirror() {
     shift
     rm -rf "$dir"
     mkdir -p "$dir/headunit" "$dir/phone"
-    start_phone "$bin" "$dir" "${phone_options[@]}" --dump-frames "$dir/phone"
+    start_phone "$bin" "$dir" --once "${phone_options[@]}" --dump-frames "$dir/phone"
     "$bin/headunit/quarlo-headunit" --connect "$address" --size "$size" --output "$dir/headunit" "$@" \
         >"$dir/headunit.log"
     wait "$phone"

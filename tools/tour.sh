@@ -14,7 +14,7 @@ mkdir -p "$out/phone"
 
 phone=
 trap '[ -z "$phone" ] || kill "$phone" 2>/dev/null || true' EXIT
-start_phone "$build" "$out" --verbose --dump-frames "$out/phone" --fps 10 --max-seconds 300
+start_phone "$build" "$out" --once --verbose --dump-frames "$out/phone" --fps 10 --max-seconds 300
 "$build/headunit/quarlo-headunit" --connect "$address" --size 1280x720 --output "$out" \
     --script "$tools/tour.script" --watchdog 30 --capture "$out/tour.pcapng" "$@" \
     >"$out/headunit.log" 2>"$out/errors.log" || {

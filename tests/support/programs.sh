@@ -2,6 +2,9 @@
 # and waiting. Programs that run are in phone, unit and host; their logs are work/*.log.
 # shellcheck shell=bash
 
+# shellcheck source=tools/phone.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../../tools/phone.sh"
+
 work=$(mktemp -d)
 phone='' unit='' host=''
 finish() {
