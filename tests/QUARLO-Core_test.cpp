@@ -114,7 +114,7 @@ TEST(Instance, SharesOneLanguage) {
     host.forgetSent();
     code[0] = 'g';
     EXPECT_EQ(quarlo_SetISO639LanguageCode(host.handle(), code), eRETURN_OKAY);
-    EXPECT_EQ(hexes(host.sent()), hexes({packet(69, {'g', 'r', 'a'})}));
+    EXPECT_EQ(host.sent(), std::vector<Bytes>{packet(69, {'g', 'r', 'a'})});
     EXPECT_EQ(quarlo_SetISO639LanguageCode(host.handle(), nullptr), eRETURN_NULL_PARAM);
     EXPECT_EQ(isLanguageSet, 0);
 }

@@ -36,12 +36,13 @@ TEST_F(Protocol, ReachesRunWithTheDocumentedPackets) {
     const Bytes properties = u8(3) + u8(2) + u32(0) + u8(4);
     const Bytes version = text(theCoreVersion);
     EXPECT_EQ(
-        hexes(host.sent()),
-        hexes({packet(1, u16(1) + u16(2) + u16(0)),
-               packet(11, text("test host") + screen + u32(36) + properties +
-                              u32(supportedCompressions) + u8(0) + u8(0)),
-               packet(61, u8(0) + u8(0)), packet(17, u8(1)), packet(129, u32(1)),
-               packet(67, u8(1) + u16(7) + u16(static_cast<unsigned>(version.size())) + version)}));
+        host.sent(),
+        (std::vector<Bytes>{
+            packet(1, u16(1) + u16(2) + u16(0)),
+            packet(11, text("test host") + screen + u32(36) + properties +
+                           u32(supportedCompressions) + u8(0) + u8(0)),
+            packet(61, u8(0) + u8(0)), packet(17, u8(1)), packet(129, u32(1)),
+            packet(67, u8(1) + u16(7) + u16(static_cast<unsigned>(version.size())) + version)}));
     Lines lines = host.lines();
     lines.erase(lines.begin(),
                 std::find(lines.begin(), lines.end(), "INF QUARLO: Receive data thread started."));
@@ -96,12 +97,13 @@ TEST_F(Protocol, DescribesTheConfiguredHeadUnit) {
     quarlo_SetCustomKeysSupported(host.handle(), 2, keys);
     startUpTo(host, ePROTOCOL_STATE_INIT_DONE);
     const std::vector<Bytes> sent = host.waitForSent(5);
-    EXPECT_EQ(hexes({sent.begin() + 1, sent.end()}),
-              hexes({packet(11, text("test host") + u16(0x320) + u16(480) + u16(150) + u16(0x50) +
-                                    u32(38) + u8(2) + u8(1) + u32(2) + u8(2) +
-                                    u32(supportedCompressions) + u8(2) + u16(0xFF00) + u16(0xFF01) +
-                                    u8(2) + u8(12) + u8(14)),
-                     packet(61, u8(2) + u8(1)), packet(69, {'d', 'e', 'u'}), packet(17, u8(1))}));
+    EXPECT_EQ(
+        std::vector<Bytes>(sent.begin() + 1, sent.end()),
+        (std::vector<Bytes>{
+            packet(11, text("test host") + u16(0x320) + u16(480) + u16(150) + u16(0x50) + u32(38) +
+                           u8(2) + u8(1) + u32(2) + u8(2) + u32(supportedCompressions) + u8(2) +
+                           u16(0xFF00) + u16(0xFF01) + u8(2) + u8(12) + u8(14)),
+            packet(61, u8(2) + u8(1)), packet(69, {'d', 'e', 'u'}), packet(17, u8(1))}));
     quarlo_SetISO639LanguageCode(nullptr, nullptr);
 }
 

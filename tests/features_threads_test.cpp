@@ -46,7 +46,7 @@ TEST(Features, OneProcessForManyPhonesAtOnce) {
     EXPECT_EQ(vehicleDataBlackListLength, phones * own);
     for (unsigned i = 0; i < phones; ++i) {
         const Bytes block = packet(67, u8(3) + u16(1) + u16(1) + u8(i));
-        EXPECT_EQ(sessions[i]->sent(), Lines(rounds, hex(block)));
+        EXPECT_EQ(sessions[i]->host.sent(), std::vector<Bytes>(rounds, block));
         EXPECT_EQ(sessions[i]->host.linesWith("e"), Lines{});
     }
     // From several threads at once, as hosts with a thread for each phone do.
@@ -62,7 +62,9 @@ TEST(Features, ARequestIsAnsweredWhileItsInstanceIsDeleted) {
     const Session other;
     for (unsigned n = 0; n < 40; ++n) {
         Radio radio;
-        radio.react([&](AudioControl, UInt32 id) { radio.answer(id, eAUDIOSTATUS_Open); });
+        radio.host.reaction = [&](const Heard& what) {
+            radio.answer(what.numbers[1], eAUDIOSTATUS_Open);
+        };
         radio.ask(1, eAUDIOTYPE_Chime, 100);
         std::thread host([&] {
             quarlo_SetAudioStatus(other.handle(), 1,
