@@ -20,6 +20,7 @@ quarlo_feature_test(features_threads_test "feature threads" features_threads_tes
 quarlo_watch_threads(features_threads_test)
 quarlo_feature_test(stress_test "core threads" stress_test.cpp)
 quarlo_watch_threads(stress_test)
-quarlo_feature_test(every_callback_test "core threads" every_callback_test.cpp)
+quarlo_test(every_callback_test LABELS core threads TIMEOUT 300 SOURCES every_callback_test.cpp)
+quarlo_watch_allocations(every_callback_test)
 target_include_directories(every_callback_test PRIVATE ${PROJECT_SOURCE_DIR}/tools/soak)
 quarlo_watch_threads(every_callback_test)
