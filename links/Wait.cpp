@@ -70,8 +70,18 @@ int errorOf(Waited result) {
     }
 }
 
+namespace {
+// C libraries differ in what strerror_r returns: the words, or whether they are in the storage.
+[[maybe_unused]] const char* wordsOf(const char* words, const char*) {
+    return words;
+}
+[[maybe_unused]] const char* wordsOf(int result, const char* storage) {
+    return result == 0 ? storage : "unknown error";
+}
+}  // namespace
+
 const char* wordsFor(int number, char* storage, std::size_t size) {
-    return strerror_r(number, storage, size);
+    return wordsOf(strerror_r(number, storage, size), storage);
 }
 
 void describe(quarloLinkFailure* failure, int number, const char* what, const char* subject,
