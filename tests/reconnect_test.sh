@@ -120,7 +120,7 @@ refused() {
 
 silent() {
     begin_phone --stall frames
-    start_unit --connect "$address" --reconnect --watchdog 1 --frames 2
+    start_unit --connect "$address" --reconnect --watchdog 3 --frames 2
     phone_leaves
     counts_down
     says 1 'LINK +no sign of life'
@@ -131,7 +131,7 @@ silent() {
 # In the first picture; nobody but the one who waits can know.
 half_open() {
     begin_phone --compression raw --half-open-at 100000
-    start_unit --connect "$address" --reconnect --watchdog 1 --frames 2
+    start_unit --connect "$address" --reconnect --watchdog 3 --frames 2
     eventually "the watchdog is silent" grep -qE 'LINK +no sign of life' "$work/headunit.log"
     kill "$phone"
     phone_leaves

@@ -19,22 +19,16 @@ fi
 . "$(dirname "$0")/support/programs.sh"
 
 build=$1 pictures=${2-}
-listen=(--listen 127.0.0.1:0) connect=()
 
 # begin_phone OPTIONS...: a phone that waits for a head unit
 begin_phone() {
-    rm -f "$work/port" "$work/phone.log"
-    timeout 280 "$build/phone/quarlo-phone" "${listen[@]}" --port-file "$work/port" --seed 1 \
-        --clock 12:00:00 --verbose "$@" >"$work/phone.log" 2>&1 &
-    phone=$!
-    eventually "the phone does not listen" test -s "$work/port"
-    connect=("${listen[@]}")
-    [ "${listen[0]}" = --unix ] || connect=(--connect "127.0.0.1:$(cat "$work/port")")
+    rm -f "$work/phone.log"
+    start_phone "$build" "$work" --max-seconds 280 --seed 1 --clock 12:00:00 --verbose "$@"
 }
 
 begin_unit() {
     rm -f "$work/unit.log" "$work/errors.log"
-    timeout 280 "$build/headunit/quarlo-headunit" "${connect[@]}" "$@" >"$work/unit.log" \
+    timeout 280 "$build/headunit/quarlo-headunit" --connect "$address" "$@" >"$work/unit.log" \
         2>"$work/errors.log" &
     unit=$!
 }
@@ -132,7 +126,7 @@ xdotool key q
 the_end "$unit" 1
 
 # A phone that comes back is told what was set meanwhile.
-listen=(--unix "$work/phone")
+phone_place=(--unix "$work/phone")
 begin_phone
 begin_unit --window --size 640x400 --reconnect
 eventually "no frames" grep -q "end of update 3" "$work/unit.log"
@@ -157,7 +151,7 @@ focus "quarlo phone"
 click 314 395
 mkdir "$work/touched" "$work/opened"
 eventually "the touch opened no app" "$build/headunit/quarlo-headunit" --quiet --frames 1 \
-    "${connect[@]}" --size 800x480 --output "$work/touched"
+    --connect "$address" --size 800x480 --output "$work/touched"
 kill "$phone"
 the_end "$phone" 0
 begin_phone --app news
