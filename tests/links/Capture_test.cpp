@@ -140,7 +140,7 @@ void expectTrueOrder(const Told& told) {
     EXPECT_EQ(sent.size(), count);
     for (const Seen& each : told.packets[ToPhone]) {
         const Bytes whole = part(told.bytes[ToPhone], each.begin, each.begin + each.size);
-        EXPECT_TRUE(whole == numbered(whole[9] | whole[10] << 8)) << "mixed";
+        EXPECT_TRUE(whole == numbered(whole[9] | unsigned{whole[10]} << 8)) << "mixed";
     }
 }
 

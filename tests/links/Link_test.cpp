@@ -119,7 +119,7 @@ TEST_P(EveryLink, APeerThatLeavesWhileSendingRaisesNoSignal) {
 
 TEST(Link, WaitsBrieflyWhenThereIsNothingOrNoRoom) {
     Wire wire(Kind::Pair);
-    for (const std::size_t size : {10, 0}) {
+    for (const std::size_t size : {std::size_t{10}, std::size_t{0}}) {
         const Clock::time_point start = Clock::now();
         EXPECT_EQ(receiveNothing(wire.link, size), 0);
         EXPECT_GE(millisecondsSince(start), 200) << "the receiver spins";

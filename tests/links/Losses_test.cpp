@@ -34,7 +34,7 @@ TEST(Losses, BacksOffThenGivesUpAndTriesAgainWhenAsked) {
     const std::vector<UInt32> pauses = pausesOf(reports);
     ASSERT_GE(pauses.size(), 3U);
     const UInt32 longest[] = {40, 80, 100};
-    for (int i = 0; i < 3; ++i) {
+    for (std::size_t i = 0; i < 3; ++i) {
         EXPECT_LE(pauses[i], longest[i]);
         EXPECT_GT(pauses[i], longest[i] / 2);
     }

@@ -126,7 +126,7 @@ Bytes nextPacket(quarloLink* link) {
     constexpr std::size_t headerSize = 9;
     const Bytes head = receiveAll(link, headerSize);
     if (head.size() < headerSize) return {};
-    const std::size_t size = head[5] | head[6] << 8 | head[7] << 16;
+    const std::size_t size = head[5] | std::size_t{head[6]} << 8U | std::size_t{head[7]} << 16U;
     const Bytes payload = receiveAll(link, size);
     return payload.size() == size ? head + payload : Bytes{};
 }
