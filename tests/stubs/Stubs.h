@@ -6,12 +6,12 @@
 
 namespace quarlo::test {
 
-/** The compressed data of a rectangle; more bytes may follow. */
+/** The compressed data of a rectangle, without padding; more bytes may follow. */
 struct StubOrder {
     Int32 result;  // of decompress
     Int32 detailCode;
-    UInt8 fill;        // every byte of the frame
-    UInt8 mustReport;  // the frame begins with a StubReport, if it is long enough
+    UInt16 fill;        // every byte of the frame
+    UInt16 mustReport;  // the frame begins with a StubReport, if it is long enough
 };
 
 /** What the decompressor was given. */
