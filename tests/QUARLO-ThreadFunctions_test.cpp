@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <map>
 #include <thread>
 
 #include "Feature.h"
@@ -151,6 +152,87 @@ TEST_F(Threads, StartsAgainAfterEveryEnd) {
         host.reopenLink();
     }
     EXPECT_EQ(host.linesWith("error ").size(), 3U);
+}
+
+/* ---- the whole life ---- */
+
+/** Keeps what each thread says apart, without versions, and cut where addresses and numbers of
+ * instances begin.
+ */
+class ThreadLines : public Host {
+  public:
+    ~ThreadLines() override { remove(); }
+
+    void traced(eTraceClass traceClass, const char* line) override {
+        char thread[16];
+        pthread_getname_np(pthread_self(), thread, sizeof thread);
+        const std::string text = std::string(quarlo_getTraceClassPrefix(traceClass)) + line;
+        if (text.rfind("INF     ", 0) != 0) {
+            const std::lock_guard lock(mutex);
+            said[thread].push_back(text.substr(0, std::min(text.find("0x"), text.find('#'))));
+        }
+        Host::traced(traceClass, line);
+    }
+    Lines of(const std::string& thread) {
+        const std::lock_guard lock(mutex);
+        return said[thread];
+    }
+
+  private:
+    std::mutex mutex;
+    std::map<std::string, Lines> said;
+};
+
+TEST_F(Threads, TellTheLifeOfAnInstance) {
+    ThreadLines host;
+    quarlo_SetInitialisationTimeout(host.handle(), 250);
+    quarlo_EnablePingWatchdog(host.handle(), 1, 250);
+    host.run();
+    EXPECT_TRUE(host.waitFor("INF WaitForInitThread: ends now."));
+    EXPECT_TRUE(host.waitUntil([&] { return !host.record()->initTimerThread.isServing(); }));
+    EXPECT_TRUE(host.waitFor("INF watchdog thread started."));
+    host.remove();
+    char thread[16];
+    pthread_getname_np(pthread_self(), thread, sizeof thread);
+    EXPECT_EQ(textOf(host.of(thread)),
+              "INF InitialisationTimeout\n"
+              "VER     init timeout is 250 seconds\n"
+              "INF quarlo_EnablePingWatchdog\n"
+              "INF Enable == TRUE\n"
+              "VER set watchdogStartPending to TRUE due to protocol status != RUN\n"
+              "INF Allocate Receive Buffer\n"
+              "VER     buffer size = 5308416\n"
+              "INF ----------------------------------\n"
+              "INF Version information:\n"
+              "INF ----------------------------------\n"
+              "INF StartMainThread - start initialization timeout\n"
+              "INF init timeout thread handle = \n"
+              "INF Start main thread (receiver)\n"
+              "INF main thread handle = \n"
+              "INF about to delete instance \n"
+              "INF main thread handle = \n"
+              "INF watchdog thread handle = \n"
+              "INF initialization timeout thread no (longer) running\n"
+              "INF DeleteInstance - end watchdog thread\n"
+              "INF DeleteInstance - watchdog thread ended\n"
+              "INF DeleteInstance - end main receiver thread\n"
+              "INF DeleteInstance - end flag set\n"
+              "INF DeleteInstance - end receiver request\n"
+              "INF DeleteInstance - waiting for join: main thread\n"
+              "INF DeleteInstance: decompression buffer is NULL\n"
+              "INF DeleteInstance: scale buffer is NULL\n");
+    EXPECT_EQ(host.of("quarlo WAITINIT"),
+              (Lines{"INF WaitForInitThread: started; going to sleep now.",
+                     "INF WaitForInitThread: ends now."}));
+    EXPECT_EQ(host.of("quarlo PING WD"),
+              (Lines{"INF watchdog thread started.", "INF watchdog thread ends now."}));
+    const Lines receiver = host.of("quarlo RECEIVER");
+    EXPECT_EQ(
+        Lines(receiver.end() - std::min<std::ptrdiff_t>(6, std::ssize(receiver)), receiver.end()),
+        (Lines{"VER protocol handler: watchdog pending true; starting now.",
+               "INF quarlo_EnablePingWatchdog", "INF Enable == TRUE",
+               "VER create watchdog thread succeeded.",
+               "INF watchdog thread handle = ", "INF Receive data thread ends now."}));
 }
 
 /* ---- initialisation timer ---- */
