@@ -233,6 +233,19 @@ TEST_F(Threads, TellTheLifeOfAnInstance) {
                "INF quarlo_EnablePingWatchdog", "INF Enable == TRUE",
                "VER create watchdog thread succeeded.",
                "INF watchdog thread handle = ", "INF Receive data thread ends now."}));
+
+    ThreadLines idle;
+    idle.remove();
+    EXPECT_EQ(textOf(idle.of(thread)),
+              "INF about to delete instance \n"
+              "INF main thread is not running.\n"
+              "INF watchdog thread no (longer) running\n"
+              "INF initialization timeout thread no (longer) running\n"
+              "INF DeleteInstance - end main receiver thread\n"
+              "WRN main receiver thread is not (longer) running.\n"
+              "INF DeleteInstance: receiveBuffer is NULL\n"
+              "INF DeleteInstance: decompression buffer is NULL\n"
+              "INF DeleteInstance: scale buffer is NULL\n");
 }
 
 /* ---- initialisation timer ---- */
