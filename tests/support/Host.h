@@ -7,6 +7,7 @@
 #ifndef QUARLO_TESTS_HOST_H
 #define QUARLO_TESTS_HOST_H
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -26,16 +27,17 @@ namespace quarlo::test {
 class Library {
   public:
     Library() {
-        if (depth++ == 0) quarlo_Init();
+        if (depth.fetch_add(1, std::memory_order_relaxed) == 0) quarlo_Init();
     }
     ~Library() {
-        if (--depth == 0) quarlo_Shutdown();
+        if (depth.fetch_sub(1, std::memory_order_relaxed) == 1) quarlo_Shutdown();
     }
     Library(const Library&) = delete;
     Library& operator=(const Library&) = delete;
 
   private:
-    static inline int depth = 0;
+    // Relaxed: it must not order the threads whose sessions end at once.
+    static inline std::atomic<int> depth{0};
 };
 
 class Host : public Listener {
