@@ -54,7 +54,7 @@ elsewhere() {
             ;;
         "quarlo-phone --check "* | *" --script tools/check.script") grep -q "/check.script" tests/check_test.sh ;;
         "cmake --install "* | "cmake -B build "* | "cmake --build build "* | build/fuzz/* | build/release/bench/* | \
-            tools/coverage.sh | tools/bench.sh*) true ;;
+            tools/coverage.sh | tools/mutate.sh | tools/bench.sh*) true ;;
         *) return 1 ;;
     esac
 }
