@@ -1,6 +1,7 @@
 /*
- * One fault at a time, chosen when a program starts: tools/mutate/faults.py writes quarloFault(N) into
- * a copy of the sources wherever fault N is seeded, and this header is included before all of them.
+ * One fault at a time, chosen when a program starts: tools/mutate/faults.py writes quarloFault(N)
+ * into a copy of the sources wherever fault N is seeded, and this header is included before all of
+ * them.
  *
  *   QUARLO_FAULT=N       fault N is there, all others are not
  *   QUARLO_REACHED=FILE  byte N of FILE becomes 1 when the place of fault N is run
@@ -49,7 +50,8 @@ char* quarloFault_getenv(const char* name) __asm__("getenv");
 int quarloFault_atoi(const char* text) __asm__("atoi");
 int quarloFault_open(const char* path, int flags, ...) __asm__("open");
 int quarloFault_close(int file) __asm__("close");
-void* quarloFault_mmap(void* at, unsigned long size, int protection, int flags, int file, long from) __asm__("mmap");
+void* quarloFault_mmap(void* at, unsigned long size, int protection, int flags, int file,
+                       long from) __asm__("mmap");
 
 enum { quarloFaultsMost = 1 << 16 };
 
@@ -93,15 +95,17 @@ static inline int quarloFault_isSeeded(unsigned number) {
 #include <optional>
 
 /* A lock that is held unless it is dropped. */
-template <typename LOCK> class QuarloFaultLock {
-public:
-    template <typename... MUTEX> explicit QuarloFaultLock(int dropped, MUTEX&&... mutex) {
+template <typename LOCK>
+class QuarloFaultLock {
+  public:
+    template <typename... MUTEX>
+    explicit QuarloFaultLock(int dropped, MUTEX&&... mutex) {
         if (!dropped) {
             held.emplace(static_cast<MUTEX&&>(mutex)...);
         }
     }
 
-private:
+  private:
     std::optional<LOCK> held;
 };
 #else
