@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "Allocations.h"
 #include "Feature.h"
 #include "stubs/Plugins.h"
 #include "stubs/Stubs.h"
@@ -43,9 +44,9 @@ class Icons {
     /** Without memory for blocks of this size and above. */
     Lines answerWithout(std::size_t size, const std::string& url, unsigned compression,
                         const Bytes& data) {
-        refuseAllocationsFrom(size);
+        allocations::refuseFrom(size);
         const Lines lines = answer(url, compression, data);
-        refuseAllocationsFrom(0);
+        allocations::refuseFrom(0);
         return lines;
     }
     [[nodiscard]] bool isPending() const {
@@ -200,10 +201,10 @@ TEST(Icon, WithoutUrlOrMemoryIsDropped) {
     packet.IdentifierURL = &url;
     // The scratch memory is full and cannot grow.
     obj->scratch.make<UInt8>(wire::Scratch::ordinarySize);
-    refuseAllocationsFrom(1);
+    allocations::refuseFrom(1);
     EXPECT_EQ(icons.session.during([&] { onReceiveServerAppIcon(obj, &packet); }),
               compression(4) + "WRN allocation for AppIconResponse failed.");
-    refuseAllocationsFrom(0);
+    allocations::refuseFrom(0);
     obj->scratch.reset();
 }
 

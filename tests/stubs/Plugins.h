@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "Allocations.h"
 #include "Host.h"
 
 namespace quarlo::test {
@@ -33,11 +32,6 @@ struct Found : Folder {
     using Folder::Folder;
     const Library library;
 };
-
-/** All allocations of at least so many bytes fail; 0 ends this. */
-inline void refuseAllocationsFrom(std::size_t size) {
-    allocations::refuseFrom(size);
-}
 
 }  // namespace quarlo::test
 

@@ -32,10 +32,6 @@ inline Lines outOfMemoryLines(const std::string& text) {
     return {"ERR " + text, "ERR error callback with code 'MEM_ALLOC'", "error MEM_ALLOC"};
 }
 
-inline Host& hostOf(void* context) {
-    return *static_cast<Host*>(context);
-}
-
 inline Lines operator+(Lines lines, const std::string& line) {
     lines.push_back(line);
     return lines;

@@ -6,14 +6,6 @@
 
 namespace quarlo::test {
 
-namespace {
-
-Host& hostOf(void* context) {
-    return *static_cast<Host*>(context);
-}
-
-}  // namespace
-
 Host::Host(const char* description)
     : instance(quarlo_CreateInstance(static_cast<Listener*>(this), description)) {
     if (instance == nullptr) return;
@@ -72,7 +64,7 @@ std::size_t Host::read(UInt8* buffer, std::size_t size) {
     isWaiting = false;
     const std::size_t available = incoming.size() - consumed;
     if (available == 0) return isEnded ? static_cast<std::size_t>(endResult) : 0;
-    const std::size_t amount = std::min({available, size, readLimit});
+    const std::size_t amount = std::min(available, size);
     std::copy_n(incoming.begin() + static_cast<std::ptrdiff_t>(consumed), amount, buffer);
     consumed += amount;
     return amount;
@@ -116,11 +108,6 @@ void Host::reopenLink() {
 std::size_t Host::polls() const {
     const std::lock_guard lock(mutex);
     return emptyPolls;
-}
-
-void Host::readAtMost(std::size_t count) {
-    const std::lock_guard lock(mutex);
-    readLimit = count;
 }
 
 std::vector<Bytes> Host::sent() const {

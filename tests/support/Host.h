@@ -58,8 +58,6 @@ class Host : public Listener {
 
     void start();
     void remove();
-    /** Forgets an instance that quarlo_Shutdown has deleted. */
-    void abandon() { instance = nullptr; }
 
     /* the far end of the link */
     void feed(const Bytes& bytes);
@@ -67,8 +65,6 @@ class Host : public Listener {
     void endLink(std::ptrdiff_t result = -1);
     /** Undoes endLink for another start. */
     void reopenLink();
-    /** The most that one read returns. */
-    void readAtMost(std::size_t count);
     /** The bytes of everything sent so far, one entry for each call of the sender link. */
     [[nodiscard]] std::vector<Bytes> sent() const;
     /** Waits until so many packets were sent, and returns them. */
@@ -112,7 +108,6 @@ class Host : public Listener {
     void* instance = nullptr;
     Bytes incoming;
     std::size_t consumed = 0;
-    std::size_t readLimit = static_cast<std::size_t>(-1);
     bool isWaiting = false;
     std::size_t emptyPolls = 0;
     bool isEnded = false;
@@ -122,6 +117,11 @@ class Host : public Listener {
     std::vector<std::string> seen;
     Bytes lastPixels;
 };
+
+/** The host of a callback, which is its context. */
+inline Host& hostOf(void* context) {
+    return *static_cast<Host*>(context);
+}
 
 }  // namespace quarlo::test
 

@@ -24,7 +24,7 @@ NUMBERS = {
 LEAVES = (CursorKind.RETURN_STMT, CursorKind.BREAK_STMT, CursorKind.CONTINUE_STMT)
 LOCKS = re.compile(r"\b(\w*Lock|lock_guard|unique_lock|shared_lock|scoped_lock)\b")
 # What stands in these is settled when it is compiled.
-CONSTANT = (CursorKind.STATIC_ASSERT, CursorKind.ENUM_DECL, CursorKind.CASE_STMT)
+CONSTANT = (CursorKind.STATIC_ASSERT, CursorKind.ENUM_DECL)
 
 
 class Site:
@@ -70,7 +70,7 @@ class Finder:
             if path is None or not path.startswith(self.folders) or place in self.seen:
                 return
             self.seen.add(place)
-        if cursor.kind in CONSTANT and cursor.kind != CursorKind.CASE_STMT:
+        if cursor.kind in CONSTANT:
             return
         if cursor.kind == CursorKind.VAR_DECL and b"constexpr" in self.bytes(cursor, path):
             return
